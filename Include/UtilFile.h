@@ -1,0 +1,36 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <cstddef>
+
+/// Whether a file or folder of that name (wildcards allowed) exists; pInfo gets what the system knows about
+/// it. Result: 1 when found, else 0. Any thread.
+int GetFileInformation(const wchar_t* pszPath, WIN32_FIND_DATAW* pInfo);
+
+/// Hands a document or program to the shell with a verb; a null pointer leaves the choice to the shell.
+/// Result: what ShellExecuteExW answered, non-zero for success, with the last error otherwise. Any thread.
+int TKShellExec(HWND hWnd, const wchar_t* pszVerb, const wchar_t* pszPath, const wchar_t* pszParameters,
+                const wchar_t* pszDirectory);
+
+/// Loads a module of this product, which can only lie beside the executable. Result: the module, which the
+/// caller frees, or null with the last error. Any thread.
+HINSTANCE KDA_LoadLibrary(const wchar_t* pszName);
+
+/// Starts the permission prompt in a process of its own and doesn't wait for it. nPort is the UDP port of the
+/// exchange, nAfType its address family. Result: 1 when the process started; 0 with the last error otherwise.
+/// Any thread.
+int ExecutePermission(int nPort, int nAfType);
+
+/// The account this process runs under, as DOMAIN\name where there is a domain, in a buffer of cchAccount
+/// characters. Any thread.
+void GetAccountName(wchar_t* pszAccount, size_t cchAccount);
+
+/// The folder of the executable, with the backslash at its end, in a buffer of cchDirectory characters; on
+/// failure the buffer stays as it was. Any thread.
+void GetProgramDirectory(wchar_t* pszDirectory, size_t cchDirectory);
+
+/// Loads a module by short name without ever looking into the current directory. Result: the module, which
+/// the caller frees, or null with the last error; null for a null name. Any thread.
+HMODULE TKLoadSystemLibrary(const wchar_t* pszName, HANDLE hFile, DWORD dwFlags);
