@@ -1,0 +1,39 @@
+# shellcheck shell=bash
+# Configures and builds the product. Needs common.sh and deps.sh.
+
+# build_product: brings build/release and build/stage up to date.
+build_product() {
+    ensure_deps
+    say "Building into build/release"
+    under_lock "$TKDAST_ROOT/build/build.lock" build_product_locked
+}
+
+build_product_locked() {
+    local log=$TKDAST_ROOT/build/configure.log
+    local -a fresh=()
+    # What was found in an older cache must not be mixed with what is in this one.
+    if [ -e "$TKDAST_BUILD/CMakeCache.txt" ] &&
+        ! grep -q -x -F "CMAKE_PREFIX_PATH:UNINITIALIZED=$TKDAST_DEPS" "$TKDAST_BUILD/CMakeCache.txt"; then
+        fresh=(--fresh)
+    fi
+    if ! (cd "$TKDAST_ROOT" && cmake --preset mingw-release "${fresh[@]}" -DCMAKE_PREFIX_PATH="$TKDAST_DEPS" \
+        -DTKDAST_STAGE_DIR="$TKDAST_STAGE" -DTKDAST_SYMBOLS_DIR="$TKDAST_SYMBOLS") >"$log" 2>&1; then
+        cat "$log" >&2
+        die "CMake could not configure the build."
+    fi
+    cmake --build "$TKDAST_BUILD"
+}
+
+# check_stage: sees to it that what is staged is whole and hardened.
+check_stage() {
+    local file missing=0
+    for file in TKDAST.exe TKDASTRES.dll Localization/{fr,de}/TKDASTRES.dll TKDAST.Logging.xml TKDAS.exe; do
+        if [ ! -e "$TKDAST_STAGE/$file" ]; then
+            warn "build/stage/$file was not built"
+            missing=1
+        fi
+    done
+    [ "$missing" -eq 0 ] || die "the staged tree is not whole."
+    "$TKDAST_ROOT/scripts/lib/check-binaries" "$TKDAST_STAGE" ||
+        die "the staged programs are not as they must be."
+}
