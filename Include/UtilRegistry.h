@@ -1,0 +1,24 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+/*
+ * What the agent asks of the service's machine-wide registry settings before it has a connection. A missing
+ * key or value gives the default, and nothing is created. Any thread.
+ */
+
+/// What GetServicePort takes for "no fallback of the caller's own".
+constexpr DWORD NO_FALLBACK_PORT = 0xFFFFFFFF;
+
+/// The TCP port of the service; where none is set the fallback, and without one the product's default port.
+DWORD GetServicePort(DWORD dwFallback);
+
+/// Whether the person at the desktop must consent to a connection: zero means no, and is the default.
+DWORD GetPermissionRequired();
+
+/// How the tray icon is shown: the service's mode number; 1 by default.
+DWORD GetTrayIconMode();
+
+/// Whether this user can change the machine's settings, found out by writing and deleting a test value.
+bool CanWriteMachineSettings();

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+/*
+ * Which Windows this is. Any thread.
+ */
+
+/// The true version, which the documented functions hide from programs that don't declare it. False when the
+/// system won't tell; pVersion is then of no use.
+bool GetRtlVersion(OSVERSIONINFOEXW* pVersion);
+
+/// Whether the system is at least that version, the service pack counting only in the same version. False
+/// also when the version isn't known.
+bool IsWindowsVersionEqualOrGreater(unsigned short major, unsigned short minor, unsigned short servicePack);
+
+bool IsWindows10OrGreater();
+
+/// The first number of a file's version block; 0 when it can't be read.
+int GetFileMajorVersion(const wchar_t* pszPath);
+
+/// Whether the process runs with an administrator's rights; true as well on a system that can't tell.
+bool IsUserAdmin();
