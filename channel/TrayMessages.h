@@ -182,10 +182,9 @@ struct MSG_TRAYICON_SETTINGS
     DWORD bPermissionRequired;     // idle icon and tip say that consent is asked for
     DWORD dwExitLock1;             // disables Exit in connection type 1
     DWORD dwDefaultConnectionType; // connection type while nobody is connected
-    DWORD
-        dwExitLock2; // as dwExitLock1, stronger for the settings; zero: the language follows the current user
-    DWORD bKeepNoticeOpen;   // a notice of connection type 1 stays while sessions run
-    DWORD bInviteOption1015; // enables that check box of the invitation dialog
+    DWORD dwExitLock2;             // as dwExitLock1, stronger; zero: the language follows the current user
+    DWORD bKeepNoticeOpen;         // a notice of connection type 1 stays while sessions run
+    DWORD bInviteOption1015;       // enables that check box of the invitation dialog
     DWORD bInviteOption1016;
     DWORD bInviteOption1017;
     DWORD bInviteOption1010;

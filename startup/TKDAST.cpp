@@ -1,0 +1,241 @@
+#include "startup/TKDAST.h"
+
+#include "Include/BoundedText.h"
+#include "Include/LangUI.h"
+#include "Include/Pause.h"
+#include "Include/TKLogging.h"
+#include "Include/UtilFile.h"
+#include "Include/UtilRegistry.h"
+#include "Include/UtilWTS.h"
+#include "channel/TrayMessages.h"
+#include "tray/TKDASTWindow.h"
+
+#include <commctrl.h>
+
+#include <cwchar>
+#include <memory>
+#include <new>
+#include <string>
+
+HINSTANCE g_hInstance = nullptr;
+HMODULE g_hResourceModule = nullptr;
+CKernelHandle g_hQuitEvent;
+std::atomic<int> g_nExitCode = EXIT_AGENT_ENDED;
+DWORD g_dwSessionId = 0;
+std::atomic<DWORD> g_dwDesktopState = 0;
+wchar_t g_szDesktopName[MAX_DESKTOP_NAME] = {};
+wchar_t g_szUserName[MAX_USER_NAME] = {};
+CKernelHandle g_hInstanceMapping;
+DWORD g_bOneTimeSession = 0;
+DWORD g_bOtiInvitation = 0;
+wchar_t g_szOtiInvitation[MAX_INVITATION_TEXT] = {};
+
+namespace
+{
+const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDAST");
+
+constexpr wchar_t LOGGING_CONFIGURATION[] = L"TKDAST.Logging.xml";
+constexpr wchar_t LANGUAGE_MODULE[] = L"TKDASTRES.dll";
+constexpr wchar_t ONE_TIME_SWITCH[] = L"-onetimesession";
+constexpr wchar_t INSTANCE_NAME[] = L"Tessaran Site Toolbox Kestrel Desk Assist Tray Icon";
+constexpr wchar_t DESKTOP_INSTANCE_NAME[] =
+    L" Tessaran Kestrel Desk Assist Tray Icon"; // behind the desktop's own name
+
+constexpr DWORD OWN_DESKTOP_NAME_BYTES = 260; // half of g_szDesktopName: a longer name counts as unreadable
+constexpr size_t MAX_INSTANCE_NAME = 260;     // characters
+constexpr DWORD INSTANCE_MAPPING_SIZE = 4;
+constexpr DWORD TEAR_DOWN_PAUSE = 500;    // milliseconds
+constexpr size_t MAX_PORT_PARAMETER = 40; // characters, terminator included
+
+void ReadLoggingConfiguration()
+{
+    wchar_t szPath[MAX_PATH] = {};
+    GetProgramDirectory(szPath, std::size(szPath));
+    const size_t cchDirectory = wcslen(szPath);
+    CopyText(szPath + cchDirectory, std::size(szPath) - cchDirectory, LOGGING_CONFIGURATION);
+    ConfigureLogging(szPath);
+}
+
+void ReadOwnDesktopName()
+{
+    const CDesktop hDesktop(GetThreadDesktop(GetCurrentThreadId()));
+    if (hDesktop)
+    {
+        ReadDesktopName(hDesktop.get(), g_szDesktopName, OWN_DESKTOP_NAME_BYTES);
+    }
+}
+
+void ReadUserName()
+{
+    DWORD cchUserName = static_cast<DWORD>(std::size(g_szUserName));
+    GetUserNameW(g_szUserName, &cchUserName);
+    SetLastError(0);
+}
+
+// The text between the line's first blank and the next one. False when the line holds no blank.
+bool FindFirstParameter(std::wstring_view line, std::wstring_view* pParameter)
+{
+    const size_t uBlank = line.find(L' ');
+    if (uBlank == std::wstring_view::npos)
+    {
+        return false;
+    }
+    const std::wstring_view rest = line.substr(uBlank + 1);
+    *pParameter = rest.substr(0, rest.find(L' '));
+    return true;
+}
+
+// The port of a one-time agent, which comes from the command line alone. 0: there is none.
+unsigned int ReadOneTimePort(std::wstring_view line)
+{
+    std::wstring_view parameter;
+    if (!FindFirstParameter(line, &parameter))
+    {
+        TK_LOG_ERROR(g_pLogger, L"-onetimesession needs to followed by port parameter.");
+        return 0;
+    }
+    wchar_t szPort[MAX_PORT_PARAMETER] = {};
+    // No port has that many digits, and a cut parameter could become a port that nobody asked for.
+    if (parameter.size() < MAX_PORT_PARAMETER)
+    {
+        CopyText(szPort, parameter);
+    }
+    const unsigned int uiPort = static_cast<unsigned int>(wcstoul(szPort, nullptr, 10));
+    if (uiPort == 0)
+    {
+        TK_LOG_ERROR(g_pLogger, L"Error converting one-time TKDAST port parameter.");
+        return 0;
+    }
+    TK_LOG_INFO(g_pLogger, L"Starting one-time TKDASt on port: " << uiPort);
+    return uiPort;
+}
+
+// False: the command line asks for a one-time agent without a usable port.
+bool ResolvePort(const wchar_t* pszCommandLine, unsigned int* puiPort)
+{
+    if (wcsstr(pszCommandLine, ONE_TIME_SWITCH) != nullptr)
+    {
+        g_bOneTimeSession = 1;
+        *puiPort = ReadOneTimePort(pszCommandLine);
+        return *puiPort != 0;
+    }
+    const DWORD dwFallback =
+        pszCommandLine[0] == L'\0' ? NO_FALLBACK_PORT : static_cast<DWORD>(_wtoi(pszCommandLine));
+    *puiPort = GetServicePort(dwFallback);
+    return true;
+}
+
+void PumpMessages()
+{
+    MSG message = {};
+    for (BOOL nResult = GetMessageW(&message, nullptr, 0, 0); nResult != 0;
+         nResult = GetMessageW(&message, nullptr, 0, 0))
+    {
+        if (nResult != -1)
+        {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
+}
+
+void TearDown(std::unique_ptr<CTaskBarWindow> pWindow)
+{
+    if (g_hQuitEvent)
+    {
+        SetEvent(g_hQuitEvent.get());
+    }
+    // Nobody joins the threads: the pause lets them see the event before the object they use goes.
+    PauseThread(TEAR_DOWN_PAUSE);
+    pWindow.reset();
+    g_hInstanceMapping.reset();
+    g_hQuitEvent.reset();
+}
+
+bool IsPersonReachable()
+{
+    wchar_t szInputDesktop[MAX_DESKTOP_NAME] = {};
+    if (!ReadInputDesktopName(szInputDesktop) || lstrcmpiW(szInputDesktop, SECURE_DESKTOP_NAME) == 0)
+    {
+        return false;
+    }
+    if (lstrcmpiW(szInputDesktop, SCREEN_SAVER_DESKTOP_NAME) == 0)
+    {
+        return true;
+    }
+    return IsSessionActive() && lstrcmpiW(szInputDesktop, g_szDesktopName) == 0;
+}
+
+int RunNormally(unsigned int uiPort)
+{
+    if (lstrcmpiW(g_szUserName, SYSTEM_ACCOUNT) == 0)
+    {
+        return EXIT_SYSTEM_ACCOUNT;
+    }
+    if (g_bOneTimeSession == 0 && CheckInstance() == 0)
+    {
+        return EXIT_ALREADY_RUNNING;
+    }
+    g_hQuitEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    std::unique_ptr<CTaskBarWindow> pWindow(new (std::nothrow) CTaskBarWindow(uiPort));
+    if (pWindow == nullptr)
+    {
+        return EXIT_NO_WINDOW;
+    }
+    PumpMessages();
+    TearDown(std::move(pWindow));
+    return g_nExitCode;
+}
+} // namespace
+
+int RunTrayAgent(HINSTANCE hInstance, const wchar_t* pszCommandLine)
+{
+    g_hInstance = hInstance;
+    ReadLoggingConfiguration();
+    SetMainThreadLogName();
+    const TKLogBlock block(L"wWinMain", g_pLogger);
+    TK_LOG_INFO(g_pLogger, L"lpCmdLine=" << pszCommandLine);
+    InitCommonControls();
+    // For the runs that act on the desktop with the user's input: taken now, before it can change.
+    const CDesktop hInputDesktop(OpenInputDesktop(0, FALSE, DESKTOP_READOBJECTS));
+    ReadOwnDesktopName();
+    ReadUserName();
+    g_hResourceModule = LoadLanguageModule(LANGUAGE_MODULE);
+    unsigned int uiPort = 0;
+    if (!ResolvePort(pszCommandLine, &uiPort))
+    {
+        return EXIT_BAD_PARAMETER;
+    }
+    if (g_hResourceModule == nullptr)
+    {
+        g_hResourceModule = g_hInstance;
+    }
+    g_dwSessionId = GetSessionID();
+    TK_LOG_INFO(g_pLogger, L"SessionID is " << g_dwSessionId);
+    return RunNormally(uiPort);
+}
+
+int CheckInstance()
+{
+    const TKLogBlock block(L"CheckInstance", g_pLogger);
+    wchar_t szName[MAX_INSTANCE_NAME] = {};
+    CopyText(szName, INSTANCE_NAME);
+    const CDesktop hDesktop(GetThreadDesktop(GetCurrentThreadId()));
+    wchar_t szDesktop[MAX_DESKTOP_NAME] = {};
+    if (hDesktop && ReadDesktopName(hDesktop.get(), szDesktop, sizeof(szDesktop)))
+    {
+        CopyText(szName, std::wstring(szDesktop) + DESKTOP_INSTANCE_NAME);
+    }
+    SetLastError(0);
+    g_hInstanceMapping.reset(
+        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READONLY, 0, INSTANCE_MAPPING_SIZE, szName));
+    return g_hInstanceMapping && GetLastError() != ERROR_ALREADY_EXISTS ? 1 : 0;
+}
+
+int CheckDesktopState()
+{
+    const TKLogBlock block(L"CheckDesktopState", g_pLogger);
+    const bool bReachable = IsPersonReachable();
+    g_dwDesktopState = bReachable ? DESKTOP_STATE_UNLOCKED : DESKTOP_STATE_LOCKED;
+    return bReachable ? DESKTOP_REACHABLE : DESKTOP_NOT_REACHABLE;
+}

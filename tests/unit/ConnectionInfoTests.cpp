@@ -1,0 +1,353 @@
+#include "channel/ConnectionInfo.h"
+
+#include "channel/MessageHandlers.h"
+#include "channel/TrayMessages.h"
+#include "startup/TKDAST.h"
+#include "tests/support/ImportHook.h"
+#include "tests/support/LoopbackPeer.h"
+#include "tray/TKDASTWindow.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+constexpr DWORD WAIT_MS = 10000;
+constexpr DWORD TEST_SESSION_ID = 4711;
+
+std::vector<DWORD> g_sleeps;
+std::vector<std::string> g_reports;
+
+// The pause between two tries belongs to the trace and not to the test's time.
+void WINAPI RecordingSleep(DWORD dwMilliseconds)
+{
+    g_sleeps.push_back(dwMilliseconds);
+}
+
+template <typename Record>
+const char* Bytes(const Record& record)
+{
+    return reinterpret_cast<const char*>(&record);
+}
+
+// A window, the reader thread on it, and the test as the service.
+class ReaderTest : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        g_hInstance = GetModuleHandleW(nullptr);
+        g_hResourceModule = g_hInstance;
+        g_dwSessionId = TEST_SESSION_ID;
+        g_sleeps.clear();
+    }
+
+    void TearDown() override
+    {
+        EndReader();
+        if (m_pWindow != nullptr)
+        {
+            DestroyWindow(m_pWindow->m_hWnd);
+        }
+        MSG message = {};
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+        {
+        }
+    }
+
+    void MakeWindow(unsigned int uiPort)
+    {
+        m_pWindow = std::make_unique<CTaskBarWindow>(uiPort);
+        m_pWindow->m_pSocket = std::make_shared<CTKSocket>();
+    }
+
+    void StartReader(unsigned int uiPort)
+    {
+        MakeWindow(uiPort);
+        m_reader = std::thread([this] { ConnectionInfo(m_pWindow.get()); });
+    }
+
+    // A reader that has connected.
+    LoopbackConnection ConnectReader()
+    {
+        LoopbackListener listener;
+        StartReader(listener.Port());
+        std::optional<LoopbackConnection> connection = listener.Accept(WAIT_MS);
+        EXPECT_TRUE(connection.has_value());
+        return connection.has_value() ? std::move(*connection) : LoopbackConnection();
+    }
+
+    void EndReader()
+    {
+        if (m_reader.joinable())
+        {
+            if (const std::shared_ptr<CTKSocket> pSocket = m_pWindow->m_pSocket.load())
+            {
+                pSocket->Close();
+            }
+            m_reader.join();
+        }
+    }
+
+    bool TakeChannelLost()
+    {
+        MSG message = {};
+        return PeekMessageW(&message, m_pWindow->m_hWnd, WM_SERVICE_CHANNEL_LOST, WM_SERVICE_CHANNEL_LOST,
+                            PM_REMOVE) != FALSE;
+    }
+
+    static bool SendType(LoopbackConnection& service, DWORD dwType)
+    {
+        return service.SendAll(&dwType, sizeof(dwType));
+    }
+
+    // The proof that the stream has kept its frame.
+    static bool Echoes(LoopbackConnection& service)
+    {
+        DWORD dwEcho = 0;
+        return SendType(service, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE) &&
+               service.ReceiveExactly(&dwEcho, sizeof(dwEcho), WAIT_MS) &&
+               dwEcho == MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE;
+    }
+
+    std::unique_ptr<CTaskBarWindow> m_pWindow;
+    std::thread m_reader;
+};
+} // namespace
+
+TEST_F(ReaderTest, AnswersTheHandshakeWithItsVersionsAndSessionAndEchoesTheRest)
+{
+    LoopbackConnection service = ConnectReader();
+    m_pWindow->m_hDesktopEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    MSG_VERSION version = {MSG_TYPE_VERSION, 0xCAFEBABE, 3.25, -1.0, {}, 99};
+    for (size_t i = 0; i < sizeof(version.abVersionTail); ++i)
+    {
+        version.abVersionTail[i] = static_cast<BYTE>(0xF0 + i);
+    }
+    ASSERT_TRUE(service.SendAll(&version, sizeof(version)));
+    MSG_VERSION answer = {};
+    ASSERT_TRUE(service.ReceiveExactly(&answer, sizeof(answer), WAIT_MS));
+    EXPECT_EQ(answer.dwType, static_cast<DWORD>(MSG_TYPE_VERSION));
+    EXPECT_EQ(answer.dwVersionWord, 0xCAFEBABE);
+    ULONGLONG ullBits = 0;
+    memcpy(&ullBits, Bytes(answer.dblAgentVersion), sizeof(ullBits));
+    EXPECT_EQ(ullBits, 0x407BC00000000000ULL);
+    EXPECT_EQ(answer.dblAgentVersion2, 444.0);
+    EXPECT_EQ(memcmp(answer.abVersionTail, version.abVersionTail, sizeof(version.abVersionTail)), 0);
+    EXPECT_EQ(answer.dwSessionId, TEST_SESSION_ID);
+    EXPECT_EQ(WaitForSingleObject(m_pWindow->m_hDesktopEvent.get(), WAIT_MS), WAIT_OBJECT_0)
+        << "the threads that watch the desktop wait for the handshake";
+}
+
+TEST_F(ReaderTest, SaysNothingBeforeTheServiceHasSpoken)
+{
+    const LoopbackConnection service = ConnectReader();
+    EXPECT_TRUE(service.StaysSilent(200));
+}
+
+TEST_F(ReaderTest, AnUnknownTypeCostsOnlyItsFourBytes)
+{
+    LoopbackConnection service = ConnectReader();
+    const DWORD adwUnknown[] = {12345, 0xFFFFFFFF, MSG_TYPE_TRAYICON_DESKTOP_STATE};
+    ASSERT_TRUE(service.SendAll(adwUnknown, sizeof(adwUnknown)));
+    EXPECT_TRUE(Echoes(service));
+}
+
+TEST_F(ReaderTest, ChatPayloadsOfAnyLengthAreTakenFromTheStream)
+{
+    LoopbackConnection service = ConnectReader();
+    for (const DWORD dwLength : {0UL, 1UL, 47519UL, 47520UL, 47521UL, 1000000UL})
+    {
+        MSG_CHAT_MESSAGE head = {};
+        head.dwType = MSG_TYPE_CHAT_MESSAGE;
+        head.dwMessageLength = dwLength;
+        // Payload bytes that would be messages if they were read as such.
+        std::vector<DWORD> payload(dwLength / sizeof(DWORD) + 1, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE);
+        ASSERT_TRUE(service.SendAll(&head, sizeof(head)));
+        ASSERT_TRUE(dwLength == 0 || service.SendAll(payload.data(), dwLength));
+        EXPECT_TRUE(Echoes(service)) << dwLength;
+    }
+    EXPECT_TRUE(service.StaysSilent(100)) << "a payload was read as messages";
+}
+
+TEST_F(ReaderTest, EndsWhenThePeerClosesInsideAType)
+{
+    LoopbackConnection service = ConnectReader();
+    ASSERT_TRUE(service.SendAll("\x30\x11\x00", 3));
+    service.Close();
+    m_reader.join();
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, EndsWhenThePeerClosesInsideARecord)
+{
+    LoopbackConnection service = ConnectReader();
+    const MSG_TRAYICON_SETTINGS settings = {};
+    ASSERT_TRUE(SendType(service, MSG_TYPE_TRAYICON_SETTINGS));
+    ASSERT_TRUE(service.SendAll(&settings, 1000));
+    service.Close();
+    m_reader.join();
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, EndsWhenThePeerClosesInsideAChatPayload)
+{
+    LoopbackConnection service = ConnectReader();
+    MSG_CHAT_MESSAGE head = {};
+    head.dwType = MSG_TYPE_CHAT_MESSAGE;
+    head.dwMessageLength = 0xFFFFFFFF;
+    ASSERT_TRUE(service.SendAll(&head, sizeof(head)));
+    service.Close();
+    m_reader.join();
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, EndsWithoutAWordWhenTheWindowIsGoing)
+{
+    const LoopbackConnection service = ConnectReader();
+    m_pWindow->m_bExiting = 1;
+    EndReader();
+    EXPECT_FALSE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, AnExitDuringAHandlerEndsTheLoopWithoutAnotherRead)
+{
+    LoopbackConnection service = ConnectReader();
+    ASSERT_TRUE(Echoes(service)); // the reader is in its loop now
+    m_pWindow->m_bExiting = 1;
+    ASSERT_TRUE(Echoes(service)); // handled, and the last
+    m_reader.join();
+    EXPECT_FALSE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, AnAnswerThatCannotBeWrittenEndsTheChannel)
+{
+    LoopbackConnection service = ConnectReader();
+    static const auto s_pfnFail = [](SOCKET, const char*, int, int) WSAAPI -> int { return SOCKET_ERROR; };
+    const ImportHook hook("ws2_32.dll", "send", static_cast<decltype(&send)>(s_pfnFail));
+    ASSERT_TRUE(SendType(service, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE));
+    m_reader.join();
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, WithoutASocketTheChannelIsLostAtOnce)
+{
+    MakeWindow(1);
+    m_pWindow->m_pSocket = nullptr;
+    ConnectionInfo(m_pWindow.get());
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, PortZeroMeansTheDefaultPort)
+{
+    LoopbackListener listener(DEFAULT_SERVICE_PORT);
+    ASSERT_TRUE(listener.IsListening());
+    StartReader(0);
+    EXPECT_TRUE(listener.Accept(WAIT_MS).has_value());
+    EXPECT_EQ(m_pWindow->m_uiPort, DEFAULT_SERVICE_PORT);
+}
+
+namespace
+{
+// Answers lookups until it has answered one; keeps what was asked.
+class LookupService
+{
+  public:
+    explicit LookupService(std::vector<std::vector<BYTE>> answers) : m_answers(std::move(answers))
+    {
+        m_thread = std::thread([this] { Answer(); });
+    }
+    ~LookupService() { m_thread.join(); }
+
+    std::vector<std::vector<BYTE>> m_requests;
+
+  private:
+    void Answer()
+    {
+        for (const std::vector<BYTE>& answer : m_answers)
+        {
+            for (int nDatagram = 0; nDatagram < 2; ++nDatagram)
+            {
+                std::optional<std::vector<BYTE>> datagram = m_responder.Receive(WAIT_MS);
+                if (!datagram)
+                {
+                    return;
+                }
+                m_requests.push_back(std::move(*datagram));
+            }
+            m_responder.Reply(answer.data(), answer.size());
+        }
+    }
+
+    std::vector<std::vector<BYTE>> m_answers;
+    LoopbackResponder m_responder{static_cast<unsigned short>(QUERY_PORT)};
+    std::thread m_thread;
+};
+
+std::vector<BYTE> LookupAnswer(DWORD dwPort, size_t cbAnswer = sizeof(MSG_UDP_PORT_LOOKUP))
+{
+    MSG_UDP_PORT_LOOKUP lookup = {};
+    lookup.dwRequest = UDP_REQUEST_PORT_LOOKUP;
+    lookup.dwPort = dwPort;
+    std::vector<BYTE> answer(cbAnswer);
+    memcpy(answer.data(), &lookup, std::min(cbAnswer, sizeof(lookup)));
+    return answer;
+}
+} // namespace
+
+TEST_F(ReaderTest, TheThirdTryGoesToThePortThatTheServiceTells)
+{
+    LoopbackListener listener;
+    const LookupService lookup({LookupAnswer(listener.Port())});
+    const ImportHook hook("kernel32.dll", "Sleep", &RecordingSleep);
+    StartReader(UnusedPort());
+    EXPECT_TRUE(listener.Accept(WAIT_MS).has_value());
+    EndReader();
+    EXPECT_EQ(m_pWindow->m_uiPort, listener.Port());
+    EXPECT_EQ(g_sleeps, std::vector<DWORD>{3000}) << "one pause, between the first and the second try";
+}
+
+TEST_F(ReaderTest, TheLookupAsksWithAHeaderAndARequest)
+{
+    unsigned int uiPort = 1;
+    {
+        LookupService lookup({LookupAnswer(5000)});
+        EXPECT_EQ(GetPortNumberViaUDP(&uiPort), 1);
+        ASSERT_EQ(lookup.m_requests.size(), 2U);
+        ASSERT_EQ(lookup.m_requests[0].size(), 12U);
+        const auto* const pHeader = reinterpret_cast<const MSG_UDP_HEADER*>(lookup.m_requests[0].data());
+        EXPECT_EQ(pHeader->dwProtocol, 701U);
+        EXPECT_EQ(pHeader->dwRequest, 703U);
+        ASSERT_EQ(lookup.m_requests[1].size(), 80U);
+        const auto* const pLookup = reinterpret_cast<const MSG_UDP_PORT_LOOKUP*>(lookup.m_requests[1].data());
+        EXPECT_EQ(pLookup->dwRequest, 703U);
+        EXPECT_EQ(pLookup->dwPort, 0U);
+    }
+    EXPECT_EQ(uiPort, 5000U);
+}
+
+TEST_F(ReaderTest, ALookupAnswerOfAnotherSizeIsNone)
+{
+    for (const size_t cbAnswer : {sizeof(MSG_UDP_PORT_LOOKUP) - 1, sizeof(MSG_UDP_PORT_LOOKUP) + 1})
+    {
+        const LookupService lookup({LookupAnswer(5000, cbAnswer)});
+        unsigned int uiPort = 1;
+        EXPECT_EQ(GetPortNumberViaUDP(&uiPort), 0) << cbAnswer;
+        EXPECT_EQ(uiPort, 1U);
+    }
+}
+
+TEST_F(ReaderTest, WithoutALookupAnswerThereIsNoThirdTry)
+{
+    const ImportHook hook("kernel32.dll", "Sleep", &RecordingSleep);
+    const unsigned short nPort = UnusedPort();
+    StartReader(nPort);
+    m_reader.join();
+    EXPECT_EQ(m_pWindow->m_uiPort, nPort);
+    EXPECT_TRUE(TakeChannelLost());
+}

@@ -1,0 +1,344 @@
+#include "tray/TKDASTWindow.h"
+
+#include "Include/BoundedText.h"
+#include "startup/TKDAST.h"
+#include "tests/support/ImportHook.h"
+#include "tests/support/LoopbackPeer.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace
+{
+constexpr DWORD WAIT_MS = 10000;
+constexpr unsigned int TEST_PORT = 1;
+
+std::vector<std::string> g_calls;
+decltype(&GetUserNameW) g_pfnGetUserName = nullptr;
+
+BOOL WINAPI SystemUserName(LPWSTR pszName, LPDWORD pcchName)
+{
+    EXPECT_EQ(*pcchName, 240U);
+    CopyText(pszName, *pcchName, L"SYSTEM");
+    return TRUE;
+}
+
+HWND WINAPI NoWindow(DWORD, LPCWSTR, LPCWSTR, DWORD, int, int, int, int, HWND, HMENU, HINSTANCE, LPVOID)
+{
+    return nullptr;
+}
+
+void RemoveMessages()
+{
+    MSG message = {};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) || message.message == WM_QUIT)
+    {
+        message = {};
+    }
+}
+
+bool TakeQuit()
+{
+    MSG message = {};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+    {
+        if (message.message == WM_QUIT)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+class TrayWindowTest : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        g_hInstance = GetModuleHandleW(nullptr);
+        g_hResourceModule = g_hInstance;
+        g_bOneTimeSession = 0;
+        g_calls.clear();
+        RemoveMessages();
+    }
+
+    void TearDown() override
+    {
+        if (m_pWindow != nullptr && IsWindow(m_pWindow->m_hWnd))
+        {
+            DestroyWindow(m_pWindow->m_hWnd);
+        }
+        m_pWindow.reset();
+        g_hQuitEvent.reset();
+        g_bOneTimeSession = 0;
+        RemoveMessages();
+    }
+
+    CTaskBarWindow& MakeWindow()
+    {
+        m_pWindow = std::make_unique<CTaskBarWindow>(TEST_PORT);
+        return *m_pWindow;
+    }
+
+    std::unique_ptr<CTaskBarWindow> m_pWindow;
+};
+} // namespace
+
+TEST_F(TrayWindowTest, TheWindowIsHiddenAndFoundByItsClassAndTitle)
+{
+    const CTaskBarWindow& window = MakeWindow();
+    EXPECT_EQ(FindWindowW(L"Tessaran KDA Tray Icon Class", L"Tessaran KDA Tray Icon"), window.m_hWnd);
+    EXPECT_FALSE(IsWindowVisible(window.m_hWnd));
+    EXPECT_EQ(GetWindowLongPtrW(window.m_hWnd, GWLP_USERDATA), reinterpret_cast<LONG_PTR>(&window));
+    EXPECT_EQ(GetParent(window.m_hWnd), nullptr);
+}
+
+TEST_F(TrayWindowTest, StartsWithWhatTheIconNeedsBeforeTheServiceAnswers)
+{
+    const CTaskBarWindow& window = MakeWindow();
+    EXPECT_EQ(window.m_uiPort, TEST_PORT);
+    EXPECT_EQ(window.m_Settings.dwTrayIcon, 1U);
+    EXPECT_EQ(window.m_Settings.bPermissionRequired, 0U);
+    EXPECT_EQ(FixedText(window.m_Settings.szLanguage), L"en");
+    EXPECT_EQ(window.m_dwConnectionType, 1U);
+    EXPECT_EQ(window.m_bNotifyPending, 1U);
+    EXPECT_EQ(window.m_nNotifyMode, 1);
+    EXPECT_EQ(window.m_dwAppliedOptions, 1U);
+    EXPECT_EQ(window.m_dwRequestedOptions, 1U);
+    EXPECT_EQ(window.m_bAwaitingFirstSettings, 1U);
+    EXPECT_EQ(window.m_uTrayIconId, 44444U);
+    EXPECT_EQ(window.m_bShellV5, 1U);
+    EXPECT_EQ(window.m_bExiting, 0U);
+    EXPECT_EQ(window.m_pSocket.load(), nullptr);
+}
+
+TEST_F(TrayWindowTest, AOneTimeAgentShowsItsIconAndAsksForPermission)
+{
+    g_bOneTimeSession = 1;
+    const CTaskBarWindow& window = MakeWindow();
+    EXPECT_EQ(window.m_Settings.dwTrayIcon, 1U);
+    EXPECT_EQ(window.m_Settings.bPermissionRequired, 1U);
+}
+
+TEST_F(TrayWindowTest, TheSystemAccountGetsNoWindow)
+{
+    const ImportHook hook("advapi32.dll", "GetUserNameW", &SystemUserName);
+    const CTaskBarWindow& window = MakeWindow();
+    EXPECT_EQ(window.m_hWnd, nullptr);
+    EXPECT_EQ(window.m_dwConnectionType, 0U) << "the rest of the object stays zero";
+    EXPECT_EQ(window.m_uTrayIconId, 0U);
+    EXPECT_TRUE(TakeQuit());
+}
+
+TEST_F(TrayWindowTest, WithoutAWindowTheLoopEndsAtOnce)
+{
+    const ImportHook hook("user32.dll", "CreateWindowExW", &NoWindow);
+    MakeWindow();
+    EXPECT_TRUE(TakeQuit());
+}
+
+TEST_F(TrayWindowTest, ALostChannelDestroysTheWindowAndEndsTheLoop)
+{
+    const CTaskBarWindow& window = MakeWindow();
+    const HWND hWnd = window.m_hWnd;
+    SendMessageW(hWnd, WM_SERVICE_CHANNEL_LOST, 0, 0);
+    EXPECT_FALSE(IsWindow(hWnd));
+    EXPECT_EQ(window.m_bExiting, 1U);
+    EXPECT_TRUE(TakeQuit());
+}
+
+namespace
+{
+decltype(&SetEvent) g_pfnSetEvent = nullptr;
+decltype(&shutdown) g_pfnShutdown = nullptr;
+decltype(&DestroyWindow) g_pfnDestroyWindow = nullptr;
+decltype(&KillTimer) g_pfnKillTimer = nullptr;
+decltype(&PostQuitMessage) g_pfnPostQuitMessage = nullptr;
+HWND g_hPopup = nullptr;
+HWND g_hChat = nullptr;
+
+BOOL WINAPI RecordingSetEvent(HANDLE hEvent)
+{
+    g_calls.emplace_back("SetEvent");
+    return g_pfnSetEvent(hEvent);
+}
+
+int WSAAPI RecordingShutdown(SOCKET hSocket, int nHow)
+{
+    g_calls.emplace_back("shutdown");
+    return g_pfnShutdown(hSocket, nHow);
+}
+
+BOOL WINAPI RecordingDestroyWindow(HWND hWnd)
+{
+    g_calls.emplace_back(hWnd == g_hPopup  ? "destroy popup"
+                         : hWnd == g_hChat ? "destroy chat"
+                                           : "destroy window");
+    return g_pfnDestroyWindow(hWnd);
+}
+
+BOOL WINAPI RecordingKillTimer(HWND hWnd, UINT_PTR uTimer)
+{
+    g_calls.emplace_back("KillTimer");
+    return g_pfnKillTimer(hWnd, uTimer);
+}
+
+void WINAPI RecordingSleep(DWORD dwMilliseconds)
+{
+    g_calls.push_back("Sleep " + std::to_string(dwMilliseconds));
+}
+
+void WINAPI RecordingPostQuitMessage(int nExitCode)
+{
+    g_calls.emplace_back("PostQuitMessage");
+    g_pfnPostQuitMessage(nExitCode);
+}
+
+HWND MakeOwnedWindow(HWND hOwner)
+{
+    return CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, hOwner, nullptr, nullptr, nullptr);
+}
+} // namespace
+
+TEST_F(TrayWindowTest, TheEndTellsThreadsFirstThenClosesChannelPopupChatAndTimer)
+{
+    CTaskBarWindow& window = MakeWindow();
+    g_hQuitEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    window.m_pSocket = std::make_shared<CTKSocket>();
+    window.m_hNotifyDlg = g_hPopup = MakeOwnedWindow(window.m_hWnd);
+    window.m_hChatWindow = g_hChat = MakeOwnedWindow(nullptr);
+    window.m_uTrayRetryTimer = SetTimer(window.m_hWnd, 1006, 100000, nullptr);
+    const HWND hWnd = window.m_hWnd;
+    {
+        const ImportHook setEvent("kernel32.dll", "SetEvent", &RecordingSetEvent);
+        g_pfnSetEvent = setEvent.Original();
+        const ImportHook shutdownHook("ws2_32.dll", "shutdown", &RecordingShutdown);
+        g_pfnShutdown = shutdownHook.Original();
+        const ImportHook destroy("user32.dll", "DestroyWindow", &RecordingDestroyWindow);
+        g_pfnDestroyWindow = destroy.Original();
+        const ImportHook killTimer("user32.dll", "KillTimer", &RecordingKillTimer);
+        g_pfnKillTimer = killTimer.Original();
+        const ImportHook sleep("kernel32.dll", "Sleep", &RecordingSleep);
+        const ImportHook postQuit("user32.dll", "PostQuitMessage", &RecordingPostQuitMessage);
+        g_pfnPostQuitMessage = postQuit.Original();
+        SendMessageW(hWnd, WM_SERVICE_CHANNEL_LOST, 0, 0);
+    }
+    EXPECT_EQ(g_calls, (std::vector<std::string>{"destroy window", "SetEvent", "shutdown", "destroy popup",
+                                                 "destroy chat", "KillTimer", "Sleep 0", "Sleep 250",
+                                                 "Sleep 0", "PostQuitMessage"}));
+    EXPECT_EQ(WaitForSingleObject(g_hQuitEvent.get(), 0), WAIT_OBJECT_0);
+    EXPECT_EQ(window.m_pSocket.load(), nullptr);
+    EXPECT_EQ(window.m_hNotifyDlg, nullptr);
+    EXPECT_EQ(window.m_hChatWindow, nullptr);
+    EXPECT_EQ(window.m_uTrayRetryTimer, 0U);
+    EXPECT_EQ(window.m_bExiting, 1U);
+}
+
+TEST_F(TrayWindowTest, ARestartedShellHasForgottenTheIcon)
+{
+    CTaskBarWindow& window = MakeWindow();
+    window.m_bIconAdded = 1;
+    EXPECT_NE(g_uTaskbarCreatedMessage, 0U);
+    EXPECT_EQ(SendMessageW(window.m_hWnd, g_uTaskbarCreatedMessage, 0, 0), 1);
+    EXPECT_EQ(window.m_bIconAdded, 0U);
+}
+
+TEST_F(TrayWindowTest, TheAgentStartsItsReaderWhenTheWindowIsUp)
+{
+    LoopbackListener listener;
+    CTaskBarWindow& window = MakeWindow();
+    window.m_uiPort = listener.Port();
+    EXPECT_EQ(SendMessageW(window.m_hWnd, WM_AGENT_INIT, 0, 0), 1);
+    EXPECT_TRUE(listener.Accept(WAIT_MS).has_value());
+    ASSERT_TRUE(window.m_hReaderThread);
+    EXPECT_TRUE(window.m_hDesktopEvent);
+    EXPECT_EQ(WaitForSingleObject(window.m_hDesktopEvent.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+    const CKernelHandle hReader(window.m_hReaderThread.release());
+    DestroyWindow(window.m_hWnd);
+    EXPECT_EQ(WaitForSingleObject(hReader.get(), WAIT_MS), WAIT_OBJECT_0)
+        << "closing the socket wakes the reader";
+}
+
+TEST_F(TrayWindowTest, WhatIsSentWithoutASocketIsRefusedAtOnce)
+{
+    CTaskBarWindow& window = MakeWindow();
+    char abRecord[4] = {};
+    EXPECT_EQ(window.SendToService(abRecord, sizeof(abRecord)), 0);
+    window.m_pSocket = std::make_shared<CTKSocket>();
+    EXPECT_EQ(window.SendToService(abRecord, sizeof(abRecord)), 0);
+}
+
+TEST_F(TrayWindowTest, WhatIsSentArrivesWhole)
+{
+    LoopbackListener listener;
+    CTaskBarWindow& window = MakeWindow();
+    const auto pSocket = std::make_shared<CTKSocket>();
+    ASSERT_EQ(pSocket->Connect(L"localhost", listener.Port(), SOCK_STREAM, AF_UNSPEC), 1);
+    window.m_pSocket = pSocket;
+    std::optional<LoopbackConnection> service = listener.Accept(WAIT_MS);
+    ASSERT_TRUE(service.has_value());
+    char abRecord[] = "a record";
+    EXPECT_EQ(window.SendToService(abRecord, sizeof(abRecord)), 1);
+    char abReceived[sizeof(abRecord)] = {};
+    ASSERT_TRUE(service->ReceiveExactly(abReceived, sizeof(abReceived), WAIT_MS));
+    EXPECT_STREQ(abReceived, abRecord);
+}
+
+namespace
+{
+HDESK WINAPI NoInputDesktop(DWORD, BOOL, ACCESS_MASK)
+{
+    return nullptr;
+}
+
+BOOL WINAPI ScreenSaverRuns(UINT uAction, UINT, PVOID pvParameter, UINT)
+{
+    EXPECT_EQ(uAction, static_cast<UINT>(SPI_GETSCREENSAVERRUNNING));
+    *static_cast<BOOL*>(pvParameter) = TRUE;
+    return TRUE;
+}
+
+BOOL WINAPI ScreenSaverDesktop(HANDLE, int, PVOID pvInfo, DWORD cbInfo, LPDWORD)
+{
+    EXPECT_EQ(cbInfo, 520U);
+    CopyText(static_cast<wchar_t*>(pvInfo), cbInfo / sizeof(wchar_t), L"Screen-Saver");
+    return TRUE;
+}
+} // namespace
+
+TEST_F(TrayWindowTest, TheDesktopUserBlockTellsUserAndInputDesktop)
+{
+    MSG_TRAYICON_DESKTOP_USER_INFORMATION information = {};
+    CTaskBarWindow::GetDesktopUserInformation(&information);
+    EXPECT_EQ(information.dwType, 0U);
+    EXPECT_EQ(FixedText(information.szDesktop), L"Default");
+    EXPECT_EQ(information.dwDesktopFlags, 0x04U);
+    const std::wstring user(FixedText(information.szUsername));
+    EXPECT_NE(user.find(L'\\'), std::wstring::npos) << "domain, backslash, name";
+}
+
+TEST_F(TrayWindowTest, TheDesktopUserBlockTellsAnInputDesktopThatCannotBeOpened)
+{
+    const ImportHook hook("user32.dll", "OpenInputDesktop", &NoInputDesktop);
+    MSG_TRAYICON_DESKTOP_USER_INFORMATION information = {};
+    CTaskBarWindow::GetDesktopUserInformation(&information);
+    EXPECT_EQ(information.dwDesktopFlags, 0x02U);
+    EXPECT_EQ(information.szDesktop[0], L'\0');
+}
+
+TEST_F(TrayWindowTest, TheDesktopUserBlockTellsARunningScreenSaver)
+{
+    {
+        const ImportHook hook("user32.dll", "SystemParametersInfoW", &ScreenSaverRuns);
+        MSG_TRAYICON_DESKTOP_USER_INFORMATION information = {};
+        CTaskBarWindow::GetDesktopUserInformation(&information);
+        EXPECT_EQ(information.dwDesktopFlags, 0x14U);
+    }
+    const ImportHook hook("user32.dll", "GetUserObjectInformationW", &ScreenSaverDesktop);
+    MSG_TRAYICON_DESKTOP_USER_INFORMATION information = {};
+    CTaskBarWindow::GetDesktopUserInformation(&information);
+    EXPECT_EQ(information.dwDesktopFlags, 0x14U) << "its own desktop tells it too, once and not twice";
+}

@@ -1,0 +1,133 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+#include <shellapi.h>
+
+#include "Include/Handles.h"
+#include "channel/CTKSocket.h"
+#include "channel/TrayMessages.h"
+#include "tray/TrayWindowMessages.h"
+
+#include <atomic>
+#include <list>
+#include <memory>
+
+constexpr wchar_t TRAY_WINDOW_CLASS[] = L"Tessaran KDA Tray Icon Class";
+constexpr wchar_t TRAY_WINDOW_TITLE[] = L"Tessaran KDA Tray Icon";
+
+// MSG_TRAYICON_SETTINGS::dwTrayIcon
+enum TRAY_ICON_MODE : DWORD
+{
+    TRAY_ICON_HIDDEN = 0,
+    TRAY_ICON_SHOWN = 1,
+    TRAY_ICON_WHILE_CONNECTED = 2,
+};
+
+// What the next popup shows.
+enum NOTIFY_MODE : int
+{
+    NOTIFY_MODE_CONNECTED = 1,
+    NOTIFY_MODE_DISCONNECTED = 2,
+    NOTIFY_MODE_EVERYONE = 3,
+};
+
+constexpr UINT TRAY_ICON_ID = 44444;
+constexpr size_t SERVICE_MESSAGE_LENGTH = 4096; // characters
+
+using TKDA_CREATE_CHAT_WINDOW = HWND(__cdecl*)(HWND hWndOwner);
+using TKDA_APPEND_CHAT_MESSAGE = void(__cdecl*)(HWND hChatWindow, const MSG_CHAT_MESSAGE* pMessage);
+using TKDA_CLOSE_CHAT_WINDOW = void(__cdecl*)();
+
+/*
+ * The one object of the normal run: the hidden window, the notification-area icon, the socket to the service,
+ * popups, drop windows and the chat module.
+ *
+ * There is no lock. The main thread owns the window. The reader thread writes the service's records, the
+ * message texts and the members marked "reader" below, whole, while the main thread reads them: a half-new
+ * record is accepted, it only shows an old text until the next update. Flags that threads share are atomic.
+ */
+class CTaskBarWindow
+{
+  public:
+    // The service's last records, verbatim, type word included (reader).
+    MSG_TRAYICON_SETTINGS m_Settings{};
+    MSG_TRAYICON_CONNECT m_Connection{};
+    MSG_TRAYICON_CONNECT_NOTIFY_ALL m_ConnectedList{};
+    MSG_TRAYICON_IP_ADDRESSES m_IpAddresses{};
+
+    UINT_PTR m_uTrayRetryTimer = 0;           // non-zero while the icon's retry timer runs
+    UINT_PTR m_uDesktopReadyTimer = 0;        // non-zero while desktop options wait for the shell
+    HWND m_hNotifyDlg = nullptr;              // the notification popup; ends with its window
+    HWND m_hJoinWaitDlg = nullptr;            // the Connect in progress dialog; ends with its window
+    DWORD m_bIconAdded = 0;                   // the shell holds the agent's icon
+    std::atomic<DWORD> m_dwConnectionType{0}; // type of the current connection (reader)
+    DWORD m_bDialogReserved = 0;              // cleared as the About dialog ends, otherwise unused
+    std::atomic<DWORD> m_bServiceReplied{
+        0}; // cleared before a request, set when its answer has landed (reader)
+    std::atomic<DWORD> m_bReverseInProgress{0}; // a reverse connection was asked for and has no result yet
+    HWND m_hWnd = nullptr;                      // the hidden window
+    int m_nNotifyMode = 0;                      // NOTIFY_MODE_*
+    std::atomic<std::shared_ptr<CTKSocket>>
+        m_pSocket;                      // the main channel; a thread that uses it holds its own reference
+    std::atomic<DWORD> m_bExiting{0};   // the window is going: the end of the channel is expected
+    unsigned int m_uiPort = 0;          // the service's port; after OnInit the reader thread's own
+    CKernelHandle m_hReaderThread;      // signalled when the reader thread has ended
+    CKernelHandle m_hDesktopEvent;      // manual-reset: look at the desktop again
+    DWORD m_bServiceMessageIsError = 0; // icon of the next service message box (reader)
+    wchar_t m_szServiceMessage[SERVICE_MESSAGE_LENGTH]{};      // its body (reader)
+    wchar_t m_szServiceMessageTitle[SERVICE_MESSAGE_LENGTH]{}; // its title (reader)
+    DWORD m_dwAppliedOptions = 0;                              // desktop options really changed
+    DWORD m_dwRequestedOptions = 0;                            // desktop options last asked for
+    DWORD m_bNotifyPending = 0; // a notice was asked for and no popup was created yet; nothing decides on it
+    std::atomic<DWORD> m_bAwaitingFirstSettings{0}; // no MSG_TYPE_TRAYICON_SETTINGS has arrived yet (reader)
+    std::list<MSG_TRAYICON_SFT_DROP_CLIENT*> m_DropWindows; // the records belong to their drop windows
+    HMODULE m_hChatModule = nullptr;                        // stays loaded to the end of the process
+    TKDA_CREATE_CHAT_WINDOW m_pfnCreateChatWindow = nullptr;
+    TKDA_APPEND_CHAT_MESSAGE m_pfnAppendChatMessage = nullptr;
+    TKDA_CLOSE_CHAT_WINDOW m_pfnCloseChatWindow = nullptr;
+    HWND m_hChatWindow = nullptr; // the chat module's; ends with its window
+    DWORD m_bDesktopReady = 0;    // the shell has been seen once
+    int m_nTrayRetries = 0;       // attempts in a row that failed to add the icon
+    CMenu m_hTrayMenu;
+    NOTIFYICONDATAW m_NotifyIconData{}; // the one structure given to the shell, kept between calls
+    DWORD m_bShellV5 = 0;               // the shell knows balloons and long tips
+    HICON m_hIconActive = nullptr;      // shared icons of the language module, never destroyed
+    HICON m_hIconIdle = nullptr;
+    HICON m_hIconPermission = nullptr;
+    HICON m_hIconReconfiguring = nullptr;
+    UINT m_uTrayIconId = 0; // TRAY_ICON_ID
+
+    /// Creates the hidden window; the rest starts with WM_AGENT_INIT. Main thread. When there can be no
+    /// window, or the process runs as the system account, a quit message is posted instead.
+    explicit CTaskBarWindow(unsigned int uiPort);
+
+    /// Main thread, when all threads that use the object have been told to end.
+    ~CTaskBarWindow();
+    CTaskBarWindow(const CTaskBarWindow&) = delete;
+    CTaskBarWindow& operator=(const CTaskBarWindow&) = delete;
+
+    /// Fills the block that several records embed; its dwType is left zero. Any thread.
+    static void GetDesktopUserInformation(MSG_TRAYICON_DESKTOP_USER_INFORMATION* pInfo);
+
+    /// Writes one record to the service in one send. 1 when all bytes were taken. Any thread.
+    int SendToService(char* pRecord, unsigned int nBytes);
+
+    static LRESULT CALLBACK WndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
+
+  private:
+    void InitMembers();
+    bool CreateTrayWindow();
+    void LoadTrayIcons();
+    bool OnInit();
+    void StartReaderThread();
+
+    static LRESULT OnCreate(HWND hWnd);
+    LRESULT OnAgentInit();
+    LRESULT OnTaskbarCreated();
+    LRESULT OnDestroy();
+    void CloseChannel();
+};
+
+// Broadcast by a shell that has (re)started; registered by WM_CREATE.
+extern UINT g_uTaskbarCreatedMessage;
