@@ -129,6 +129,9 @@ build_expat() {
 
 # APR and APR-util expect these headers to come with <windows.h>, as they do elsewhere.
 TKDAST_APR_FLAGS='-include winsock2.h -include windows.h -include mswsock.h -include ws2tcpip.h -include iphlpapi.h'
+# APR's own test takes GCC for a Unix compiler and asks for a fallback that its Windows build leaves out;
+# the Windows files have all atomic operations themselves.
+TKDAST_APR_FLAGS+=' -DHAVE_ATOMIC_BUILTINS=1 -DHAVE_ATOMIC_BUILTINS64=1'
 
 build_apr() {
     local work=$1 prefix=$2
