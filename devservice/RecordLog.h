@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Include/Handles.h"
+#include "devservice/ServiceEvent.h"
+
+#include <string>
+
+/// Writes each event as one line to the standard output and to a file. One thread at a time, as event sinks
+/// are called.
+class CRecordLog
+{
+  public:
+    void UseConsole() { m_hConsole = GetStdHandle(STD_OUTPUT_HANDLE); }
+
+    /// Starts the file anew. False leaves the reason as the last error.
+    bool UseFile(const std::wstring& path);
+
+    void OnEvent(const SERVICE_EVENT& event);
+
+  private:
+    HANDLE m_hConsole = nullptr; // the process's own
+    CFileHandle m_hFile;
+};

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "channel/TrayMessageTable.h"
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/*
+ * Records as text, both ways, by the field table. All functions may run on any thread.
+ */
+
+/// The fields that are not zero, as "name=value name=value" in the record's order, without the type. Secrets
+/// are masked, long texts and bytes cut. Bytes that are missing at the end are left out.
+std::wstring FormatRecord(const RECORD_DESCRIPTION& record, std::span<const BYTE> bytes);
+
+/// "MSG_TYPE_X (12 bytes) name=value ...", with what follows the record's head as payload.
+std::wstring FormatMessage(const MESSAGE_DESCRIPTION& message, std::span<const BYTE> bytes);
+
+/// The message whose name is MSG_TYPE_ and the text, MSG_TYPE_TRAYICON_ and the text, or the whole text, in
+/// any case. Of two with one name the one of that direction wins. Null if there is none.
+const MESSAGE_DESCRIPTION* FindMessageByName(std::wstring_view name, MESSAGE_DIRECTION direction);
+
+/// Writes one field from its text. A name may reach into an embedded record with a dot. Numbers are decimal,
+/// hexadecimal or negative; bytes are hexadecimal; any field takes raw bytes as "hex:0041", which may also
+/// leave a text without its terminator. False leaves the reason in error.
+bool SetRecordField(const RECORD_DESCRIPTION& record, std::span<BYTE> bytes, std::wstring_view name,
+                    std::wstring_view value, std::wstring& error);
+
+/// Compares one field with a value written as for SetRecordField. False leaves the reason in error, and
+/// bEqual is then false.
+bool CompareRecordField(const RECORD_DESCRIPTION& record, std::span<const BYTE> bytes, std::wstring_view name,
+                        std::wstring_view value, bool& bEqual, std::wstring& error);
+
+/// A zeroed record with its type word.
+std::vector<BYTE> MakeRecord(const MESSAGE_DESCRIPTION& message);
+
+/// A little-endian DWORD out of a record; 0 where the bytes end before it.
+DWORD ReadDword(std::span<const BYTE> bytes, size_t nOffset);

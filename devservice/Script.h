@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/*
+ * The script language's text: one command a line, words parted by blanks, # begins a comment. A word or a
+ * part of it may stand in quotes, where \" \\ \n \r \t and \uHHHH are escapes; outside of quotes a backslash
+ * is itself. name=value and name!=value are one word. repeat N ... end is a block.
+ */
+
+struct SCRIPT_WORD
+{
+    std::wstring text;    // the whole word without its quotes
+    size_t cchName = 0;   // name=value: length of the name; else 0
+    bool bNot = false;    // name!=value
+    bool bQuoted = false; // began with a quote: never an option of a command
+
+    bool IsAssignment() const { return cchName > 0; }
+    std::wstring_view Name() const { return std::wstring_view(text).substr(0, cchName); }
+    std::wstring_view Value() const;
+};
+
+struct SCRIPT_STATEMENT
+{
+    unsigned int uLine = 0;
+    std::vector<SCRIPT_WORD> words;     // never empty; the first is the command
+    std::vector<SCRIPT_STATEMENT> body; // of a repeat
+};
+
+/// Splits one line. False leaves the reason in error.
+bool SplitScriptLine(std::wstring_view line, std::vector<SCRIPT_WORD>& words, std::wstring& error);
+
+/// Takes a script line by line and builds its statements. Errors begin with the line's number. One thread.
+class CScriptParser
+{
+  public:
+    /// False leaves the reason in error; the line counts as not given.
+    bool AddLine(std::wstring_view line, std::wstring& error);
+
+    /// True when no block is open.
+    bool IsComplete() const { return m_open.empty(); }
+
+    /// The statements so far. False, with the reason in error, while a block is open.
+    bool Take(std::vector<SCRIPT_STATEMENT>& statements, std::wstring& error);
+
+  private:
+    bool CloseBlock(std::wstring& error);
+
+    unsigned int m_uLine = 0;
+    std::vector<SCRIPT_STATEMENT> m_statements;
+    std::vector<SCRIPT_STATEMENT> m_open; // blocks whose end hasn't come, outermost first
+};
+
+/// Parses a whole script, with or without a byte order mark and with either kind of line's end.
+bool ParseScript(std::wstring_view text, std::vector<SCRIPT_STATEMENT>& statements, std::wstring& error);
+
+/// "line 12: " and the text.
+std::wstring AtLine(unsigned int uLine, std::wstring_view text);

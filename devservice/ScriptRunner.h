@@ -1,0 +1,106 @@
+#pragma once
+
+#include "devservice/Programs.h"
+#include "devservice/Script.h"
+#include "devservice/StandInService.h"
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+enum class SCRIPT_RESULT
+{
+    Done,
+    Quit,   // the script said quit; GetExitCode has its code
+    Failed, // GetError says where and why
+};
+
+struct SCRIPT_SETTINGS
+{
+    unsigned short nPort = static_cast<unsigned short>(DEFAULT_SERVICE_PORT); // of listen without a port
+    unsigned short nQueryPort = static_cast<unsigned short>(QUERY_PORT);
+    std::wstring programFolder; // $dir
+    std::wstring marksFolder;   // where mark waits for NAME.done; empty: it doesn't wait
+};
+
+/// Carries out the statements of a script on a service. One thread.
+class CScriptRunner
+{
+  public:
+    CScriptRunner(CStandInService& service, SCRIPT_SETTINGS settings)
+        : m_service(service), m_settings(std::move(settings))
+    {
+    }
+
+    /// Looks for commands that don't exist and for too few or too many words, before anything runs.
+    static bool Check(std::span<const SCRIPT_STATEMENT> statements, std::wstring& error);
+
+    SCRIPT_RESULT Run(std::span<const SCRIPT_STATEMENT> statements);
+
+    int GetExitCode() const { return m_nExitCode; }
+    const std::wstring& GetError() const { return m_error; }
+
+    /// Ends the programs that the script has left running.
+    void EndPrograms();
+
+  private:
+    friend struct SCRIPT_COMMANDS;
+    using WORDS = std::span<const SCRIPT_WORD>;
+    struct EXPECTATION;
+
+    bool RunStatement(const SCRIPT_STATEMENT& statement);
+    bool Expand(std::span<const SCRIPT_WORD> words, std::vector<SCRIPT_WORD>& expanded);
+    std::optional<std::wstring> Variable(std::wstring_view name) const;
+    bool ExpandText(std::wstring_view text, std::wstring& expanded);
+    bool Fail(std::wstring_view reason);
+
+    // The commands. The words are those behind the command, with their variables filled in.
+    bool Agent(WORDS words);
+    bool Agents(WORDS words);
+    bool Close(WORDS words);
+    bool Echo(WORDS words);
+    bool Expect(WORDS words);
+    bool ExpectExit(WORDS words);
+    bool Forget(WORDS words);
+    bool Handshake(WORDS words);
+    bool Help(WORDS words);
+    bool Listen(WORDS words);
+    bool Lookup(WORDS words);
+    bool Mark(WORDS words);
+    bool Quit(WORDS words);
+    bool Raw(WORDS words);
+    bool RunProgram(WORDS words);
+    bool Say(WORDS words);
+    bool Send(WORDS words);
+    bool StartProgram(WORDS words);
+    bool Wait(WORDS words);
+
+    bool RunBlock(const SCRIPT_STATEMENT& statement);
+    bool AgentWait(WORDS words);
+    bool Targets(std::vector<unsigned int>& agents);
+    bool SendToTargets(std::span<const BYTE> bytes);
+    bool BuildRecord(WORDS words, std::vector<BYTE>& record);
+    bool SetField(const MESSAGE_DESCRIPTION& message, const SCRIPT_WORD& word, std::vector<BYTE>& record);
+    bool ReadExpectation(WORDS words, EXPECTATION& expectation);
+    bool CheckFields(const EXPECTATION& expectation);
+    bool ExpectRecord(unsigned int uAgent, const EXPECTATION& expectation);
+    bool ExpectNothing(unsigned int uAgent, const EXPECTATION& expectation);
+    bool ExpectClosed(unsigned int uAgent, const EXPECTATION& expectation);
+    bool ReadMilliseconds(WORDS words, DWORD& dwMilliseconds);
+    bool ReadNumber(std::wstring_view text, DWORD& dwValue);
+    bool ReadPort(std::wstring_view text, unsigned short& nPort);
+    bool Launch(WORDS words, unsigned int& uProgram);
+    bool AwaitExit(unsigned int uProgram, DWORD dwMilliseconds, std::optional<DWORD> expected);
+
+    CStandInService& m_service;
+    const SCRIPT_SETTINGS m_settings;
+    CPrograms m_programs;
+    std::optional<unsigned int> m_target = 1; // empty: all that are connected
+    unsigned int m_uRound = 0;                // of the innermost repeat
+    int m_nExitCode = 0;
+    bool m_bQuit = false;
+    std::wstring m_error;
+    bool m_bErrorHasLine = false;
+};
