@@ -3,12 +3,11 @@
 #include "Include/BoundedText.h"
 #include "channel/TrayMessages.h"
 #include "tests/support/ImportHook.h"
+#include "tests/unit/LateBinding.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
-#include <vector>
 
 namespace
 {
@@ -27,7 +26,6 @@ struct SystemScript
     DWORD dwSessionAsked = 0;
     std::wstring mappingName;
     bool bMappingFails = false;
-    decltype(&GetProcAddress) pfnGetProcAddress = nullptr;
     decltype(&GetUserObjectInformationW) pfnGetUserObjectInformation = nullptr;
     decltype(&CloseDesktop) pfnCloseDesktop = nullptr;
     decltype(&CreateFileMappingW) pfnCreateFileMapping = nullptr;
@@ -77,22 +75,6 @@ BOOL WINAPI FakeQuerySessionInformation(HANDLE, DWORD dwSessionId, int, LPWSTR* 
 
 void WINAPI KeepMemory(PVOID) {}
 
-FARPROC WINAPI FakeGetProcAddress(HMODULE hModule, LPCSTR pszName)
-{
-    if (reinterpret_cast<ULONG_PTR>(pszName) > 0xFFFF)
-    {
-        if (strcmp(pszName, "WTSQuerySessionInformationW") == 0)
-        {
-            return reinterpret_cast<FARPROC>(&FakeQuerySessionInformation);
-        }
-        if (strcmp(pszName, "WTSFreeMemory") == 0)
-        {
-            return reinterpret_cast<FARPROC>(&KeepMemory);
-        }
-    }
-    return g_script.pfnGetProcAddress(hModule, pszName);
-}
-
 BOOL WINAPI FakeGetUserName(LPWSTR pszName, LPDWORD pcchName)
 {
     CopyText(pszName, *pcchName, g_script.userName);
@@ -120,7 +102,8 @@ class DesktopStateTest : public testing::Test
     void SetUp() override
     {
         g_script = SystemScript();
-        g_script.pfnGetProcAddress = m_procAddress.Original();
+        m_lateBinding.Set("WTSQuerySessionInformationW", &FakeQuerySessionInformation);
+        m_lateBinding.Set("WTSFreeMemory", &KeepMemory);
         g_script.pfnGetUserObjectInformation = m_objectInformation.Original();
         g_script.pfnCloseDesktop = m_close.Original();
         CopyText(g_szDesktopName, L"Default");
@@ -139,7 +122,7 @@ class DesktopStateTest : public testing::Test
     ImportHook<decltype(CloseDesktop)> m_close{"user32.dll", "CloseDesktop", &FakeCloseDesktop};
     ImportHook<decltype(GetUserObjectInformationW)> m_objectInformation{
         "user32.dll", "GetUserObjectInformationW", &FakeGetUserObjectInformation};
-    ImportHook<decltype(GetProcAddress)> m_procAddress{"kernel32.dll", "GetProcAddress", &FakeGetProcAddress};
+    LateBinding m_lateBinding;
 };
 } // namespace
 

@@ -4,6 +4,7 @@
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/RegistryValue.h"
 
 #include <gtest/gtest.h>
 
@@ -15,9 +16,9 @@ namespace
 {
 constexpr DWORD WAIT_MS = 10000;
 constexpr unsigned int TEST_PORT = 1;
+constexpr wchar_t SETTINGS_KEY[] = L"SOFTWARE\\Tessaran Development\\Kestrel Desk Assist Service\\Settings";
 
 std::vector<std::string> g_calls;
-decltype(&GetUserNameW) g_pfnGetUserName = nullptr;
 
 BOOL WINAPI SystemUserName(LPWSTR pszName, LPDWORD pcchName)
 {
@@ -115,8 +116,19 @@ TEST_F(TrayWindowTest, StartsWithWhatTheIconNeedsBeforeTheServiceAnswers)
     EXPECT_EQ(window.m_pSocket.load(), nullptr);
 }
 
-TEST_F(TrayWindowTest, AOneTimeAgentShowsItsIconAndAsksForPermission)
+TEST_F(TrayWindowTest, TheMachinesSettingsDecideUntilTheServiceDoes)
 {
+    const RegistryValue icon(HKEY_LOCAL_MACHINE, SETTINGS_KEY, L"TrayIcon", DWORD{2});
+    const RegistryValue permission(HKEY_LOCAL_MACHINE, SETTINGS_KEY, L"Permission Required", DWORD{1});
+    const CTaskBarWindow& window = MakeWindow();
+    EXPECT_EQ(window.m_Settings.dwTrayIcon, 2U);
+    EXPECT_EQ(window.m_Settings.bPermissionRequired, 1U);
+}
+
+TEST_F(TrayWindowTest, AOneTimeAgentShowsItsIconAndAsksForPermissionWhateverTheMachineSays)
+{
+    const RegistryValue icon(HKEY_LOCAL_MACHINE, SETTINGS_KEY, L"TrayIcon", DWORD{0});
+    const RegistryValue permission(HKEY_LOCAL_MACHINE, SETTINGS_KEY, L"Permission Required", DWORD{0});
     g_bOneTimeSession = 1;
     const CTaskBarWindow& window = MakeWindow();
     EXPECT_EQ(window.m_Settings.dwTrayIcon, 1U);
@@ -197,9 +209,10 @@ void WINAPI RecordingPostQuitMessage(int nExitCode)
     g_pfnPostQuitMessage(nExitCode);
 }
 
-HWND MakeOwnedWindow(HWND hOwner)
+// Without an owner: the system would destroy an owned one by itself before the handler sees it.
+HWND MakeBareWindow()
 {
-    return CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, hOwner, nullptr, nullptr, nullptr);
+    return CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
 }
 } // namespace
 
@@ -208,8 +221,8 @@ TEST_F(TrayWindowTest, TheEndTellsThreadsFirstThenClosesChannelPopupChatAndTimer
     CTaskBarWindow& window = MakeWindow();
     g_hQuitEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     window.m_pSocket = std::make_shared<CTKSocket>();
-    window.m_hNotifyDlg = g_hPopup = MakeOwnedWindow(window.m_hWnd);
-    window.m_hChatWindow = g_hChat = MakeOwnedWindow(nullptr);
+    window.m_hNotifyDlg = g_hPopup = MakeBareWindow();
+    window.m_hChatWindow = g_hChat = MakeBareWindow();
     window.m_uTrayRetryTimer = SetTimer(window.m_hWnd, 1006, 100000, nullptr);
     const HWND hWnd = window.m_hWnd;
     {
@@ -226,9 +239,10 @@ TEST_F(TrayWindowTest, TheEndTellsThreadsFirstThenClosesChannelPopupChatAndTimer
         g_pfnPostQuitMessage = postQuit.Original();
         SendMessageW(hWnd, WM_SERVICE_CHANNEL_LOST, 0, 0);
     }
-    EXPECT_EQ(g_calls, (std::vector<std::string>{"destroy window", "SetEvent", "shutdown", "destroy popup",
-                                                 "destroy chat", "KillTimer", "Sleep 0", "Sleep 250",
-                                                 "Sleep 0", "PostQuitMessage"}));
+    // The socket shuts down twice: as it is closed, and as its last owner lets go of it.
+    EXPECT_EQ(g_calls, (std::vector<std::string>{"destroy window", "SetEvent", "shutdown", "shutdown",
+                                                 "destroy popup", "destroy chat", "KillTimer", "Sleep 0",
+                                                 "Sleep 250", "Sleep 0", "PostQuitMessage"}));
     EXPECT_EQ(WaitForSingleObject(g_hQuitEvent.get(), 0), WAIT_OBJECT_0);
     EXPECT_EQ(window.m_pSocket.load(), nullptr);
     EXPECT_EQ(window.m_hNotifyDlg, nullptr);
