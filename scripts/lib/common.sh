@@ -59,15 +59,13 @@ under_lock() {
 
 # missing_packages SET...: lists the packages of these sets that are not installed.
 missing_packages() {
-    local set package
-    while read -r set package _; do
-        case " $* " in
-        *" $set "*) ;;
-        *) continue ;;
-        esac
-        [ "$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
-            printf '%s\n' "$package"
-    done < <(grep -v -E '^(#|$)' "$TKDAST_ROOT/scripts/lib/packages") | sort -u
+    local wanted
+    wanted=$(awk -v sets=" $* " '!/^#/ && index(sets, " " $1 " ") { print $2 }' \
+        "$TKDAST_ROOT/scripts/lib/packages" | sort -u)
+    # shellcheck disable=SC2016,SC2086  # dpkg fills these in; the names are words
+    comm -23 <(printf '%s\n' "$wanted") <(dpkg-query --show \
+        --showformat='${binary:Package} ${db:Status-Status}\n' $wanted 2>/dev/null |
+        sed -n 's/\(:[^ ]*\)\{0,1\} installed$//p' | sort -u)
 }
 
 # install_packages PACKAGE...: installs them without a question.
@@ -96,4 +94,14 @@ require_packages() {
     [ "${#missing[@]}" -eq 0 ] && return
     command -v apt-get >/dev/null || die "apt-get is missing: this runs on Debian 12 or a near relative."
     install_packages "${missing[@]}"
+}
+
+# in_cache FOLDER: answers whether the cache has this folder, and notes that it is still in use.
+in_cache() {
+    [ -d "$1" ] && touch --no-create "$1"
+}
+
+# prune_cache KIND: removes folders of this kind that nobody has used for a month.
+prune_cache() {
+    find "$TKDAST_CACHE" -mindepth 1 -maxdepth 1 -type d -name "$1-*" -mtime +30 -exec rm -rf {} +
 }

@@ -203,10 +203,11 @@ build_dep() {
 # gets its name only when it is whole.
 build_deps_locked() {
     local prefix=$1 work package
-    [ -d "$prefix" ] && return
+    in_cache "$prefix" && return
     say "Building the libraries for Windows into $prefix (about three minutes, once)"
     # What a killed run left behind; the lock says that nobody works there.
     rm -rf "$TKDAST_CACHE"/deps-work.*
+    prune_cache deps
     work=$(mktemp --directory "$TKDAST_CACHE/deps-work.XXXXXX")
     # shellcheck disable=SC2064  # the folder of now is the one to remove
     trap "rm -rf '$work'" EXIT
@@ -230,6 +231,6 @@ build_deps_locked() {
 ensure_deps() {
     TKDAST_DEPS=$TKDAST_CACHE/deps-$(deps_key)
     export TKDAST_DEPS
-    [ -d "$TKDAST_DEPS" ] && return
+    in_cache "$TKDAST_DEPS" && return
     under_lock "$TKDAST_CACHE/deps.lock" build_deps_locked "$TKDAST_DEPS"
 }

@@ -1,14 +1,13 @@
 # shellcheck shell=bash
 # Configures and builds the product. Needs common.sh and deps.sh.
 
-# build_product: brings build/release and build/stage up to date.
-build_product() {
+# configure_product: brings build/release up to date with the lists of sources and with the cache.
+configure_product() {
     ensure_deps
-    say "Building into build/release"
-    under_lock "$TKDAST_ROOT/build/build.lock" build_product_locked
+    under_lock "$TKDAST_ROOT/build/build.lock" configure_product_locked
 }
 
-build_product_locked() {
+configure_product_locked() {
     local log=$TKDAST_ROOT/build/configure.log
     local -a fresh=()
     # What was found in an older cache must not be mixed with what is in this one.
@@ -21,7 +20,13 @@ build_product_locked() {
         cat "$log" >&2
         die "CMake could not configure the build."
     fi
-    cmake --build "$TKDAST_BUILD"
+}
+
+# build_product: brings build/release and build/stage up to date.
+build_product() {
+    configure_product
+    say "Building into build/release"
+    under_lock "$TKDAST_ROOT/build/build.lock" cmake --build "$TKDAST_BUILD"
 }
 
 # check_stage: sees to it that what is staged is whole and hardened.

@@ -60,7 +60,7 @@ fill_template() (
     # With no screen nothing of this opens a window.
     unset DISPLAY
     # shellcheck disable=SC2016  # the inner shell expands these
-    isolated sh -c 'wine wineboot --init && wine regedit /S "$1" && wine winecfg -v win10; status=$?
+    "${TKDAST_ISOLATED[@]}" sh -c 'wine wineboot --init && wine regedit /S "$1" && wine winecfg -v win10; status=$?
         wineserver -k; wineserver -w; exit $status' sh "$1/template.reg" || return
     own_folders "$1/prefix"
 )
@@ -69,9 +69,10 @@ fill_template() (
 # its name only when it is whole.
 make_template_locked() {
     local work
-    [ -d "$1" ] && return
+    in_cache "$1" && return
     say "Making the Windows desktop that every run copies: $1"
     rm -rf "$TKDAST_CACHE"/wine-work.*
+    prune_cache wine
     work=$(mktemp --directory "$TKDAST_CACHE/wine-work.XXXXXX")
     # shellcheck disable=SC2064  # the folder of now is the one to remove
     trap "rm -rf '$work'" EXIT
@@ -91,35 +92,31 @@ ensure_wine_template() {
         cat "$TKDAST_ROOT"/scripts/lib/{wine-run.sh,DesktopKeeper.cpp}
     } | sha256sum | cut -c1-16)
     TKDAST_TEMPLATE=$TKDAST_CACHE/wine-$key
-    [ -d "$TKDAST_TEMPLATE" ] && return
+    in_cache "$TKDAST_TEMPLATE" && return
     under_lock "$TKDAST_CACHE/wine.lock" make_template_locked "$TKDAST_TEMPLATE"
 }
 
-# choose_isolation: sets TKDAST_ISOLATION to the command that gives a program a network of its own
-# (the port 6129 is fixed) and, where the machine allows it, a process tree that ends as one.
+# choose_isolation: sets TKDAST_ISOLATED to the words in front of a command that give it a network of its
+# own (the port 6129 is fixed) and, where the machine allows it, a process tree that ends as one.
 choose_isolation() {
     local -a user=() candidate
+    # shellcheck disable=SC2016  # the inner shell expands these
+    local -a loopback=(sh -c 'ip link set lo up && exec "$@"' sh)
     [ "$(id -u)" -eq 0 ] || user=(--user --map-root-user)
-    candidate=(unshare "${user[@]}" --net --pid --fork --kill-child --mount-proc)
-    if "${candidate[@]}" ip link set lo up 2>/dev/null; then
-        TKDAST_ISOLATION=("${candidate[@]}")
-        return
-    fi
-    candidate=(unshare "${user[@]}" --net)
-    if "${candidate[@]}" ip link set lo up 2>/dev/null; then
-        TKDAST_ISOLATION=("${candidate[@]}")
-        return
-    fi
-    TKDAST_ISOLATION=()
-}
 
-# isolated COMMAND...: runs a command in that isolation, with the loopback interface up.
-isolated() {
-    if [ "${#TKDAST_ISOLATION[@]}" -eq 0 ]; then
-        "$@"
-    else
-        "${TKDAST_ISOLATION[@]}" sh -c 'ip link set lo up && exec "$@"' sh "$@"
+    TKDAST_OWN_NETWORK=1
+    candidate=(unshare "${user[@]}" --net --pid --fork --kill-child --mount-proc "${loopback[@]}")
+    if "${candidate[@]}" true 2>/dev/null; then
+        TKDAST_ISOLATED=("${candidate[@]}")
+        return
     fi
+    candidate=(setsid --wait unshare "${user[@]}" --net "${loopback[@]}")
+    if "${candidate[@]}" true 2>/dev/null; then
+        TKDAST_ISOLATED=("${candidate[@]}")
+        return
+    fi
+    TKDAST_OWN_NETWORK=0
+    TKDAST_ISOLATED=(setsid --wait)
 }
 
 # start_screen: starts a screen for this run and sets DISPLAY. TKDAST_REAL_DISPLAY=1 takes the one that
@@ -145,8 +142,9 @@ start_screen() {
 end_desktop() {
     trap '' INT TERM HUP
     if [ -n "$TKDAST_SESSION" ]; then
-        # Through --kill-child this takes the whole process tree along.
+        # The process tree goes with its first process, or else with its process group.
         kill -KILL "$TKDAST_SESSION" 2>/dev/null || true
+        kill -KILL -- "-$TKDAST_SESSION" 2>/dev/null || true
         wait "$TKDAST_SESSION" 2>/dev/null || true
     fi
     if [ -d "$TKDAST_RUN/prefix" ]; then
@@ -160,7 +158,7 @@ end_desktop() {
     rm -rf "$TKDAST_RUN"
 }
 
-# desktop_session COMMAND...: the inner half of on_desktop: waits for the taskbar, runs the command,
+# desktop_session COMMAND...: what runs inside the isolation: waits for the taskbar, runs the command,
 # ends Wine.
 desktop_session() {
     local answer='' status=0
@@ -177,9 +175,18 @@ desktop_session() {
     return "$status"
 }
 
-# desktop_run COMMAND...: runs a command on a desktop of its own and answers its exit code. The command
-# finds DISPLAY, WINEPREFIX and a scratch folder TKDAST_RUN, and needs only say "wine program.exe".
-desktop_run() (
+# take_turn: where the machine gives no network to each run, waits until no other run is left.
+take_turn() {
+    [ "$TKDAST_OWN_NETWORK" -eq 0 ] || return 0
+    warn "This machine gives a program no network of its own, so runs wait for each other."
+    exec 9>"$TKDAST_CACHE/desktop.lock"
+    flock 9
+}
+
+# run_desktop COMMAND...: runs a command on a desktop of its own and answers its exit code. The traps are
+# the whole script's, so nothing but with-desktop calls this.
+run_desktop() {
+    local status=0
     TKDAST_XVFB='' TKDAST_SESSION=''
     TKDAST_RUN=$(mktemp --directory --tmpdir kda-desktop.XXXXXX)
     export TKDAST_RUN
@@ -187,33 +194,30 @@ desktop_run() (
     trap 'exit 130' INT
     trap 'exit 143' TERM HUP
 
+    take_turn
     start_screen
     cp --archive --reflink=auto "$TKDAST_TEMPLATE/." "$TKDAST_RUN/"
     wine_environment
     export WINEPREFIX=$TKDAST_RUN/prefix HOME=$TKDAST_RUN/home ALSA_CONFIG_PATH=$TKDAST_RUN/asound.conf
 
     # In the background, because a shell that waits in the foreground answers no signal.
-    isolated "$TKDAST_ROOT/scripts/lib/with-desktop" --session "$@" <&0 &
+    "${TKDAST_ISOLATED[@]}" "$TKDAST_ROOT/scripts/lib/with-desktop" --session "$@" <&0 9>&- &
     TKDAST_SESSION=$!
-    status=0
     wait "$TKDAST_SESSION" || status=$?
     TKDAST_SESSION=''
-    exit "$status"
-)
+    return "$status"
+}
 
-# prepare_desktop: everything on_desktop relies on, once per script.
+# prepare_desktop: everything a desktop needs, so that the first one does not pay for it.
 prepare_desktop() {
     require_packages build run
     choose_isolation
     ensure_wine_template
 }
 
-# on_desktop COMMAND...: desktop_run; where the machine gives no network to each run, one at a time.
+# on_desktop COMMAND...: runs a command on a Windows desktop of its own and answers its exit code. The
+# command finds DISPLAY, WINEPREFIX and a scratch folder TKDAST_RUN that goes away with the desktop, and
+# needs only say "wine program.exe". Whatever it leaves running ends with it.
 on_desktop() {
-    if [ "${#TKDAST_ISOLATION[@]}" -gt 0 ]; then
-        desktop_run "$@"
-    else
-        warn "This machine gives a program no network of its own, so runs wait for each other."
-        under_lock "$TKDAST_CACHE/desktop.lock" desktop_run "$@"
-    fi
+    "$TKDAST_ROOT/scripts/lib/with-desktop" "$@"
 }
