@@ -91,7 +91,9 @@ bool CProfileReg::WriteProfileString(const wchar_t* pszSection, const wchar_t* p
     const CLock lock(m_lock);
     if (pszEntry == nullptr || pszValue == nullptr)
         return Delete(pszSection, pszEntry);
-    return Write(pszSection, pszEntry, REG_SZ, pszValue,
+    // The system would count a terminator that follows the data in memory. What follows here is none.
+    const std::wstring unterminated = std::wstring(pszValue) + L'.';
+    return Write(pszSection, pszEntry, REG_SZ, unterminated.data(),
                  static_cast<DWORD>(lstrlenW(pszValue) * sizeof(wchar_t)));
 }
 

@@ -6,6 +6,11 @@
 #include <cstddef>
 #include <string>
 
+// The system's header would turn the names of the store's operations into others.
+#undef GetProfileInt
+#undef GetProfileString
+#undef WriteProfileString
+
 /// A keyed store of sections and entries. A null default or value is allowed where the line says so; a null
 /// section never is, and fails.
 class IProfileReg

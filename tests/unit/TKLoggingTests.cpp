@@ -1,4 +1,6 @@
+#include "Include/Handles.h"
 #include "Include/TKLogging.h"
+#include "tests/support/ImportHook.h"
 #include "tests/unit/LogCapture.h"
 
 #include <gmock/gmock.h>
@@ -20,11 +22,23 @@ constexpr char LOGGER_NAME[] = "TKLoggingTests";
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger(LOGGER_NAME);
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 std::string ThrowingText()
 {
     throw std::runtime_error("no text");
+}
+
+int g_nRefusedWrites;
+
+BOOL WINAPI RefuseWrite(HANDLE, const void*, DWORD, DWORD* pcbWritten, OVERLAPPED*)
+{
+    ++g_nRefusedWrites;
+    if (pcbWritten != nullptr)
+        *pcbWritten = 0;
+    SetLastError(ERROR_DISK_FULL);
+    return FALSE;
 }
 
 // A folder of the test's own, gone afterwards.
@@ -324,4 +338,41 @@ TEST_F(LogConfiguration, UnwritableFolderStopsNothing)
     SetEnvironmentVariableW(L"LOCALAPPDATA", file.c_str());
     ConfigureLogging(DefaultConfiguration().c_str());
     EXPECT_NO_THROW(TK_LOG_ERROR(g_pLogger, "x"));
+}
+
+TEST_F(LogConfiguration, FullDiskStopsNothing)
+{
+    ASSERT_TRUE(ConfigureLogging(DefaultConfiguration().c_str()));
+    TK_LOG_INFO(g_pLogger, "before");
+    {
+        const ImportHook hook("kernel32.dll", "WriteFile", &RefuseWrite);
+        g_nRefusedWrites = 0;
+        EXPECT_NO_THROW(TK_LOG_ERROR(g_pLogger, "lost"));
+        EXPECT_GT(g_nRefusedWrites, 0);
+    }
+    TK_LOG_INFO(g_pLogger, "after");
+    log4cxx::LogManager::resetConfiguration();
+    const std::string text = ReadAll(DefaultLogFile());
+    EXPECT_THAT(text, HasSubstr("before"));
+    EXPECT_THAT(text, HasSubstr("after"));
+}
+
+TEST_F(LogConfiguration, StrayOneInTheCurrentDirectoryIsIgnored)
+{
+    m_folder.Write(L"log4cxx.xml",
+                   "<log4j:configuration xmlns:log4j=\"x\"><appender name=\"A\" class=\"FileAppender\">"
+                   "<param name=\"File\" value=\"stray.log\"/><layout class=\"SimpleLayout\"/>"
+                   "</appender><root><appender-ref ref=\"A\"/></root></log4j:configuration>");
+    wchar_t szProgram[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, szProgram, MAX_PATH);
+    wchar_t szCommandLine[] = L"unit_tests --gtest_list_tests --gtest_filter=none";
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION process = {};
+    ASSERT_TRUE(CreateProcessW(szProgram, szCommandLine, nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
+                               m_folder.Path().c_str(), &startup, &process));
+    const CKernelHandle hThread(process.hThread);
+    const CKernelHandle hProcess(process.hProcess);
+    EXPECT_EQ(WaitForSingleObject(hProcess.get(), 30000), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_FALSE(std::filesystem::exists(m_folder.Path() / "stray.log"));
 }
