@@ -8,6 +8,11 @@
 
 namespace
 {
+constexpr wchar_t SESSION_MODULE[] = L"wtsapi32.dll";
+// Makes the test system's loader take the module beside the agent before its own.
+constexpr wchar_t OVERRIDES_KEY[] = L"Software\\Wine\\AppDefaults\\TKDAST.exe\\DllOverrides";
+constexpr wchar_t OVERRIDDEN_MODULE[] = L"wtsapi32";
+constexpr wchar_t NATIVE_FIRST[] = L"native,builtin";
 constexpr DWORD LOOK_AGAIN_MS = 200;
 constexpr size_t MAX_VALUE_CHARACTERS = 1024;
 
@@ -90,10 +95,12 @@ bool WriteFileText(const std::filesystem::path& file, std::string_view text)
     return !stream.fail();
 }
 
-AgentFolder::AgentFolder() : m_path(NewTemporaryFolder())
+AgentFolder::AgentFolder()
+    : m_preferOwnModule(HKEY_CURRENT_USER, OVERRIDES_KEY, OVERRIDDEN_MODULE, std::wstring(NATIVE_FIRST)),
+      m_path(NewTemporaryFolder())
 {
     CopyTree(StageFolder(), m_path);
-    CopyTree(TestProgramFolder() / L"testmodules" / L"wtsapi32.dll", m_path / L"wtsapi32.dll");
+    CopyTree(TestProgramFolder() / L"testmodules" / SESSION_MODULE, m_path / SESSION_MODULE);
     WriteLogConfiguration(m_path / L"agent.log", "TRACE");
 }
 
@@ -101,6 +108,11 @@ AgentFolder::~AgentFolder()
 {
     std::error_code error;
     std::filesystem::remove_all(m_path, error);
+}
+
+void AgentFolder::UseSystemSessionModule() const
+{
+    std::filesystem::remove(m_path / SESSION_MODULE);
 }
 
 void AgentFolder::WriteLogConfiguration(const std::filesystem::path& logFile, const char* pszLevel) const

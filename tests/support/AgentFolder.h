@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/RegistryValue.h"
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -22,6 +24,9 @@ class AgentFolder
     std::filesystem::path Program() const { return m_path / L"TKDAST.exe"; }
     std::filesystem::path LogConfiguration() const { return m_path / L"TKDAST.Logging.xml"; }
 
+    /// Lets the next agents ask the system's own wtsapi32.dll, which knows little of sessions on the test
+    /// system, so that they take a second for each look at the session.
+    void UseSystemSessionModule() const;
     /// Makes the next agent log into that file, everything down to the level ("TRACE", "INFO", ...).
     void WriteLogConfiguration(const std::filesystem::path& logFile, const char* pszLevel) const;
     /// All that the agents of this folder have logged so far.
@@ -30,6 +35,7 @@ class AgentFolder
     bool WaitForLog(std::string_view text, DWORD dwTimeoutMs) const;
 
   private:
+    RegistryValue m_preferOwnModule;
     std::filesystem::path m_path;
 };
 

@@ -5,8 +5,6 @@
 namespace
 {
 constexpr wchar_t TRAY_CLASS[] = L"Tessaran KDA Tray Icon Class";
-constexpr wchar_t MODULE_OVERRIDES[] = L"WINEDLLOVERRIDES";
-constexpr wchar_t OWN_SESSION_MODULE[] = L"wtsapi32=n,b";
 constexpr DWORD LOOK_AGAIN_MS = 20;
 
 /// Windows compares the names of variables without regard to case.
@@ -38,11 +36,6 @@ Variables OwnVariables()
 std::vector<wchar_t> EnvironmentBlock(const AgentStart& start)
 {
     Variables variables = OwnVariables();
-    if (!start.bSystemSessionModule)
-    {
-        std::wstring& overrides = variables[MODULE_OVERRIDES];
-        overrides += (overrides.empty() ? L"" : L";") + std::wstring(OWN_SESSION_MODULE);
-    }
     for (const auto& [name, value] : start.environment)
     {
         variables[name] = value;
@@ -100,7 +93,7 @@ AgentProcess::AgentProcess(const AgentFolder& folder, const AgentStart& start)
     startup.cb = sizeof(startup);
     startup.lpDesktop = desktop.empty() ? nullptr : desktop.data();
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(folder.Program().c_str(), commandLine.data(), nullptr, nullptr, FALSE,
+    if (!CreateProcessW(folder.Program().c_str(), commandLine.data(), nullptr, nullptr, start.bInheritHandles,
                         CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT, environment.data(),
                         folder.Path().c_str(), &startup, &process))
     {

@@ -14,7 +14,7 @@ struct AgentStart
     std::wstring commandLine;                         // behind the program's name
     std::map<std::wstring, std::wstring> environment; // added to the test's own, or replacing it
     std::wstring desktop;                             // of the test's window station; empty: the test's own
-    bool bSystemSessionModule = false;                // the system's wtsapi32.dll, slow in the test system
+    bool bInheritHandles = false;                     // the test's inheritable ones
 };
 
 /// A running TKDAST.exe. Its whole process tree ends with the object at the latest.

@@ -1,0 +1,279 @@
+#include "tests/e2e/AgentTest.h"
+#include "tests/support/Watchdog.h"
+
+#include "channel/TrayMessageTable.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iostream>
+#include <map>
+#include <random>
+#include <set>
+
+namespace
+{
+constexpr int ORDERS = 200;
+constexpr DWORD ALL_ORDERS_LIMIT_MS = 300000;
+constexpr size_t MANY_PAYLOAD_BYTES = 3001;
+
+/// One message as the service sends it. The sizes are those of the wire, written out: a record of the product
+/// that has changed its size must not change the test along with it.
+struct Sample
+{
+    DWORD dwType;
+    size_t nBytes;
+    size_t nPayload = 0; // of a chat message, behind nBytes
+};
+
+constexpr Sample SAMPLES[] = {
+    {4400, 40},
+    {40000, 16212},
+    {40001, 1072},
+    {40002, 1592},
+    {40003, 4752},
+    {40004, 4}, // the reader has empty cases for this and the two reserved types
+    {40005, 4},
+    {40006, 4},
+    {40007, 4752},
+    {40008, 1592},
+    {40009, 1592},
+    {50000, 1068},
+    {50001, 8204},
+    {50008, 4},
+    {50009, 8},
+    {67001, 1080},
+    {70020, 12},
+    {70030, 528},
+    {70040, 7960},
+    {70050, 12},
+    {70070, 41164},
+    {75000, 524},
+    {75001, 528, 0},
+    {75001, 528, 1},
+    {75001, 528, MANY_PAYLOAD_BYTES},
+    {75002, 4},
+    {100000, 4},
+};
+
+using Bytes = std::vector<BYTE>;
+
+/// Fills the bodies with a type that the agent echoes: one byte too few or too many read, and an echo comes
+/// that nobody asked for, or one fails to come.
+Bytes MakeRecord(const Sample& sample)
+{
+    const size_t nBytes = sample.nBytes + sample.nPayload;
+    std::vector<DWORD> words(nBytes / sizeof(DWORD) + 1, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE);
+    words.front() = sample.dwType;
+    if (sample.dwType == MSG_TYPE_CHAT_MESSAGE)
+    {
+        words[offsetof(MSG_CHAT_MESSAGE, dwMessageLength) / sizeof(DWORD)] =
+            static_cast<DWORD>(sample.nPayload);
+    }
+    Bytes bytes(nBytes);
+    std::memcpy(bytes.data(), words.data(), nBytes);
+    return bytes;
+}
+
+enum class Split
+{
+    SingleBytes,
+    SingleBytesAtTheEdges, // where a reader goes wrong if it does, and fast enough for many orders
+    RandomChunks,
+    OneBurst,
+};
+
+constexpr size_t EDGE_BYTES = 64;
+constexpr size_t LARGEST_CHUNK = 2000;
+
+Split SplitOfOrder(int nOrder)
+{
+    // A byte at a time takes the test system seconds for each order.
+    constexpr int ORDERS_BY_SINGLE_BYTES = 3;
+    switch (nOrder % 3)
+    {
+    case 0:
+        return nOrder / 3 < ORDERS_BY_SINGLE_BYTES ? Split::SingleBytes : Split::SingleBytesAtTheEdges;
+    case 1:
+        return Split::RandomChunks;
+    default:
+        return Split::OneBurst;
+    }
+}
+
+class FramingTest : public AgentTest
+{
+  protected:
+    void SetUp() override
+    {
+        StartAgent();
+        AcceptAgent();
+        ShakeHands();
+    }
+
+    /// Sends all messages once, in a random order.
+    bool SendRandomOrder(Split split);
+    bool SendWithSingleEdges(const Bytes& record);
+    bool SendInRandomChunks(const Bytes& bytes);
+    /// How often the agent has reported each received type.
+    std::map<DWORD, size_t> ReceivedTypes() const;
+
+    std::mt19937 m_random;
+};
+
+bool FramingTest::SendWithSingleEdges(const Bytes& record)
+{
+    const size_t nHead = (std::min)(record.size(), EDGE_BYTES);
+    const size_t nTail = (std::min)(record.size() - nHead, EDGE_BYTES);
+    const size_t nMiddle = record.size() - nHead - nTail;
+    return m_channel->Send(record.data(), nHead, 1) && m_channel->Send(record.data() + nHead, nMiddle) &&
+           m_channel->Send(record.data() + nHead + nMiddle, nTail, 1);
+}
+
+bool FramingTest::SendInRandomChunks(const Bytes& bytes)
+{
+    std::uniform_int_distribution<size_t> chunk(1, LARGEST_CHUNK);
+    for (size_t nSent = 0; nSent < bytes.size();)
+    {
+        const size_t nPiece = (std::min)(chunk(m_random), bytes.size() - nSent);
+        if (!m_channel->Send(bytes.data() + nSent, nPiece))
+        {
+            return false;
+        }
+        nSent += nPiece;
+    }
+    return true;
+}
+
+bool FramingTest::SendRandomOrder(Split split)
+{
+    std::vector<Sample> order(std::begin(SAMPLES), std::end(SAMPLES));
+    std::shuffle(order.begin(), order.end(), m_random);
+    Bytes bytes;
+    bool bSent = true;
+    for (const Sample& sample : order)
+    {
+        const Bytes record = MakeRecord(sample);
+        if (split == Split::SingleBytesAtTheEdges)
+        {
+            bSent = bSent && SendWithSingleEdges(record);
+            continue;
+        }
+        bytes.insert(bytes.end(), record.begin(), record.end());
+    }
+    if (split == Split::RandomChunks)
+    {
+        return SendInRandomChunks(bytes);
+    }
+    return bSent && m_channel->Send(bytes.data(), bytes.size(), split == Split::SingleBytes ? 1 : 0);
+}
+
+std::map<DWORD, size_t> FramingTest::ReceivedTypes() const
+{
+    static constexpr std::string_view LINE = "Received message type ";
+    const std::string log = m_folder.Log();
+    std::map<DWORD, size_t> types;
+    for (size_t nAt = log.find(LINE); nAt != std::string::npos; nAt = log.find(LINE, nAt))
+    {
+        nAt += LINE.size();
+        ++types[std::stoul(log.substr(nAt, 12))];
+    }
+    return types;
+}
+
+TEST_F(FramingTest, SamplesHoldEveryTypeThatTheServiceSends)
+{
+    std::set<DWORD> described;
+    for (const MESSAGE_DESCRIPTION& message : GetMessageDescriptions())
+    {
+        if ((message.direction & MESSAGE_FROM_SERVICE) != 0)
+        {
+            described.insert(message.dwType);
+        }
+    }
+    for (const Sample& sample : SAMPLES)
+    {
+        const MESSAGE_DESCRIPTION* pMessage = FindMessageDescription(sample.dwType, MESSAGE_FROM_SERVICE);
+        EXPECT_TRUE(pMessage == nullptr || pMessage->pRecord->uSize == sample.nBytes) << sample.dwType;
+        described.erase(sample.dwType);
+    }
+    EXPECT_TRUE(described.empty()) << "not sent: " << *described.begin();
+}
+
+TEST_F(FramingTest, EveryTypeInRandomOrdersAndPiecesKeepsTheFrame)
+{
+    Watchdog::Allow(ALL_ORDERS_LIMIT_MS);
+    const unsigned int uSeed = std::random_device()();
+    std::cout << "seed " << uSeed << std::endl;
+    m_random.seed(uSeed);
+    std::map<DWORD, size_t> expected = {{MSG_TYPE_VERSION, 1}};
+    for (int nOrder = 0; nOrder < ORDERS; ++nOrder)
+    {
+        ASSERT_TRUE(SendRandomOrder(SplitOfOrder(nOrder))) << "order " << nOrder;
+        ASSERT_TRUE(m_channel->TakeRecord(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE, PATIENCE_MS))
+            << "order " << nOrder;
+        ASSERT_TRUE(m_channel->TakeRecord(MSG_TYPE_VERSION, PATIENCE_MS)) << "order " << nOrder;
+        ExpectEcho();
+        ASSERT_TRUE(m_channel->IsFrameIntact()) << "order " << nOrder;
+        ++expected[MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE];
+        for (const Sample& sample : SAMPLES)
+        {
+            ++expected[sample.dwType];
+        }
+    }
+    EXPECT_EQ(m_channel->CountOf(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE), 0u);
+    EXPECT_EQ(m_channel->CountOf(MSG_TYPE_VERSION), 0u);
+    EXPECT_EQ(ReceivedTypes(), expected);
+    ExpectEndWithService();
+}
+
+TEST_F(FramingTest, UnknownTypeCostsOnlyItsFourBytes)
+{
+    constexpr DWORD UNKNOWN[] = {0, 1, 4399, 12345, 40010, 50005, 70006, 70060, 0x7FFFFFFF, 0xFFFFFFFF};
+    for (const DWORD dwType : UNKNOWN)
+    {
+        ASSERT_TRUE(m_channel->Send(dwType));
+        ShakeHands();
+    }
+    const std::map<DWORD, size_t> received = ReceivedTypes();
+    for (const DWORD dwType : UNKNOWN)
+    {
+        EXPECT_EQ(received.count(dwType), 1u) << dwType;
+    }
+}
+
+TEST_F(FramingTest, StreamThatStartsInTheMiddleOfARecordIsReadAsTypes)
+{
+    // The tail of a settings record, from its tip's text on.
+    constexpr size_t TAIL_BYTES = 4676;
+    const Bytes tail(TAIL_BYTES, 0x20);
+    ASSERT_TRUE(m_channel->Send(tail.data(), tail.size()));
+    ShakeHands();
+    EXPECT_EQ(ReceivedTypes()[0x20202020], TAIL_BYTES / sizeof(DWORD));
+}
+
+TEST_F(FramingTest, RecordThatIsCutShortEndsTheAgentInOrder)
+{
+    const Bytes record = MakeRecord({MSG_TYPE_TRAYICON_SETTINGS, 4752});
+    ASSERT_TRUE(m_channel->Send(record.data(), record.size() - 1));
+    ASSERT_TRUE(m_agent->IsRunning());
+    ExpectEndWithService();
+}
+
+TEST_F(FramingTest, ChatPayloadThatIsCutShortEndsTheAgentInOrder)
+{
+    const Bytes record = MakeRecord({MSG_TYPE_CHAT_MESSAGE, 528, MANY_PAYLOAD_BYTES});
+    ASSERT_TRUE(m_channel->Send(record.data(), record.size() - 1));
+    m_channel->ShutdownSend();
+    EXPECT_TRUE(m_folder.WaitForLog("Socket read failed. GetLastError=", PATIENCE_MS));
+    ExpectExit(*m_agent, EXIT_CODE_ENDED);
+}
+
+TEST_F(FramingTest, ThreeBytesOfATypeAndACloseEndTheAgentInOrder)
+{
+    const DWORD dwType = MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE;
+    ASSERT_TRUE(m_channel->Send(&dwType, 3));
+    m_channel->ShutdownSend();
+    ExpectExit(*m_agent, EXIT_CODE_ENDED);
+    EXPECT_EQ(m_channel->CountOf(dwType), 0u);
+}
+} // namespace
