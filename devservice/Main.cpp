@@ -33,7 +33,7 @@ int Fail(std::wstring_view text, int nExitCode = EXIT_NOT_HELD)
 }
 
 // Ctrl-C and its kin arrive on a thread of the system's: they end the waits and the read of the main thread,
-// and a closing console is held until that has tidied up.
+// and hold the system until that has tidied up.
 class CInterruption
 {
   public:
@@ -56,13 +56,12 @@ class CInterruption
     CInterruption& operator=(const CInterruption&) = delete;
 
   private:
-    static BOOL WINAPI OnControl(DWORD dwControl)
+    static BOOL WINAPI OnControl(DWORD)
     {
         s_pService->Interrupt();
         CancelSynchronousIo(s_hMainThread.get());
-        if (dwControl != CTRL_C_EVENT && dwControl != CTRL_BREAK_EVENT)
-            WaitForSingleObject(s_hEnded.get(), ORDERLY_END_MS);
-        return TRUE;
+        // A read that can't be cancelled must not keep the program: the system's own handler then ends it.
+        return WaitForSingleObject(s_hEnded.get(), ORDERLY_END_MS) == WAIT_OBJECT_0;
     }
 
     static inline CStandInService* s_pService = nullptr;
