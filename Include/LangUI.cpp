@@ -49,7 +49,6 @@ std::wstring LanguageOfEnvironment()
 CProfileReg g_ProfileReg(L"Tessaran Development", L"Kestrel Desk Assist Service");
 
 CProfileReg::CProfileReg(const wchar_t* pszCompany, const wchar_t* pszApplication)
-    : m_hRootKey(HKEY_LOCAL_MACHINE), m_szCompany(), m_szApplication(), m_szResult()
 {
     InitializeCriticalSection(&m_lock);
     CopyText(m_szCompany, pszCompany);
@@ -255,6 +254,8 @@ HMODULE LoadLanguageModule(const wchar_t* pszFile)
     std::wstring path = pszFile;
     if (!language.empty() && language != DEFAULT_LANGUAGE)
         path = L"Localization\\" + language + L'\\' + pszFile;
-    const HMODULE hModule = LoadLibraryExW(path.c_str(), nullptr, LANGUAGE_MODULE_FLAGS);
-    return hModule != nullptr ? hModule : LoadLibraryExW(pszFile, nullptr, LANGUAGE_MODULE_FLAGS);
+    CModule hModule(LoadLibraryExW(path.c_str(), nullptr, LANGUAGE_MODULE_FLAGS));
+    if (!hModule)
+        hModule.reset(LoadLibraryExW(pszFile, nullptr, LANGUAGE_MODULE_FLAGS));
+    return hModule.release();
 }

@@ -44,7 +44,7 @@ class IProfileReg
 
 /// The store in the registry, under Software\company\application\section of one root key. Any thread: each
 /// operation is atomic, though the text of GetProfileString may be overwritten by another thread's call.
-class CProfileReg : public IProfileReg
+class CProfileReg final : public IProfileReg
 {
   public:
     CProfileReg(const wchar_t* pszCompany, const wchar_t* pszApplication);
@@ -80,10 +80,10 @@ class CProfileReg : public IProfileReg
     LSTATUS DeleteEntry(const wchar_t* pszSection, const wchar_t* pszEntry);
     LSTATUS DeleteSection();
 
-    HKEY m_hRootKey;
-    wchar_t m_szCompany[MAX_PROFILE_TEXT];
-    wchar_t m_szApplication[MAX_PROFILE_TEXT];
-    wchar_t m_szResult[MAX_PROFILE_TEXT];
+    HKEY m_hRootKey = HKEY_LOCAL_MACHINE;
+    wchar_t m_szCompany[MAX_PROFILE_TEXT] = {};
+    wchar_t m_szApplication[MAX_PROFILE_TEXT] = {};
+    wchar_t m_szResult[MAX_PROFILE_TEXT] = {};
     CRITICAL_SECTION m_lock;
 };
 
@@ -117,13 +117,15 @@ class TKRegistrySettingsStorage : public ILanguageSettingsStorage
     void Initialize(const std::wstring& name, const std::wstring& language);
 
   protected:
+    ~TKRegistrySettingsStorage() = default;
+
     std::wstring m_name;
     std::wstring m_language;
 };
 
 /// Keeps the language in a profile, which must outlive it, and in the environment, where child processes and
 /// LoadLanguageModule find it.
-class TKCProfileRegStorage : public TKRegistrySettingsStorage
+class TKCProfileRegStorage final : public TKRegistrySettingsStorage
 {
   public:
     TKCProfileRegStorage(IProfileReg* pProfile, const std::wstring& name, const std::wstring& language);

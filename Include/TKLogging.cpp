@@ -26,14 +26,19 @@ struct TKLogBlock::Record
 
     void Write(const char* pszWhat) const noexcept
     {
-        std::visit(
-            [&](const auto& text) {
-                TKLogMessage(pLogger, log4cxx::Level::getTrace(), TK_LOG_LOCATION_OF("TKLogBlock"),
-                             [&](log4cxx::helpers::MessageBuffer& buffer) {
-                                 return buffer.extract_str(buffer << text << pszWhat);
-                             });
-            },
-            label);
+        if (const std::wstring* const pWide = std::get_if<std::wstring>(&label))
+            WriteLabel(*pWide, pszWhat);
+        else if (const std::string* const pNarrow = std::get_if<std::string>(&label))
+            WriteLabel(*pNarrow, pszWhat);
+    }
+
+    template <typename Text>
+    void WriteLabel(const Text& text, const char* pszWhat) const noexcept
+    {
+        TKLogMessage(pLogger, log4cxx::Level::getTrace(), TK_LOG_LOCATION_OF("TKLogBlock"),
+                     [&](log4cxx::helpers::MessageBuffer& buffer) {
+                         return buffer.extract_str(buffer << text << pszWhat);
+                     });
     }
 
     template <typename Text>

@@ -52,7 +52,7 @@ TEST(BoundedText, FieldWithoutATerminatorIsNeverReadPastItsEnd)
         VirtualAlloc(nullptr, 2 * info.dwPageSize, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
     ASSERT_NE(pPages, nullptr);
     DWORD dwOld = 0;
-    ASSERT_TRUE(VirtualProtect(pPages + info.dwPageSize, info.dwPageSize, PAGE_NOACCESS, &dwOld));
+    EXPECT_TRUE(VirtualProtect(pPages + info.dwPageSize, info.dwPageSize, PAGE_NOACCESS, &dwOld));
     auto* const pField = reinterpret_cast<wchar_t*>(pPages + info.dwPageSize) - 4;
     std::fill_n(pField, 4, L'z');
     EXPECT_EQ(FixedText(pField, 4), L"zzzz");

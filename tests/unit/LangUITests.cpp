@@ -84,6 +84,10 @@ class Language : public Profile
     }
 };
 
+class MemoryStorage final : public TKRegistrySettingsStorage
+{
+};
+
 // The paths that the loader tried, and which of them there is a module for.
 struct Modules
 {
@@ -334,7 +338,7 @@ TEST_F(Language, LanguageThatCannotBeKeptChangesNothing)
 
 TEST_F(Language, StorageInMemoryKeepsWhatIsNotEmpty)
 {
-    TKRegistrySettingsStorage storage;
+    MemoryStorage storage;
     EXPECT_EQ(storage.GetLanguage(), L"");
     storage.Initialize(L"", L"");
     EXPECT_EQ(storage.GetLanguage(), L"en");

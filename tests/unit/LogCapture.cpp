@@ -9,6 +9,7 @@ using namespace log4cxx;
 class CollectingAppender : public AppenderSkeleton
 {
   public:
+    // cppcheck-suppress unknownMacro
     DECLARE_LOG4CXX_OBJECT(CollectingAppender)
     BEGIN_LOG4CXX_CAST_MAP()
     LOG4CXX_CAST_ENTRY(CollectingAppender)

@@ -65,7 +65,8 @@ std::wstring ErrorText(DWORD dwCode, size_t cchText = 1024)
 {
     std::wstring text(cchText, L'\0');
     FormatSystemError(text.data(), text.size(), dwCode);
-    return text.c_str();
+    text.resize(text.find(L'\0'));
+    return text;
 }
 
 class UtilLog : public testing::Test

@@ -125,7 +125,7 @@ TEST_F(UtilVersion, UnknownVersionIsLessThanAny)
 TEST_F(UtilVersion, VersionTestsTraceTheirScopes)
 {
     const LogCapture capture("UtilVersion");
-    IsWindows10OrGreater();
+    EXPECT_TRUE(IsWindows10OrGreater());
     EXPECT_THAT(capture.Texts(), ElementsAre("TRACE IsWindows10OrGreater entering.",
                                              "TRACE IsWindowsVersionEqualOrGreater entering.",
                                              "TRACE IsWindowsVersionEqualOrGreater exiting.",
