@@ -15,20 +15,36 @@ constexpr size_t MAX_INVITATION_TEXT = 8096; // characters, terminator included
  * The state of the whole process. Unless a line says otherwise the main thread writes it once at start-up,
  * and every thread reads it.
  */
+
 extern HINSTANCE g_hInstance;
-extern HMODULE
-    g_hResourceModule; // texts, dialogs, icons; g_hInstance when there is no language module; never freed
-extern CKernelHandle g_hQuitEvent;   // manual-reset, set when the agent goes; only in the normal run
-extern std::atomic<int> g_nExitCode; // of the normal run; any thread
+
+// Texts, dialogs, icons: the language module, or g_hInstance when there is none. Never freed.
+extern HMODULE g_hResourceModule;
+
+// Manual-reset, set when the agent goes; only in the normal run.
+extern CKernelHandle g_hQuitEvent;
+
+// What the normal run answers. Any thread.
+extern std::atomic<int> g_nExitCode;
+
 extern DWORD g_dwSessionId;
-extern std::atomic<DWORD>
-    g_dwDesktopState; // DESKTOP_STATE_*, the last answer of CheckDesktopState; any thread
-extern wchar_t g_szDesktopName[MAX_DESKTOP_NAME]; // the desktop that the main thread started on
+
+// DESKTOP_STATE_*: the last answer of CheckDesktopState. Any thread.
+extern std::atomic<DWORD> g_dwDesktopState;
+
+// The desktop that the main thread started on.
+extern wchar_t g_szDesktopName[MAX_DESKTOP_NAME];
+
 extern wchar_t g_szUserName[MAX_USER_NAME];
-extern CKernelHandle g_hInstanceMapping; // marks this desktop as having its agent
+
+// Marks this desktop as having its agent.
+extern CKernelHandle g_hInstanceMapping;
+
 extern DWORD g_bOneTimeSession;
-extern DWORD g_bOtiInvitation; // the service handed a one-time agent an invitation; reader thread
-extern wchar_t g_szOtiInvitation[MAX_INVITATION_TEXT]; // the text of that invitation; reader thread
+
+// Whether the service handed a one-time agent an invitation, and its text. Reader thread.
+extern DWORD g_bOtiInvitation;
+extern wchar_t g_szOtiInvitation[MAX_INVITATION_TEXT];
 
 constexpr wchar_t SYSTEM_ACCOUNT[] = L"system";
 
