@@ -44,6 +44,7 @@ class IProfileReg
 
 /// The store in the registry, under Software\company\application\section of one root key. Any thread: each
 /// operation is atomic, though the text of GetProfileString may be overwritten by another thread's call.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): nobody can delete it through a base
 class CProfileReg final : public IProfileReg
 {
   public:
@@ -125,6 +126,7 @@ class TKRegistrySettingsStorage : public ILanguageSettingsStorage
 
 /// Keeps the language in a profile, which must outlive it, and in the environment, where child processes and
 /// LoadLanguageModule find it.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): nobody can delete it through a base
 class TKCProfileRegStorage final : public TKRegistrySettingsStorage
 {
   public:

@@ -75,7 +75,7 @@ class Profile : public testing::Test
 
 class Language : public Profile
 {
-  protected:
+  public:
     Language() { SetEnvironmentVariableW(L"LangUI", nullptr); }
     ~Language() override
     {
@@ -84,6 +84,7 @@ class Language : public Profile
     }
 };
 
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): nobody can delete it through a base
 class MemoryStorage final : public TKRegistrySettingsStorage
 {
 };

@@ -25,6 +25,11 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+void WriteLine()
+{
+    TK_LOG_INFO(g_pLogger, "x");
+}
+
 std::string ThrowingText()
 {
     throw std::runtime_error("no text");
@@ -67,7 +72,7 @@ class TemporaryFolder
 
     std::filesystem::path Write(const wchar_t* pszName, const std::string& text) const
     {
-        const std::filesystem::path path = m_path / pszName;
+        std::filesystem::path path = m_path / pszName;
         std::ofstream(path, std::ios::binary) << text;
         return path;
     }
@@ -79,7 +84,7 @@ class TemporaryFolder
 // Configurations are in force for the whole process, so each test leaves none behind.
 class LogConfiguration : public testing::Test
 {
-  protected:
+  public:
     LogConfiguration()
     {
         GetEnvironmentVariableW(L"LOCALAPPDATA", m_szLocalAppData, MAX_PATH);
@@ -92,6 +97,7 @@ class LogConfiguration : public testing::Test
         SetEnvironmentVariableW(L"LOCALAPPDATA", m_szLocalAppData);
     }
 
+  protected:
     std::filesystem::path DefaultLogFile() const
     {
         return m_folder.Path() / "Tessaran Development" / "Kestrel Desk Assist" / "TKDAST.log";
@@ -252,11 +258,11 @@ TEST(TKLogging, ThreadsCarryTheirNameAndIdInTheirLines)
     std::thread([&dwThreadId] {
         dwThreadId = GetCurrentThreadId();
         SetThreadLogName(L"ConnectionInfo");
-        TK_LOG_INFO(g_pLogger, "x");
+        WriteLine();
     }).join();
     std::thread([] {
         SetMainThreadLogName();
-        TK_LOG_INFO(g_pLogger, "x");
+        WriteLine();
     }).join();
     ASSERT_EQ(capture.Lines().size(), 2u);
     EXPECT_EQ(capture.Lines()[0].threadName, "ConnectionInfo@" + std::to_string(dwThreadId));

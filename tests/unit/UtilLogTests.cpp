@@ -34,7 +34,7 @@ std::vector<DWORD> g_loadFlags;
 HANDLE WINAPI RecordRegister(const wchar_t* pszServer, const wchar_t* pszSource)
 {
     EXPECT_EQ(pszServer, nullptr);
-    g_registrations.push_back(pszSource);
+    g_registrations.emplace_back(pszSource);
     return FAKE_SOURCE;
 }
 
@@ -56,7 +56,7 @@ DWORD WINAPI RecordFormat(DWORD dwFlags, const void*, DWORD, DWORD dwLanguage, w
 
 HMODULE WINAPI RecordLoad(const wchar_t* pszName, HANDLE, DWORD dwFlags)
 {
-    g_loads.push_back(pszName);
+    g_loads.emplace_back(pszName);
     g_loadFlags.push_back(dwFlags);
     return GetModuleHandleW(nullptr);
 }

@@ -125,7 +125,7 @@ std::vector<BYTE> ExtendedAnswer(DWORD dwLevel, LONG nFlags, size_t cbAnswer = 2
 
 class UtilWTS : public testing::Test
 {
-  protected:
+  public:
     UtilWTS() : m_dwOldSessionId(g_dwSessionId)
     {
         g_answers = {};
@@ -143,6 +143,7 @@ class UtilWTS : public testing::Test
         EXPECT_EQ(m_binding.OpenModules(), 0);
     }
 
+  protected:
     LateBinding m_binding;
 
   private:
