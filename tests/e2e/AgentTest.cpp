@@ -66,9 +66,10 @@ MSG_VERSION OddVersion()
     version.dwVersionWord = 0xDEADBEEF;
     version.dblAgentVersion = -1.5;
     version.dblAgentVersion2 = 1e300;
-    for (BYTE n = 0; n < sizeof(version.abVersionTail); ++n)
+    BYTE bNext = 0xF1;
+    for (BYTE& bTail : version.abVersionTail)
     {
-        version.abVersionTail[n] = static_cast<BYTE>(0xF1 - n);
+        bTail = bNext--;
     }
     version.dwSessionId = 0xFFFFFFFE;
     return version;

@@ -1,5 +1,6 @@
 #include "tests/e2e/AgentTest.h"
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -48,8 +49,9 @@ TEST_F(HandshakeTest, NoVersionOfTheServiceMakesItFail)
     AcceptAgent();
     for (const BYTE bFill : {0x00, 0x7F, 0xFF})
     {
-        MSG_VERSION version;
-        std::memset(&version, bFill, sizeof(version));
+        std::array<BYTE, sizeof(MSG_VERSION)> image;
+        image.fill(bFill);
+        auto version = std::bit_cast<MSG_VERSION>(image);
         version.dwType = MSG_TYPE_VERSION;
         ASSERT_TRUE(m_channel->Send(version));
         const auto bytes = m_channel->TakeRecord(MSG_TYPE_VERSION, PATIENCE_MS);

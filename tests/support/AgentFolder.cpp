@@ -35,7 +35,7 @@ std::filesystem::path NewTemporaryFolder()
     static LONG s_nFolders = 0;
     wchar_t szTemporary[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, szTemporary);
-    const std::filesystem::path folder =
+    std::filesystem::path folder =
         std::filesystem::path(szTemporary) / (L"tkdast-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
                                               std::to_wstring(InterlockedIncrement(&s_nFolders)));
     std::error_code error;

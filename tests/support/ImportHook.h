@@ -44,6 +44,10 @@ class ImportTablePatch
 /// call the function meanwhile, but nobody waits for a call that is still inside the replacement when the
 /// hook ends: join such threads first. Making and ending hooks belongs to one thread at a time.
 ///
+/// The compiler takes an import for constant and may fetch it once for a whole function: a function that was
+/// entered before the hook was made may go on with the old address. Make the hook first, then call the code
+/// under test; don't call the hooked function from the body that makes the hook.
+///
 /// A replacement that has to reach the original can go through Original(), which is the function that was
 /// imported before this hook.
 template <typename Function>

@@ -1,5 +1,6 @@
 #include "tests/support/Watchdog.h"
 
+#include "Include/Handles.h"
 #include "tests/support/StackPrinter.h"
 
 #include <atomic>
@@ -121,7 +122,7 @@ void Watchdog::Loop()
 
 void Watchdog::EndProcess()
 {
-    CreateThread(nullptr, 0, EndUnprinted, nullptr, 0, nullptr);
+    const CKernelHandle hLastResort(CreateThread(nullptr, 0, EndUnprinted, nullptr, 0, nullptr));
     std::fflush(stdout);
     std::fprintf(stderr, "Stuck: %s\n", m_name.c_str());
     PrintOtherThreads();
