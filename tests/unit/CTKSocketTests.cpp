@@ -248,7 +248,7 @@ struct TwoAddresses
         entries[0].ai_next = &entries[1];
     }
 };
-TwoAddresses* g_pTwoAddresses = nullptr;
+std::unique_ptr<TwoAddresses> g_pTwoAddresses;
 
 int WSAAPI AnswerTwoAddresses(const char*, const char*, const addrinfo*, addrinfo** ppResult)
 {
@@ -284,8 +284,7 @@ TEST_F(CTKSocketTest, WhenTheFirstAddressRefusesTheNextOneIsTriedOnANewSocket)
 {
     LoopbackListener listener;
     const unsigned short nRefusing = UnusedPort();
-    TwoAddresses addresses(nRefusing, listener.Port());
-    g_pTwoAddresses = &addresses;
+    g_pTwoAddresses = std::make_unique<TwoAddresses>(nRefusing, listener.Port());
     g_connects.clear();
     const ImportHook resolver("ws2_32.dll", "getaddrinfo", &AnswerTwoAddresses);
     const ImportHook release("ws2_32.dll", "freeaddrinfo", &KeepAddresses);

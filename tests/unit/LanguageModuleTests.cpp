@@ -99,6 +99,12 @@ std::map<unsigned, std::wstring> ParseStringBlock(unsigned uBlock, std::span<con
     return strings;
 }
 
+std::set<std::wstring> IdsOfType(const ModuleTexts& module, const std::wstring& type)
+{
+    const auto ids = module.idsOfType.find(type);
+    return ids == module.idsOfType.end() ? std::set<std::wstring>() : ids->second;
+}
+
 void CompareIds(const ModuleTexts& reference, const ModuleTexts& other,
                 std::vector<std::wstring>& differences)
 {
@@ -107,13 +113,9 @@ void CompareIds(const ModuleTexts& reference, const ModuleTexts& other,
         types.insert(type);
     for (const auto& [type, ids] : other.idsOfType)
         types.insert(type);
-    const std::set<std::wstring> none;
     for (const std::wstring& type : types)
     {
-        const auto expected = reference.idsOfType.find(type);
-        const auto found = other.idsOfType.find(type);
-        if ((expected == reference.idsOfType.end() ? none : expected->second) !=
-            (found == other.idsOfType.end() ? none : found->second))
+        if (IdsOfType(reference, type) != IdsOfType(other, type))
             differences.push_back(L"ids of type " + type);
     }
 }
