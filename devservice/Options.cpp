@@ -7,15 +7,11 @@
 
 namespace
 {
-constexpr DWORD LARGEST_PORT = 65535;
-
 bool TakePort(const std::wstring& value, unsigned short& nPort)
 {
-    const std::optional<DWORD> port = ParseDword(value);
-    if (!port || *port > LARGEST_PORT)
-        return false;
-    nPort = static_cast<unsigned short>(*port);
-    return true;
+    const std::optional<unsigned short> port = ParsePort(value);
+    nPort = port.value_or(nPort);
+    return port.has_value();
 }
 
 bool TakeText(const std::wstring& value, std::wstring& text)

@@ -16,7 +16,6 @@ constexpr DWORD ARRIVAL_TIMEOUT_MS = 60000;
 constexpr DWORD ANSWER_TIMEOUT_MS = 10000;
 constexpr double LONGEST_PAUSE_SECONDS = 10.0;
 constexpr double MILLISECONDS_PER_SECOND = 1000.0;
-constexpr wchar_t BYTE_ORDER_MARK = 0xFEFF;
 
 struct STEP_NAME
 {
@@ -164,8 +163,6 @@ std::wstring FormatRecordedStep(const SERVICE_EVENT& event)
 
 std::optional<std::vector<RECORDED_STEP>> ParseRecording(std::wstring_view text, std::wstring& error)
 {
-    if (text.starts_with(BYTE_ORDER_MARK))
-        text.remove_prefix(1);
     std::vector<RECORDED_STEP> steps;
     std::wistringstream lines{std::wstring(text)};
     std::wstring line;

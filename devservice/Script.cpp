@@ -8,7 +8,6 @@
 
 namespace
 {
-constexpr wchar_t BYTE_ORDER_MARK = 0xFEFF;
 constexpr size_t UNICODE_DIGITS = 4;
 
 bool IsBlank(wchar_t ch)
@@ -197,8 +196,6 @@ bool CScriptParser::Take(std::vector<SCRIPT_STATEMENT>& statements, std::wstring
 
 bool ParseScript(std::wstring_view text, std::vector<SCRIPT_STATEMENT>& statements, std::wstring& error)
 {
-    if (text.starts_with(BYTE_ORDER_MARK))
-        text.remove_prefix(1);
     CScriptParser parser;
     while (!text.empty())
     {

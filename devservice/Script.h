@@ -54,7 +54,7 @@ class CScriptParser
     std::vector<SCRIPT_STATEMENT> m_open; // blocks whose end hasn't come, outermost first
 };
 
-/// Parses a whole script, with or without a byte order mark and with either kind of line's end.
+/// Parses a whole script, with either kind of line's end.
 bool ParseScript(std::wstring_view text, std::vector<SCRIPT_STATEMENT>& statements, std::wstring& error);
 
 /// "line 12: " and the text.

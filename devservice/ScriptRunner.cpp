@@ -19,7 +19,6 @@ constexpr DWORD ARRIVAL_TIMEOUT_MS = 30000;
 constexpr DWORD EXIT_TIMEOUT_MS = 30000;
 constexpr DWORD MARK_TIMEOUT_MS = 30000;
 constexpr DWORD MARK_LOOK_MS = 50;
-constexpr DWORD LARGEST_PORT = 65535;
 constexpr size_t SHOWN_PENDING = 5;
 constexpr std::wstring_view WITHIN = L"within";
 constexpr std::wstring_view PAYLOAD = L"payload";
@@ -317,10 +316,10 @@ bool CScriptRunner::ReadNumber(std::wstring_view text, DWORD& dwValue)
 
 bool CScriptRunner::ReadPort(std::wstring_view text, unsigned short& nPort)
 {
-    const std::optional<DWORD> value = ParseDword(text);
-    if (!value || *value > LARGEST_PORT)
+    const std::optional<unsigned short> value = ParsePort(text);
+    if (!value)
         return Fail(L"not a port: " + QuotedText(text, text.size()));
-    nPort = static_cast<unsigned short>(*value);
+    nPort = *value;
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <iomanip>
 #include <sstream>
+#include <utility>
 
 namespace
 {
@@ -464,7 +465,7 @@ void CStandInService::OnAgentReadable(const std::shared_ptr<AGENT>& pAgent)
     const bool bOpen = TakeBytes(*pAgent);
     AGENT_RECORD record = {};
     while (pAgent->framer.Next(record.bytes, record.pMessage) != FRAME_RESULT::NeedMore)
-        OnAgentRecord(*pAgent, std::move(record));
+        OnAgentRecord(*pAgent, std::exchange(record, {}));
     if (!bOpen)
         EndAgent(*pAgent, false);
 }

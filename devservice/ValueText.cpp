@@ -90,6 +90,14 @@ std::optional<DWORD> ParseDword(std::wstring_view text)
     return bNegative ? 0 - dwValue : dwValue;
 }
 
+std::optional<unsigned short> ParsePort(std::wstring_view text)
+{
+    const std::optional<DWORD> value = ParseDword(text);
+    if (!value || *value > std::numeric_limits<unsigned short>::max())
+        return std::nullopt;
+    return static_cast<unsigned short>(*value);
+}
+
 std::optional<double> ParseDouble(std::wstring_view text)
 {
     std::wistringstream stream{std::wstring(text)};
@@ -169,6 +177,9 @@ std::string ToUtf8(std::wstring_view text)
 
 std::wstring FromUtf8(std::string_view text)
 {
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    if (text.starts_with(byteOrderMark))
+        text.remove_prefix(byteOrderMark.size());
     const int cb = static_cast<int>(text.size());
     const int cch = MultiByteToWideChar(CP_UTF8, 0, text.data(), cb, nullptr, 0);
     std::wstring wide(cch, L'\0');

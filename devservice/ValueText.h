@@ -21,6 +21,9 @@ std::optional<DWORD> ParseDword(std::wstring_view text);
 /// A 64-bit number, written as for ParseDword.
 std::optional<ULONGLONG> ParseQword(std::wstring_view text);
 
+/// A number from 0 to 65535, written as for ParseDword.
+std::optional<unsigned short> ParsePort(std::wstring_view text);
+
 /// A decimal fraction with a point.
 std::optional<double> ParseDouble(std::wstring_view text);
 
@@ -41,5 +44,5 @@ bool EqualsNoCase(std::wstring_view left, std::wstring_view right);
 
 std::string ToUtf8(std::wstring_view text);
 
-/// Bytes that are no UTF-8 become replacement characters.
+/// Bytes that are no UTF-8 become replacement characters; a byte order mark at the start is left out.
 std::wstring FromUtf8(std::string_view text);

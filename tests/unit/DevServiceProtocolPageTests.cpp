@@ -94,6 +94,13 @@ std::string DirectionName(MESSAGE_DIRECTION direction)
     }
 }
 
+template <typename Record>
+std::vector<BYTE> Image(const Record& record)
+{
+    const BYTE* const pBytes = reinterpret_cast<const BYTE*>(&record);
+    return {pBytes, pBytes + sizeof(record)};
+}
+
 // The bytes of the code blocks below that heading, one after the other.
 std::vector<std::vector<BYTE>> BlocksBelow(const std::string& heading)
 {
@@ -166,17 +173,13 @@ TEST(ProtocolPage, ExampleBytesAreWhatTheyAreSaidToBe)
     version.dwType = MSG_TYPE_VERSION;
     version.dwVersionWord = 1;
     memcpy(version.abVersionTail, "stand-in 1.0", sizeof(version.abVersionTail));
-    ASSERT_EQ(blocks[0].size(), sizeof(version));
-    EXPECT_EQ(memcmp(blocks[0].data(), &version, sizeof(version)), 0);
+    EXPECT_EQ(blocks[0], Image(version));
     version.dblAgentVersion = TRAY_AGENT_VERSION;
     version.dblAgentVersion2 = TRAY_AGENT_VERSION;
     version.dwSessionId = 1;
-    ASSERT_EQ(blocks[1].size(), sizeof(version));
-    EXPECT_EQ(memcmp(blocks[1].data(), &version, sizeof(version)), 0);
+    EXPECT_EQ(blocks[1], Image(version));
     const MSG_TRAYICON_DESKTOP_STATE state = {MSG_TYPE_TRAYICON_DESKTOP_STATE, DESKTOP_STATE_UNLOCKED};
-    ASSERT_EQ(blocks[2].size(), sizeof(state));
-    EXPECT_EQ(memcmp(blocks[2].data(), &state, sizeof(state)), 0);
+    EXPECT_EQ(blocks[2], Image(state));
     const MSG_UDP_HEADER header = {UDP_PROTOCOL, UDP_REQUEST_PORT_LOOKUP, 0};
-    ASSERT_EQ(blocks[3].size(), sizeof(header));
-    EXPECT_EQ(memcmp(blocks[3].data(), &header, sizeof(header)), 0);
+    EXPECT_EQ(blocks[3], Image(header));
 }

@@ -209,6 +209,12 @@ TEST(DevServiceRecords, NumbersAreDecimalHexadecimalOrNegative)
     EXPECT_EQ(ParseHexBytes(L"00 fF"), (std::vector<BYTE>{0, 0xFF}));
 }
 
+TEST(DevServiceRecords, FilesMayBeginWithAByteOrderMark)
+{
+    EXPECT_EQ(FromUtf8("\xEF\xBB\xBFlisten"), L"listen");
+    EXPECT_EQ(ToUtf8(FromUtf8("gr\xC3\xBC\xC3\x9F")), "gr\xC3\xBC\xC3\x9F");
+}
+
 TEST(DevServiceRecords, MessagesAreFoundByShortAndLongName)
 {
     const MESSAGE_DESCRIPTION& settings = FromService(MSG_TYPE_TRAYICON_SETTINGS);

@@ -99,7 +99,7 @@ TEST(DevServiceScript, OpenQuoteAndUnknownEscapeAreErrors)
 TEST(DevServiceScript, StatementsKeepTheirLineNumbersAndBlocksNest)
 {
     const auto statements =
-        Parse(L"\uFEFF# head\r\nlisten\r\nrepeat 2\r\n  echo\n  repeat 3\n  wait 1\n  end\nend\nquit");
+        Parse(L"# head\r\nlisten\r\nrepeat 2\r\n  echo\n  repeat 3\n  wait 1\n  end\nend\nquit");
     ASSERT_EQ(statements.size(), 3u);
     EXPECT_EQ(statements[0].uLine, 2u);
     EXPECT_EQ(statements[1].uLine, 3u);
