@@ -1,0 +1,15 @@
+#pragma once
+
+class Report;
+
+/// Records per second through the agent's reader thread, against a loop of two blocking receives a record.
+void MeasureReader(Report& report);
+
+/// A TKLogBlock with TRACE off, against one level test.
+void MeasureLogBlock(Report& report);
+
+/// From the start of the process to the answer to the service's first record, against the minimal agent.
+void MeasureStart(Report& report);
+
+/// Memory, handles and wake-ups of an agent that has nothing to do, against the minimal agent.
+void MeasureRest(Report& report);

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+/// Kernel handles that a process has open, out of the system's own table; 0 when the table can't be read.
+unsigned long long CountHandles(DWORD dwProcessId);

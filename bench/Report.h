@@ -1,0 +1,59 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+enum class Bound
+{
+    RatioAtLeast,
+    RatioAtMost,
+    NoMoreThanReference, // for counts that may both be zero
+    None,                // shown beside its reference, with no verdict
+};
+
+/// A measured value beside what was measured in the same run to hold it against.
+struct Figure
+{
+    std::string name;
+    std::string unit;
+    double dMeasured;
+    double dReference;
+    double dRatio;
+    Bound bound;
+    double dLimit; // of the ratio
+
+    bool Holds() const;
+};
+
+/// The medians of two series that were measured in turns, and the median of the ratios of their pairs: a
+/// load that comes and goes meets both halves of a pair.
+struct Comparison
+{
+    double dMeasured;
+    double dReference;
+    double dRatio;
+};
+
+double Median(std::vector<double> values);
+Comparison Compare(const std::vector<double>& measured, const std::vector<double>& reference);
+
+/// Collects the figures of one run and prints each as it comes. Main thread.
+class Report
+{
+  public:
+    void Add(Figure figure);
+    /// Something couldn't be measured, which is as bad as a limit that doesn't hold.
+    void Fail(const std::string& what);
+
+    bool AllHold() const;
+    /// Writes results.txt and results.json; false when one of them couldn't be written.
+    bool Write(const std::filesystem::path& folder) const;
+
+  private:
+    std::vector<Figure> m_figures;
+    std::vector<std::string> m_failures;
+
+    std::string Text() const;
+    std::string Json() const;
+};

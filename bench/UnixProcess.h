@@ -1,0 +1,30 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+/// What all threads of a process have done so far.
+struct ProcessActivity
+{
+    size_t nThreads = 0;
+    unsigned long long nSwitches = 0; // times that a thread went to sleep or was put aside
+    unsigned long long nCpuTicks = 0;
+};
+
+/// The kernel's view of a Windows program that runs under Wine. Wine answers the questions for private memory
+/// and for the threads' switches with what it can guess or not at all; the kernel below knows.
+class UnixProcess
+{
+  public:
+    /// The process whose program that is; empty when there is none or the system isn't Wine on Linux.
+    static std::optional<UnixProcess> Find(const std::filesystem::path& program);
+
+    ProcessActivity Activity() const;
+    /// Memory that only this process has: KiB it has written and shares with nobody.
+    unsigned long long PrivateKiB() const;
+
+  private:
+    std::filesystem::path m_folder;
+
+    explicit UnixProcess(std::filesystem::path folder) : m_folder(std::move(folder)) {}
+};
