@@ -33,7 +33,10 @@ check_cppcheck() {
         --library=windows --library=googletest --enable=warning,performance,portability --inline-suppr \
         --suppress=missingIncludeSystem --suppress=missingInclude \
         -I "$TKDAST_ROOT" -D_WIN32 -D_WIN64 -DUNICODE -D_UNICODE -D_WIN32_WINNT=0x0A00 \
-        --template='{file}:{line}: {severity}: {message} [{id}]' "${files[@]}"
+        --template='{file}:{line}: {severity}: {message} [{id}]' "${files[@]}" || {
+        warn "cppcheck ended with code $?"
+        return 1
+    }
 }
 
 check_shell_scripts() {
