@@ -109,9 +109,9 @@ class BareLoop
         address.sin_port = htons(listener.Port());
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         const BOOL bNoDelay = TRUE;
-        setsockopt(m_socket.Get(), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&bNoDelay),
-                   sizeof(bNoDelay));
-        if (connect(m_socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
+        if (setsockopt(m_socket.Get(), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&bNoDelay),
+                       sizeof(bNoDelay)) == 0 &&
+            connect(m_socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
         {
             m_connection = listener.Accept(WAIT_MS);
         }
