@@ -204,6 +204,8 @@ run_desktop() {
     "${TKDAST_ISOLATED[@]}" "$TKDAST_ROOT/scripts/lib/with-desktop" --session "$@" <&0 9>&- &
     TKDAST_SESSION=$!
     wait "$TKDAST_SESSION" || status=$?
+    # What the command left running, where no process tree takes it along.
+    kill -KILL -- "-$TKDAST_SESSION" 2>/dev/null || true
     TKDAST_SESSION=''
     return "$status"
 }
