@@ -130,6 +130,11 @@ struct HeapBlock : NullInvalid<void*>
     static void Close(Handle p) noexcept { HeapFree(GetProcessHeap(), 0, p); }
 };
 
+struct LocalBlock : NullInvalid<void*>
+{
+    static void Close(Handle p) noexcept { LocalFree(p); }
+};
+
 struct LocalText : NullInvalid<wchar_t*>
 {
     static void Close(Handle p) noexcept { LocalFree(p); }
@@ -156,5 +161,7 @@ using CIcon = CUniqueAny<HandleTraits::Icon>;
 using CWindow = CUniqueAny<HandleTraits::Window>;
 /// From HeapAlloc on the process heap.
 using CHeapBlock = CUniqueAny<HandleTraits::HeapBlock>;
+/// From LocalAlloc.
+using CLocalBlock = CUniqueAny<HandleTraits::LocalBlock>;
 /// Text that the system allocated for us, as FormatMessageW does.
 using CLocalText = CUniqueAny<HandleTraits::LocalText>;

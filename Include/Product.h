@@ -3,6 +3,7 @@
 // What this product and its parts are called outside the program: in event texts, message boxes, the service
 // manager and the file system.
 constexpr wchar_t PRODUCT_NAME[] = L"Tessaran Kestrel Desk Assist";
+constexpr wchar_t LANGUAGE_MODULE[] = L"TKDASTRES.dll";
 constexpr wchar_t AGENT_EXECUTABLE[] = L"TKDAST.exe";
 
 // The local service, and the source under which its agent and it write to the Windows event log.

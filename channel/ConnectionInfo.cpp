@@ -67,6 +67,10 @@ bool DispatchRecord(CHANNEL_CONTEXT& context, DWORD dwMessageType)
     }
     LogMessageName(*pRow);
     *reinterpret_cast<DWORD*>(context.pMessage) = dwMessageType;
+    if (pRow->pfnBeforeBody != nullptr)
+    {
+        pRow->pfnBeforeBody(context);
+    }
     if (context.pSocket->ReadAll(reinterpret_cast<char*>(context.pMessage + sizeof(dwMessageType)),
                                  static_cast<int>(pRow->uBodySize)) == 0)
     {

@@ -13,6 +13,9 @@
 #define IDS_CONNECT_FAILED 25        // the service runs but is out of reach; the reason follows on a new line
 #define IDS_SERVICE_STOPPED 26       // the service is installed but doesn't run
 #define IDS_SERVICE_NOT_INSTALLED 27 // there is no service on this machine
+#define IDS_ONE_TIME_BALLOON 69      // balloon of a one-time agent whose icon has just appeared
+#define IDS_TIP_ONE_TIME 75          // in front of the tip of a one-time agent
+#define IDS_TIP_PERMISSION 89        // a line in front of the tip while consent is asked for; also in About
 
 // Of the programs themselves, not of the language modules: what the shell shows for the file.
 #define IDI_PROGRAM 1

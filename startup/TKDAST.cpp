@@ -2,6 +2,7 @@
 
 #include "Include/BoundedText.h"
 #include "Include/LangUI.h"
+#include "Include/Product.h"
 #include "Include/Pause.h"
 #include "Include/TKLogging.h"
 #include "Include/UtilFile.h"
@@ -18,7 +19,7 @@
 #include <string>
 
 HINSTANCE g_hInstance = nullptr;
-HMODULE g_hResourceModule = nullptr;
+std::atomic<HMODULE> g_hResourceModule = nullptr;
 CKernelHandle g_hQuitEvent;
 std::atomic<int> g_nExitCode = EXIT_AGENT_ENDED;
 DWORD g_dwSessionId = 0;
@@ -27,7 +28,7 @@ wchar_t g_szDesktopName[MAX_DESKTOP_NAME] = {};
 wchar_t g_szUserName[MAX_USER_NAME] = {};
 CKernelHandle g_hInstanceMapping;
 DWORD g_bOneTimeSession = 0;
-DWORD g_bOtiInvitation = 0;
+std::atomic<DWORD> g_bOtiInvitation = 0;
 wchar_t g_szOtiInvitation[MAX_INVITATION_TEXT] = {};
 
 namespace
@@ -35,7 +36,6 @@ namespace
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDAST");
 
 constexpr wchar_t LOGGING_CONFIGURATION[] = L"TKDAST.Logging.xml";
-constexpr wchar_t LANGUAGE_MODULE[] = L"TKDASTRES.dll";
 constexpr wchar_t ONE_TIME_SWITCH[] = L"-onetimesession";
 constexpr wchar_t INSTANCE_NAME[] = L"Tessaran Site Toolbox Kestrel Desk Assist Tray Icon";
 constexpr wchar_t DESKTOP_INSTANCE_NAME[] =

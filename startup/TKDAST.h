@@ -19,7 +19,7 @@ constexpr size_t MAX_INVITATION_TEXT = 8096; // characters, terminator included
 extern HINSTANCE g_hInstance;
 
 // Texts, dialogs, icons: the language module, or g_hInstance when there is none. Never freed.
-extern HMODULE g_hResourceModule;
+extern std::atomic<HMODULE> g_hResourceModule;
 
 // Manual-reset, set when the agent goes; only in the normal run.
 extern CKernelHandle g_hQuitEvent;
@@ -43,7 +43,7 @@ extern CKernelHandle g_hInstanceMapping;
 extern DWORD g_bOneTimeSession;
 
 // Whether the service handed a one-time agent an invitation, and its text. Reader thread.
-extern DWORD g_bOtiInvitation;
+extern std::atomic<DWORD> g_bOtiInvitation;
 extern wchar_t g_szOtiInvitation[MAX_INVITATION_TEXT];
 
 constexpr wchar_t SYSTEM_ACCOUNT[] = L"system";

@@ -7,8 +7,10 @@
 #include "Include/UtilRegistry.h"
 #include "Include/UtilVersion.h"
 #include "channel/ConnectionInfo.h"
+#include "channel/DesktopWatch.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
+#include "tray/DesktopOptions.h"
 
 #include <objbase.h>
 #include <process.h>
@@ -24,8 +26,6 @@ const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDASTWindow");
 
 constexpr DWORD MAX_OWN_USER_NAME = 240; // characters
 constexpr int SHELL_WITH_BALLOONS = 5;   // major version of Shell32.dll
-constexpr DWORD INITIAL_CONNECTION_TYPE = 1;
-constexpr DWORD INITIAL_DESKTOP_OPTIONS = 1;
 constexpr wchar_t DEFAULT_LANGUAGE[] = L"en";
 
 std::shared_ptr<CTKSocket> CreateChannelSocket()
@@ -73,6 +73,7 @@ CTaskBarWindow::CTaskBarWindow(unsigned int uiPort)
 CTaskBarWindow::~CTaskBarWindow()
 {
     const TKLogBlock block(L"CTaskBarWindow::~CTaskBarWindow", g_pLogger);
+    DelTrayIcon();
 }
 
 // What the icon needs before the service has answered; its first settings record overwrites it.
@@ -80,12 +81,12 @@ void CTaskBarWindow::InitMembers()
 {
     m_bShellV5 = GetFileMajorVersion(L"Shell32.dll") >= SHELL_WITH_BALLOONS ? 1 : 0;
     m_bNotifyPending = 1;
-    m_dwConnectionType = INITIAL_CONNECTION_TYPE;
+    m_dwConnectionType = ORDINARY_CONNECTION_TYPE;
     m_Settings.dwTrayIcon = g_bOneTimeSession != 0 ? TRAY_ICON_SHOWN : GetTrayIconMode();
     m_Settings.bPermissionRequired = g_bOneTimeSession != 0 ? 1 : GetPermissionRequired();
     CopyText(m_Settings.szLanguage, DEFAULT_LANGUAGE);
-    m_dwAppliedOptions = INITIAL_DESKTOP_OPTIONS;
-    m_dwRequestedOptions = INITIAL_DESKTOP_OPTIONS;
+    m_dwAppliedOptions = DESKTOP_OPTIONS_NONE;
+    m_dwRequestedOptions = DESKTOP_OPTIONS_NONE;
     m_nNotifyMode = NOTIFY_MODE_CONNECTED;
     m_bAwaitingFirstSettings = 1;
     m_uTrayIconId = TRAY_ICON_ID;
@@ -133,6 +134,8 @@ bool CTaskBarWindow::OnInit()
     }
     StartReaderThread();
     m_hDesktopEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    StartDesktopThread(DesktopHaveChanged);
+    StartDesktopThread(DesktopChange);
     return true;
 }
 
@@ -148,6 +151,13 @@ void CTaskBarWindow::StartReaderThread()
     DuplicateHandle(GetCurrentProcess(), hThread.get(), GetCurrentProcess(), m_hReaderThread.put(), 0, FALSE,
                     DUPLICATE_SAME_ACCESS);
     ResumeThread(hThread.get());
+}
+
+// Nobody joins it: it ends with the reader thread or with the quit event.
+void CTaskBarWindow::StartDesktopThread(unsigned int(__stdcall* pfnThread)(void*))
+{
+    const CKernelHandle hThread(
+        reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, pfnThread, this, 0, nullptr)));
 }
 
 void CTaskBarWindow::CloseChannel()

@@ -7,22 +7,17 @@
 #include "Include/Handles.h"
 #include "channel/CTKSocket.h"
 #include "channel/TrayMessages.h"
+#include "tray/TrayIcon.h"
 #include "tray/TrayWindowMessages.h"
 
 #include <atomic>
 #include <list>
 #include <memory>
+#include <mutex>
+#include <string_view>
 
 constexpr wchar_t TRAY_WINDOW_CLASS[] = L"Tessaran KDA Tray Icon Class";
 constexpr wchar_t TRAY_WINDOW_TITLE[] = L"Tessaran KDA Tray Icon";
-
-// MSG_TRAYICON_SETTINGS::dwTrayIcon
-enum TRAY_ICON_MODE : DWORD
-{
-    TRAY_ICON_HIDDEN = 0,
-    TRAY_ICON_SHOWN = 1,
-    TRAY_ICON_WHILE_CONNECTED = 2,
-};
 
 // What the next popup shows.
 enum NOTIFY_MODE : int
@@ -33,6 +28,9 @@ enum NOTIFY_MODE : int
 };
 
 constexpr UINT TRAY_ICON_ID = 44444;
+
+// Stands for every client where an id is asked for.
+constexpr DWORD ALL_DROP_WINDOWS = 0xFFFFFFFF;
 constexpr size_t SERVICE_MESSAGE_LENGTH = 4096; // characters
 
 using TKDA_CREATE_CHAT_WINDOW = HWND(__cdecl*)(HWND hWndOwner);
@@ -56,18 +54,18 @@ class CTaskBarWindow
     MSG_TRAYICON_CONNECT_NOTIFY_ALL m_ConnectedList{};
     MSG_TRAYICON_IP_ADDRESSES m_IpAddresses{};
 
-    UINT_PTR m_uTrayRetryTimer = 0;           // non-zero while the icon's retry timer runs
-    UINT_PTR m_uDesktopReadyTimer = 0;        // non-zero while desktop options wait for the shell
-    HWND m_hNotifyDlg = nullptr;              // the notification popup; ends with its window
-    HWND m_hJoinWaitDlg = nullptr;            // the Connect in progress dialog; ends with its window
-    DWORD m_bIconAdded = 0;                   // the shell holds the agent's icon
-    std::atomic<DWORD> m_dwConnectionType{0}; // type of the current connection (reader)
-    DWORD m_bDialogReserved = 0;              // cleared as the About dialog ends, otherwise unused
+    std::atomic<UINT_PTR> m_uTrayRetryTimer{0};    // non-zero while the icon's retry timer runs
+    std::atomic<UINT_PTR> m_uDesktopReadyTimer{0}; // non-zero while desktop options wait for the shell
+    HWND m_hNotifyDlg = nullptr;                   // the notification popup; ends with its window
+    HWND m_hJoinWaitDlg = nullptr;                 // the Connect in progress dialog; ends with its window
+    std::atomic<DWORD> m_bIconAdded{0};            // the shell holds the agent's icon
+    std::atomic<DWORD> m_dwConnectionType{0};      // type of the current connection (reader)
+    DWORD m_bDialogReserved = 0;                   // cleared as the About dialog ends, otherwise unused
     std::atomic<DWORD> m_bServiceReplied{
         0}; // cleared before a request, set when its answer has landed (reader)
     std::atomic<DWORD> m_bReverseInProgress{0}; // a reverse connection was asked for and has no result yet
     HWND m_hWnd = nullptr;                      // the hidden window
-    int m_nNotifyMode = 0;                      // NOTIFY_MODE_*
+    std::atomic<int> m_nNotifyMode{0};          // NOTIFY_MODE_*
     std::atomic<std::shared_ptr<CTKSocket>>
         m_pSocket;                      // the main channel; a thread that uses it holds its own reference
     std::atomic<DWORD> m_bExiting{0};   // the window is going: the end of the channel is expected
@@ -77,18 +75,22 @@ class CTaskBarWindow
     DWORD m_bServiceMessageIsError = 0; // icon of the next service message box (reader)
     wchar_t m_szServiceMessage[SERVICE_MESSAGE_LENGTH]{};      // its body (reader)
     wchar_t m_szServiceMessageTitle[SERVICE_MESSAGE_LENGTH]{}; // its title (reader)
-    DWORD m_dwAppliedOptions = 0;                              // desktop options really changed
-    DWORD m_dwRequestedOptions = 0;                            // desktop options last asked for
-    DWORD m_bNotifyPending = 0; // a notice was asked for and no popup was created yet; nothing decides on it
+    std::atomic<DWORD> m_dwAppliedOptions{0};                  // desktop options really changed
+    std::atomic<DWORD> m_dwRequestedOptions{0};                // desktop options last asked for
+    std::atomic<DWORD> m_bNotifyPending{
+        0}; // a notice was asked for and no popup was created yet; nothing decides on it
     std::atomic<DWORD> m_bAwaitingFirstSettings{0}; // no MSG_TYPE_TRAYICON_SETTINGS has arrived yet (reader)
-    std::list<MSG_TRAYICON_SFT_DROP_CLIENT*> m_DropWindows; // the records belong to their drop windows
-    HMODULE m_hChatModule = nullptr;                        // stays loaded to the end of the process
+    // A drop window holds its record too: it may go on when the list has forgotten it.
+    using DROP_RECORD = std::shared_ptr<MSG_TRAYICON_SFT_DROP_CLIENT>;
+    std::list<DROP_RECORD> m_DropWindows; // guarded by m_dropWindowsLock
+    std::mutex m_dropWindowsLock;         // never held across a message that is sent
+    HMODULE m_hChatModule = nullptr;      // stays loaded to the end of the process
     TKDA_CREATE_CHAT_WINDOW m_pfnCreateChatWindow = nullptr;
     TKDA_APPEND_CHAT_MESSAGE m_pfnAppendChatMessage = nullptr;
     TKDA_CLOSE_CHAT_WINDOW m_pfnCloseChatWindow = nullptr;
-    HWND m_hChatWindow = nullptr; // the chat module's; ends with its window
-    DWORD m_bDesktopReady = 0;    // the shell has been seen once
-    int m_nTrayRetries = 0;       // attempts in a row that failed to add the icon
+    std::atomic<HWND> m_hChatWindow{nullptr}; // the chat module's; ends with its window
+    std::atomic<DWORD> m_bDesktopReady{0};    // the shell has been seen once
+    std::atomic<int> m_nTrayRetries{0};       // attempts in a row that failed to add the icon
     CMenu m_hTrayMenu;
     NOTIFYICONDATAW m_NotifyIconData{}; // the one structure given to the shell, kept between calls
     DWORD m_bShellV5 = 0;               // the shell knows balloons and long tips
@@ -113,6 +115,60 @@ class CTaskBarWindow
     /// Writes one record to the service in one send. 1 when all bytes were taken. Any thread.
     int SendToService(char* pRecord, unsigned int nBytes);
 
+    /// Brings the icon in line with the state: the one entry that the rest of the system uses. Main and
+    /// reader thread; so are all operations on the icon.
+    int SetTrayIcon();
+
+    /// Adds the icon, or arms the timer of the next attempt. Returns m_bIconAdded.
+    int AddTrayIcon();
+
+    /// Nothing in the agent calls it; kept for callers that know that the icon is there.
+    int ChangeTrayIcon(int bActive);
+
+    /// Returns whether the shell took the icon away.
+    int DelTrayIcon();
+
+    /// One call of the shell with a freshly built structure. Returns its result, or 0 without a window or a
+    /// shell.
+    int SendTrayMsg(DWORD dwMessage, int bActive);
+
+    /// Tells that the service is reconfiguring, or is no more. pszText may be null. Returns 1 when nothing
+    /// needed doing, else the shell's result.
+    int SendTrayMsgServerReconfiguring(int bReconfiguring, const wchar_t* pszText);
+
+    /// Shows a balloon at the icon. Returns the shell's result, or 1 when the icon mode allows none.
+    int ShowTrayBalloonMsg(const wchar_t* pszText);
+
+    /// Decides whether the person at the desktop is told of a connection. Main and reader thread.
+    void NotifyConnect();
+
+    /// Follows a disconnection: popup, desktop options, icon. Reader thread; waits for the main thread.
+    void NotifyDisconnect();
+
+    /// Shows everyone connected. Reader thread.
+    void NotifyAll();
+
+    /// Opens a drop window for the record's client, or closes the one it has. Reader thread; waits for the
+    /// main thread.
+    void SFT_AddDropWindow(const MSG_TRAYICON_SFT_DROP_CLIENT& record);
+
+    /// Closes a client's drop window, or all with ALL_DROP_WINDOWS. An id that isn't there empties the list
+    /// and leaves the windows alone. Reader thread on a disconnect, main thread at the end of the session.
+    void SFT_RemoveDropWindow(DWORD dwClientId);
+
+    /// Forgets a drop window that has closed by itself, or all; an id that isn't there as above. Main thread.
+    void SFT_EraseDropWindow(DWORD dwClientId);
+
+    /// Switches off what the mask names, once the shell is up. Values of 0 and 1 change nothing. Reader and
+    /// main thread.
+    void SetDesktopOptions(DWORD dwOptions);
+
+    /// Applies the options last asked for again. Reader and main thread.
+    void SetDesktopOptionsDelayed();
+
+    /// Puts back what was switched off. Reader and main thread.
+    void RetoreDesktopOptions();
+
     static LRESULT CALLBACK WndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 
   private:
@@ -121,13 +177,35 @@ class CTaskBarWindow
     void LoadTrayIcons();
     bool OnInit();
     void StartReaderThread();
+    void StartDesktopThread(unsigned int(__stdcall* pfnThread)(void*));
+
+    void FillNotifyIconData();
+    void SetNotifyIconTip(bool bOneTimeSession);
+    HICON ChooseTrayIcon(bool bConnected) const;
+    bool IsShellReady();
+    void ClearBalloon();
+    void SetBalloon(std::wstring_view text, UINT uTimeout);
+    DROP_RECORD AppendDropRecord(const MSG_TRAYICON_SFT_DROP_CLIENT& record);
+    std::list<DROP_RECORD>::iterator FindDropRecord(DWORD dwClientId);
+    void TakeDropRecords(DWORD dwClientId, bool bCloseWindows);
 
     static LRESULT OnCreate(HWND hWnd);
     LRESULT OnAgentInit();
     LRESULT OnTaskbarCreated();
     LRESULT OnDestroy();
+    void OnEndSession(bool bEnding);
+    void OnTimer(UINT_PTR uTimer);
+    void OnConnectNoticeTimer();
+    void OnDesktopReadyTimer();
+    void OnSessionChange(WPARAM wSessionChange);
+    bool OnShowNotifyDlg(WPARAM wNoticeKind);
+    void OnSftDropWindow(WPARAM wAction, LPARAM lParam);
+    void OnShowOneTimeAgentBalloon();
     void CloseChannel();
 };
+
+/// Whether the settings want a popup for a connection of that type. Any thread.
+bool IsConnectNoticeWanted(const MSG_TRAYICON_SETTINGS& settings, DWORD dwConnectionType);
 
 // Broadcast by a shell that has (re)started; registered by WM_CREATE.
 extern UINT g_uTaskbarCreatedMessage;

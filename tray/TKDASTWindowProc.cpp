@@ -2,21 +2,40 @@
 
 #include "Include/Pause.h"
 #include "Include/TKLogging.h"
+#include "Include/UtilResource.h"
 #include "Include/UtilWTS.h"
+#include "resources/resource.h"
 #include "startup/TKDAST.h"
 
 namespace
 {
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDASTWindow");
 
-constexpr DWORD DESTROY_PAUSE = 250; // milliseconds; lets the threads see the quit event
+constexpr DWORD DESTROY_PAUSE = 250;       // milliseconds; lets the threads see the quit event
+constexpr UINT SHELL_SETTLING_TIME = 2500; // milliseconds
+constexpr size_t MAX_BALLOON_TEXT = 512;   // characters, terminator included
 
-void DestroyOwnedWindow(HWND* phWnd)
+void DestroyOwnWindow(HWND* phWnd)
 {
     if (IsWindow(*phWnd))
     {
         DestroyWindow(*phWnd);
         *phWnd = nullptr;
+    }
+}
+
+bool IsDesktopEvent(WPARAM wSessionChange)
+{
+    switch (wSessionChange)
+    {
+    case WTS_CONSOLE_CONNECT:
+    case WTS_CONSOLE_DISCONNECT:
+    case WTS_SESSION_LOGON:
+    case WTS_SESSION_LOCK:
+    case WTS_SESSION_UNLOCK:
+        return true;
+    default:
+        return false;
     }
 }
 } // namespace
@@ -43,6 +62,41 @@ LRESULT CALLBACK CTaskBarWindow::WndProc(HWND hWnd, UINT uMessage, WPARAM wParam
         break;
     case WM_DESTROY:
         return pWindow->OnDestroy();
+    case WM_QUERYENDSESSION:
+        g_nExitCode = EXIT_ASKED_TO_END;
+        break;
+    case WM_ENDSESSION:
+        pWindow->OnEndSession(wParam != FALSE);
+        break;
+    case WM_USERCHANGED:
+        return 0;
+    case WM_TIMER:
+        pWindow->OnTimer(wParam);
+        break;
+    case WM_WTSSESSION_CHANGE:
+        pWindow->OnSessionChange(wParam);
+        break;
+    case WM_SHOW_NOTIFY_DLG:
+        if (!pWindow->OnShowNotifyDlg(wParam))
+        {
+            return 1;
+        }
+        break;
+    case WM_CLOSE_NOTIFY_DLG:
+    case WM_SHOW_DISCONNECT_DLG:
+        DestroyOwnWindow(&pWindow->m_hNotifyDlg);
+        break;
+    case WM_SFT_DROP_WINDOW:
+        pWindow->OnSftDropWindow(wParam, lParam);
+        break;
+    case WM_CHAT_AGENT_ALIVE:
+        return 1;
+    case WM_CHAT_WINDOW_GONE:
+        pWindow->m_hChatWindow = nullptr;
+        return 0;
+    case WM_SHOW_ONE_TIME_AGENT_BALLON:
+        pWindow->OnShowOneTimeAgentBalloon();
+        break;
     default:
         break;
     }
@@ -70,6 +124,7 @@ LRESULT CTaskBarWindow::OnAgentInit()
 LRESULT CTaskBarWindow::OnTaskbarCreated()
 {
     m_bIconAdded = 0;
+    SetTrayIcon();
     return 1;
 }
 
@@ -80,15 +135,120 @@ LRESULT CTaskBarWindow::OnDestroy()
     {
         SetEvent(g_hQuitEvent.get());
     }
+    RetoreDesktopOptions(); // a going agent leaves the user's wallpaper and effects as they were
     CloseChannel();
-    DestroyOwnedWindow(&m_hNotifyDlg);
-    DestroyOwnedWindow(&m_hChatWindow);
+    DestroyOwnWindow(&m_hNotifyDlg);
+    HWND hChatWindow = m_hChatWindow;
+    DestroyOwnWindow(&hChatWindow);
+    m_hChatWindow = hChatWindow;
     if (m_uTrayRetryTimer != 0)
     {
-        KillTimer(m_hWnd, m_uTrayRetryTimer);
+        KillTimer(m_hWnd, TIMER_TRAY_RETRY);
         m_uTrayRetryTimer = 0;
     }
     PauseThread(DESTROY_PAUSE);
     PostQuitMessage(EXIT_AGENT_ENDED);
     return 0;
+}
+
+void CTaskBarWindow::OnEndSession(bool bEnding)
+{
+    g_nExitCode = EXIT_ASKED_TO_END;
+    if (!bEnding)
+    {
+        return;
+    }
+    SFT_RemoveDropWindow(ALL_DROP_WINDOWS);
+    MSG_TRAYICON_SESSION_ENDING ending = {};
+    ending.dwType = MSG_TYPE_TRAYICON_SESSION_ENDING;
+    ending.dwSessionId = g_dwSessionId;
+    ending.dwExitCode = static_cast<DWORD>(EXIT_ASKED_TO_END);
+    SendToService(reinterpret_cast<char*>(&ending), sizeof(ending));
+}
+
+void CTaskBarWindow::OnTimer(UINT_PTR uTimer)
+{
+    switch (uTimer)
+    {
+    case TIMER_CONNECT_NOTICE:
+        KillTimer(m_hWnd, uTimer);
+        OnConnectNoticeTimer();
+        break;
+    case TIMER_TRAY_RETRY:
+        KillTimer(m_hWnd, uTimer);
+        m_uTrayRetryTimer = 0;
+        SetTrayIcon();
+        break;
+    case TIMER_SETTINGS_DIALOG:
+        KillTimer(m_hWnd, uTimer);
+        PostMessageW(m_hWnd, WM_COMMAND, ID_TRAY_SETTINGS, 0);
+        break;
+    case TIMER_DESKTOP_READY:
+        OnDesktopReadyTimer();
+        break;
+    case TIMER_DESKTOP_OPTIONS:
+        KillTimer(m_hWnd, uTimer);
+        m_uDesktopReadyTimer = 0;
+        SetDesktopOptions(m_dwRequestedOptions);
+        break;
+    default:
+        break;
+    }
+}
+
+void CTaskBarWindow::OnConnectNoticeTimer()
+{
+    if (m_Connection.bListClients != 0 && m_Connection.dwConnectCount > 0)
+    {
+        PostMessageW(m_hWnd, WM_COMMAND, ID_TRAY_SHOW_CONNECTED, 0);
+    }
+    else
+    {
+        NotifyConnect();
+    }
+}
+
+// The shell's window exists before the shell has put up its desktop: it gets time to settle.
+void CTaskBarWindow::OnDesktopReadyTimer()
+{
+    if (IsUserDesktopInitialized())
+    {
+        KillTimer(m_hWnd, TIMER_DESKTOP_READY);
+        SetTimer(m_hWnd, TIMER_DESKTOP_OPTIONS, SHELL_SETTLING_TIME, nullptr);
+    }
+}
+
+void CTaskBarWindow::OnSessionChange(WPARAM wSessionChange)
+{
+    if (IsDesktopEvent(wSessionChange) && m_hDesktopEvent)
+    {
+        SetEvent(m_hDesktopEvent.get());
+    }
+}
+
+// False when the settings hold the notice back.
+bool CTaskBarWindow::OnShowNotifyDlg(WPARAM wNoticeKind)
+{
+    if (wNoticeKind == SHOW_CONNECT_NOTICE && m_dwConnectionType == ORDINARY_CONNECTION_TYPE &&
+        m_Settings.bNotifyConnect == 0)
+    {
+        return false;
+    }
+    DestroyOwnWindow(&m_hNotifyDlg);
+    return true;
+}
+
+void CTaskBarWindow::OnSftDropWindow(WPARAM wAction, LPARAM lParam)
+{
+    if (wAction == DROP_WINDOW_FORGET)
+    {
+        const DWORD dwClientId = static_cast<DWORD>(lParam);
+        SFT_EraseDropWindow(dwClientId != 0 ? dwClientId : ALL_DROP_WINDOWS);
+    }
+}
+
+void CTaskBarWindow::OnShowOneTimeAgentBalloon()
+{
+    TK_LOG_DEBUG(g_pLogger, L"WM_SHOW_ONE_TIME_AGENT_BALLON");
+    ShowTrayBalloonMsg(LoadResourceText(IDS_ONE_TIME_BALLOON, MAX_BALLOON_TEXT).c_str());
 }

@@ -25,6 +25,7 @@ constexpr DWORD SILENCE_MS = 700;
 constexpr DWORD EXIT_CODE_ENDED = 0;
 constexpr DWORD EXIT_CODE_BAD_PARAMETER = 1;
 constexpr DWORD EXIT_CODE_ALREADY_RUNNING = 0xFFFFFFC8; // -56
+constexpr DWORD EXIT_CODE_ASKED_TO_END = 0xFFFFFFC8;    // -56
 
 /// A service's port, a folder to start agents from, a machine without a registered port, and a session that
 /// is active and unlocked.

@@ -9,6 +9,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <utility>
 
 namespace
 {
@@ -28,7 +29,6 @@ struct Sample
 constexpr Sample SAMPLES[] = {
     {4400, 40},
     {40000, 16212},
-    {40001, 1072},
     {40002, 1592},
     {40003, 4752},
     {40004, 4}, // the reader has empty cases for this and the two reserved types
@@ -53,6 +53,16 @@ constexpr Sample SAMPLES[] = {
     {75001, 528, MANY_PAYLOAD_BYTES},
     {75002, 4},
     {100000, 4},
+};
+
+// Not among the others: it ends the agent.
+constexpr Sample EXIT_SAMPLE = {40001, 1072};
+
+// The agent's answers to one order, beside the echo and the handshake: each must come as often as that.
+constexpr std::pair<DWORD, size_t> ANSWERS[] = {
+    {MSG_TYPE_TRAYICON_INIT, 1},
+    {MSG_TYPE_TRAYICON_DESKTOP_EFFECTS_ACK, 2},
+    {MSG_TYPE_TRAYICON_DESKTOP_USER_INFORMATION, 2},
 };
 
 using Bytes = std::vector<BYTE>;
@@ -114,6 +124,8 @@ class FramingTest : public AgentTest
     bool SendRandomOrder(Split split);
     bool SendWithSingleEdges(const Bytes& record);
     bool SendInRandomChunks(const Bytes& bytes);
+    /// Takes the agent's answers to one order.
+    bool TakeAnswers();
     /// How often the agent has reported each received type.
     std::map<DWORD, size_t> ReceivedTypes() const;
 
@@ -167,6 +179,21 @@ bool FramingTest::SendRandomOrder(Split split)
     return bSent && m_channel->Send(bytes.data(), bytes.size(), split == Split::SingleBytes ? 1 : 0);
 }
 
+bool FramingTest::TakeAnswers()
+{
+    for (const auto& [dwType, nTimes] : ANSWERS)
+    {
+        for (size_t nTime = 0; nTime < nTimes; ++nTime)
+        {
+            if (!m_channel->TakeRecord(dwType, PATIENCE_MS))
+            {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
 std::map<DWORD, size_t> FramingTest::ReceivedTypes() const
 {
     static constexpr std::string_view LINE = "Received message type ";
@@ -190,6 +217,7 @@ TEST_F(FramingTest, SamplesHoldEveryTypeThatTheServiceSends)
             described.insert(message.dwType);
         }
     }
+    described.erase(EXIT_SAMPLE.dwType);
     for (const Sample& sample : SAMPLES)
     {
         const MESSAGE_DESCRIPTION* pMessage = FindMessageDescription(sample.dwType, MESSAGE_FROM_SERVICE);
@@ -212,6 +240,7 @@ TEST_F(FramingTest, EveryTypeInRandomOrdersAndPiecesKeepsTheFrame)
         ASSERT_TRUE(m_channel->TakeRecord(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE, PATIENCE_MS))
             << "order " << nOrder;
         ASSERT_TRUE(m_channel->TakeRecord(MSG_TYPE_VERSION, PATIENCE_MS)) << "order " << nOrder;
+        ASSERT_TRUE(TakeAnswers()) << "order " << nOrder;
         ExpectEcho();
         ASSERT_TRUE(m_channel->IsFrameIntact()) << "order " << nOrder;
         ++expected[MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE];
@@ -222,8 +251,15 @@ TEST_F(FramingTest, EveryTypeInRandomOrdersAndPiecesKeepsTheFrame)
     }
     EXPECT_EQ(m_channel->CountOf(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE), 0u);
     EXPECT_EQ(m_channel->CountOf(MSG_TYPE_VERSION), 0u);
+    for (const auto& [dwType, nTimes] : ANSWERS)
+    {
+        EXPECT_EQ(m_channel->CountOf(dwType), 0u) << dwType;
+    }
     EXPECT_EQ(ReceivedTypes(), expected);
-    ExpectEndWithService();
+    const Bytes leave = MakeRecord(EXIT_SAMPLE);
+    ASSERT_TRUE(m_channel->Send(leave.data(), leave.size()));
+    EXPECT_TRUE(m_channel->WaitForEnd(PATIENCE_MS));
+    ExpectExit(*m_agent, EXIT_CODE_ASKED_TO_END);
 }
 
 TEST_F(FramingTest, UnknownTypeCostsOnlyItsFourBytes)

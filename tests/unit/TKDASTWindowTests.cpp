@@ -251,15 +251,6 @@ TEST_F(TrayWindowTest, TheEndTellsThreadsFirstThenClosesChannelPopupChatAndTimer
     EXPECT_EQ(window.m_bExiting, 1U);
 }
 
-TEST_F(TrayWindowTest, ARestartedShellHasForgottenTheIcon)
-{
-    CTaskBarWindow& window = MakeWindow();
-    window.m_bIconAdded = 1;
-    EXPECT_NE(g_uTaskbarCreatedMessage, 0U);
-    EXPECT_EQ(SendMessageW(window.m_hWnd, g_uTaskbarCreatedMessage, 0, 0), 1);
-    EXPECT_EQ(window.m_bIconAdded, 0U);
-}
-
 TEST_F(TrayWindowTest, TheAgentStartsItsReaderWhenTheWindowIsUp)
 {
     LoopbackListener listener;

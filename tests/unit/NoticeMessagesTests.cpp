@@ -1,0 +1,282 @@
+#include "channel/NoticeMessages.h"
+
+#include "Include/BoundedText.h"
+#include "tests/unit/AgentHarness.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace
+{
+using Calls = std::vector<std::string>;
+
+class NoticeMessagesTest : public AgentHarness
+{
+  protected:
+    void SendSettings(DWORD bNotifyConnect, DWORD bNotifyKind2, DWORD bNotifyDisconnect)
+    {
+        MSG_TRAYICON_SETTINGS settings = PlainSettings();
+        settings.bNotifyConnect = bNotifyConnect;
+        settings.bNotifyKind2 = bNotifyKind2;
+        settings.bNotifyDisconnect = bNotifyDisconnect;
+        Send(settings);
+        Receive<MSG_TRAYICON_DESKTOP_USER_INFORMATION>();
+        Settle();
+        m_trace.Forget();
+    }
+
+    // Whether a connection of that type asks for the popup.
+    bool AsksForPopup(DWORD dwConnectionType)
+    {
+        m_trace.Forget();
+        Send(Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 1, dwConnectionType));
+        Settle();
+        Fire(TIMER_CONNECT_NOTICE);
+        return !m_trace.Calls("message 1026").empty();
+    }
+};
+
+CHAT_CONNECT_NOTICE g_notice = {};
+UINT g_uNoticeMessage = 0;
+
+LRESULT CALLBACK ChatProcedure(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
+{
+    if (uMessage == WM_CHAT_USER_CONNECTED || uMessage == WM_CHAT_USER_DISCONNECTED)
+    {
+        g_uNoticeMessage = uMessage;
+        g_notice = *reinterpret_cast<const CHAT_CONNECT_NOTICE*>(wParam);
+        return 0;
+    }
+    return DefWindowProcW(hWnd, uMessage, wParam, lParam);
+}
+} // namespace
+
+TEST_F(NoticeMessagesTest, ABurstOfConnectsGivesOneNotice)
+{
+    SendSettings(1, 0, 0);
+    for (DWORD dwCount = 1; dwCount <= 5; ++dwCount)
+    {
+        Send(Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, dwCount));
+    }
+    Settle();
+    EXPECT_EQ(m_trace.Calls("timer 1002"), Calls(5, "timer 1002 2000"));
+    EXPECT_TRUE(m_trace.Calls("message 1026").empty());
+    Fire(TIMER_CONNECT_NOTICE);
+    EXPECT_EQ(m_trace.Calls("message 1026"), Calls{"message 1026 0"});
+    EXPECT_EQ(m_trace.Calls("kill"), Calls{"kill 1002"});
+    EXPECT_EQ(Window().m_nNotifyMode, 1);
+    EXPECT_EQ(Window().m_Connection.dwConnectCount, 5U);
+    EXPECT_EQ(Window().m_bNotifyPending, 1U);
+}
+
+TEST_F(NoticeMessagesTest, AConnectBeforeTheFirstSettingsAsksForThemAndArmsNothing)
+{
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 1));
+    EXPECT_EQ(Receive<DWORD>(), static_cast<DWORD>(MSG_TYPE_TRAYICON_SETTINGS_REQUEST));
+    Settle();
+    EXPECT_TRUE(m_trace.Calls("timer").empty());
+    MSG_TRAYICON_SETTINGS settings = PlainSettings();
+    settings.bNotifyConnect = 1;
+    Send(settings);
+    Receive<MSG_TRAYICON_DESKTOP_USER_INFORMATION>();
+    Settle();
+    EXPECT_EQ(m_trace.Calls("timer 1002"), Calls{"timer 1002 5000"});
+    Fire(TIMER_CONNECT_NOTICE);
+    EXPECT_EQ(m_trace.Calls("message 1026"), Calls{"message 1026 0"});
+}
+
+TEST_F(NoticeMessagesTest, WhoIsToldFollowsSettingsAndType)
+{
+    SendSettings(0, 1, 0);
+    EXPECT_FALSE(AsksForPopup(1));
+    EXPECT_TRUE(AsksForPopup(2));
+    EXPECT_TRUE(AsksForPopup(0)) << "always told";
+    EXPECT_FALSE(AsksForPopup(7));
+    SendSettings(0, 0, 0);
+    EXPECT_FALSE(AsksForPopup(2));
+    SendSettings(1, 0, 0);
+    EXPECT_TRUE(AsksForPopup(1));
+    EXPECT_TRUE(AsksForPopup(0xFFFFFFFF));
+}
+
+TEST_F(NoticeMessagesTest, TheListFormAsksForTheListInPlaceOfANotice)
+{
+    SendSettings(1, 0, 0);
+    MSG_TRAYICON_CONNECT connection = Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 1);
+    connection.bListClients = 1;
+    Send(connection);
+    Settle();
+    Fire(TIMER_CONNECT_NOTICE);
+    EXPECT_EQ(m_trace.Calls("message 273"), Calls{"message 273 40003"});
+    EXPECT_TRUE(m_trace.Calls("message 1026").empty());
+    connection.dwConnectCount = 0;
+    Send(connection);
+    Settle();
+    m_trace.Forget();
+    Fire(TIMER_CONNECT_NOTICE);
+    EXPECT_TRUE(m_trace.Calls("message").empty()) << "nobody is connected";
+}
+
+TEST_F(NoticeMessagesTest, TheCountMessageFollowsItsTypeAndNeverTells)
+{
+    SendSettings(1, 1, 1);
+    Window().m_Settings.dwDefaultConnectionType = 2;
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_COUNT, 3, 0));
+    Settle();
+    EXPECT_EQ(Window().m_dwConnectionType, 0U);
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_COUNT, 0, 7));
+    Settle();
+    EXPECT_EQ(Window().m_dwConnectionType, 2U) << "the default of the settings";
+    EXPECT_TRUE(m_trace.Calls("timer").empty());
+    EXPECT_TRUE(m_trace.Calls("message").empty());
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_COUNT, 0xFFFFFFFF, 9));
+    Settle();
+    EXPECT_EQ(Window().m_dwConnectionType, 9U);
+}
+
+TEST_F(NoticeMessagesTest, TheLastDisconnectTakesTheOrdinaryTypeAndNotTheDefault)
+{
+    SendSettings(1, 0, 1);
+    Window().m_Settings.dwDefaultConnectionType = 2;
+    Window().m_dwConnectionType = 0;
+    Send(Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 1, 2));
+    Settle();
+    EXPECT_EQ(Window().m_dwConnectionType, 0U) << "others remain";
+    EXPECT_TRUE(m_trace.Calls("icon").empty());
+    Send(Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 0, 2));
+    Settle();
+    EXPECT_EQ(Window().m_dwConnectionType, 1U);
+    EXPECT_EQ(m_trace.Calls("icon"), Calls{"icon 1"});
+    EXPECT_EQ(m_trace.Calls("message"),
+              (Calls{"message 1031 0", "message 1034 0", "message 1031 0", "message 1034 0"}));
+    EXPECT_EQ(Window().m_nNotifyMode, 2);
+}
+
+TEST_F(NoticeMessagesTest, ADisconnectIsToldOnlyWhenConnectsAreToo)
+{
+    for (const auto& [bConnect, bDisconnect, bTold] :
+         {std::tuple(0UL, 1UL, false), std::tuple(1UL, 0UL, false), std::tuple(1UL, 1UL, true)})
+    {
+        SendSettings(bConnect, 0, bDisconnect);
+        Send(Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 0));
+        Settle();
+        EXPECT_EQ(!m_trace.Calls("message 1034").empty(), bTold) << bConnect << bDisconnect;
+        EXPECT_EQ(m_trace.Calls("message 1031").size(), 1U) << "an older popup is down in any case";
+    }
+}
+
+TEST_F(NoticeMessagesTest, DesktopOptionsComeBackOnlyWithTheLastViewer)
+{
+    SendSettings(0, 0, 0);
+    Send(MSG_TRAYICON_DESKTOP_EFFECTS{MSG_TYPE_TRAYICON_DESKTOP_EFFECTS, 0x20});
+    Receive<MSG_TRAYICON_DESKTOP_EFFECTS>();
+    m_trace.Forget();
+    Send(Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 1));
+    Settle();
+    EXPECT_TRUE(m_trace.Calls("set").empty());
+    Send(Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 0));
+    Settle();
+    EXPECT_EQ(m_trace.Calls("set"), Calls{"set 37 1 0"});
+    EXPECT_EQ(Window().m_dwAppliedOptions, 1U);
+    EXPECT_EQ(Window().m_dwRequestedOptions, 1U);
+}
+
+TEST_F(NoticeMessagesTest, EveryoneConnectedIsKeptAndShown)
+{
+    SendSettings(0, 0, 0);
+    MSG_TRAYICON_CONNECT_NOTIFY_ALL list = {};
+    list.dwType = MSG_TYPE_TRAYICON_CONNECT_NOTIFY_ALL;
+    CopyText(list.szClientList, L"Alice\r\nBob");
+    list.dwClientCount = 2;
+    Send(list);
+    Settle();
+    EXPECT_EQ(m_trace.Calls("message"), Calls{"message 1026 1"});
+    EXPECT_EQ(Window().m_nNotifyMode, 3);
+    EXPECT_EQ(FixedText(Window().m_ConnectedList.szClientList), L"Alice\r\nBob");
+}
+
+TEST_F(NoticeMessagesTest, AnOpenChatWindowHearsWhoComesAndGoes)
+{
+    SendSettings(0, 0, 0);
+    OnWindowThread([this] {
+        const HWND hChat =
+            CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+        SetWindowLongPtrW(hChat, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&ChatProcedure));
+        Window().m_hChatWindow = hChat;
+    });
+    MSG_TRAYICON_CONNECT connection = Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 2);
+    Send(connection);
+    Settle();
+    EXPECT_EQ(g_uNoticeMessage, static_cast<UINT>(WM_CHAT_USER_CONNECTED));
+    EXPECT_EQ(g_notice.bConnected, 1U);
+    EXPECT_EQ(FixedText(g_notice.szNotice), L"Alice connected");
+    EXPECT_EQ(g_notice.dwConnectCount, 2U);
+    connection = Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 1);
+    std::fill(std::begin(connection.szClientName), std::end(connection.szClientName), L'x');
+    Send(connection);
+    Settle();
+    EXPECT_EQ(g_uNoticeMessage, static_cast<UINT>(WM_CHAT_USER_DISCONNECTED));
+    EXPECT_EQ(g_notice.bConnected, 0U);
+    EXPECT_EQ(FixedText(g_notice.szNotice), std::wstring(259, L'x')) << "an unterminated name is cut";
+}
+
+namespace
+{
+MSG_TRAYICON_SFT_DROP_CLIENT DropClient(DWORD dwClientId)
+{
+    MSG_TRAYICON_SFT_DROP_CLIENT client = {};
+    client.dwType = MSG_TYPE_TRAYICON_SFT_DROP_CLIENT;
+    client.dwClientId = dwClientId;
+    client.dwListSlot = 99;
+    client.ullWindowSlot = 99;
+    client.ullOwnerSlot = 99;
+    return client;
+}
+} // namespace
+
+TEST_F(NoticeMessagesTest, EachDropClientIsListedOnceWithSlotsOfItsOwn)
+{
+    Send(DropClient(5));
+    Send(DropClient(6));
+    Send(DropClient(5));
+    Settle();
+    EXPECT_EQ(m_trace.Calls("message 1038"), Calls(2, "message 1038 1000"));
+    ASSERT_EQ(Window().m_DropWindows.size(), 2U);
+    const MSG_TRAYICON_SFT_DROP_CLIENT& second = *Window().m_DropWindows.back();
+    EXPECT_EQ(second.dwClientId, 6U);
+    EXPECT_EQ(second.dwListSlot, 1U);
+    EXPECT_EQ(second.ullWindowSlot, 0U);
+    EXPECT_EQ(second.ullOwnerSlot, reinterpret_cast<ULONG_PTR>(Window().m_hWnd));
+}
+
+TEST_F(NoticeMessagesTest, ADisconnectForgetsItsClientAndAnUnknownOneForgetsAll)
+{
+    for (const DWORD dwClientId : {5UL, 6UL, 7UL})
+    {
+        Send(DropClient(dwClientId));
+    }
+    MSG_TRAYICON_CONNECT connection = Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 2);
+    connection.dwClientId = 6;
+    Send(connection);
+    Settle();
+    ASSERT_EQ(Window().m_DropWindows.size(), 2U);
+    EXPECT_EQ(Window().m_DropWindows.back()->dwClientId, 7U);
+    connection.dwClientId = 1234;
+    Send(connection);
+    Settle();
+    EXPECT_TRUE(Window().m_DropWindows.empty());
+    EXPECT_EQ(m_trace.Calls("message 1031").size(), 2U) << "the disconnect itself is followed all the same";
+}
+
+TEST_F(NoticeMessagesTest, AWindowThatClosesByItselfIsForgotten)
+{
+    Send(DropClient(5));
+    Send(DropClient(6));
+    Settle();
+    SendMessageW(Window().m_hWnd, WM_SFT_DROP_WINDOW, DROP_WINDOW_FORGET, 5);
+    EXPECT_EQ(Window().m_DropWindows.size(), 1U);
+    SendMessageW(Window().m_hWnd, WM_SFT_DROP_WINDOW, DROP_WINDOW_FORGET, 0);
+    EXPECT_TRUE(Window().m_DropWindows.empty()) << "no id means all";
+}
