@@ -29,14 +29,19 @@ struct RECORD_KIND
 {
     DWORD dwType;
     size_t nBytes;
+    size_t nFieldOffset; // of the one field that isn't zero; 0: there is none
+    DWORD dwField;
 };
 
-// Records that the reader takes without an answer, one of each size.
+// Records that the reader takes without an answer, one of each size. They leave the icon hidden: what the
+// shell takes for a change of it isn't the reader's. No message of 8 bytes goes unanswered, so a reserved
+// type and an unknown one stand for it: two receives of 4 bytes, too.
 constexpr RECORD_KIND s_aKinds[] = {
-    {MSG_TYPE_TRAYICON_DESKTOP_EFFECTS, sizeof(MSG_TRAYICON_DESKTOP_EFFECTS)},
-    {MSG_TYPE_TRAYICON_CONNECT_COUNT, sizeof(MSG_TRAYICON_CONNECT)},
-    {MSG_TYPE_TRAYICON_SETTINGS_UPDATE, sizeof(MSG_TRAYICON_SETTINGS)},
-    {MSG_TYPE_REVERSE_CONNECTION, sizeof(MSG_REVERSE_CONNECTION)},
+    {MSG_TYPE_RESERVED_40005, 2 * sizeof(DWORD), 0, 0},
+    {MSG_TYPE_TRAYICON_CONNECT_COUNT, sizeof(MSG_TRAYICON_CONNECT), 0, 0},
+    {MSG_TYPE_TRAYICON_SETTINGS_UPDATE, sizeof(MSG_TRAYICON_SETTINGS),
+     offsetof(MSG_TRAYICON_SETTINGS, dwDefaultConnectionType), ORDINARY_CONNECTION_TYPE},
+    {MSG_TYPE_REVERSE_CONNECTION, sizeof(MSG_REVERSE_CONNECTION), 0, 0},
 };
 
 /// The service's side of one stream; the same for the agent and for the bare loop.
@@ -49,6 +54,11 @@ class RecordSource
     {
         for (size_t nOffset = 0; nOffset < m_batch.size(); nOffset += m_nRecordBytes)
         {
+            if (kind.nFieldOffset != 0)
+            {
+                std::memcpy(m_batch.data() + nOffset + kind.nFieldOffset, &kind.dwField,
+                            sizeof(kind.dwField));
+            }
             std::memcpy(m_batch.data() + nOffset, &kind.dwType, sizeof(kind.dwType));
         }
     }
@@ -181,6 +191,8 @@ class AgentWindow
         g_hResourceModule = g_hInstance;
         g_hQuitEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
         m_pWindow = std::make_unique<CTaskBarWindow>(listener.Port());
+        m_pWindow->m_Settings.dwTrayIcon = TRAY_ICON_HIDDEN;
+        m_pWindow->m_Settings.dwDefaultConnectionType = ORDINARY_CONNECTION_TYPE;
         while (!m_pWindow->m_hReaderThread && DispatchNext())
         {
         }
