@@ -215,12 +215,15 @@ class AgentWindow
     bool IsConnected() const { return m_connection.has_value(); }
     LoopbackConnection& Connection() { return *m_connection; }
 
+    /// Takes the report of the desktop along that follows the handshake by itself.
     bool ShakeHands()
     {
         MSG_VERSION version = {};
         version.dwType = MSG_TYPE_VERSION;
+        MSG_TRAYICON_DESKTOP_STATE report = {};
         return m_connection->SendAll(&version, sizeof(version)) &&
-               m_connection->ReceiveExactly(&version, sizeof(version), WAIT_MS);
+               m_connection->ReceiveExactly(&version, sizeof(version), WAIT_MS) &&
+               m_connection->ReceiveExactly(&report, sizeof(report), WAIT_MS);
     }
 
   private:
