@@ -5,8 +5,8 @@
 #include "Include/Product.h"
 #include "Include/TKLogging.h"
 #include "Include/UtilLog.h"
+#include "Include/UtilResource.h"
 #include "resources/resource.h"
-#include "startup/TKDAST.h"
 
 #include <array>
 #include <string>
@@ -57,13 +57,6 @@ bool CanOpenLocalService(SC_HANDLE hManager)
         ReportServiceFailure(L"Unable to query service (OpenService).");
     return static_cast<bool>(hService);
 }
-
-std::wstring LoadFailureText(UINT uiString)
-{
-    wchar_t szText[MAX_FAILURE_TEXT] = {};
-    LoadStringW(g_hResourceModule, uiString, szText, MAX_FAILURE_TEXT);
-    return szText;
-}
 } // namespace
 
 bool IsServiceInstalled()
@@ -110,18 +103,18 @@ void ReportConnectFailure(DWORD dwConnectError)
 {
     if (!IsServiceInstalled())
     {
-        LogInformationMsg(LoadFailureText(IDS_SERVICE_NOT_INSTALLED).c_str());
+        LogInformationMsg(LoadResourceText(IDS_SERVICE_NOT_INSTALLED, MAX_FAILURE_TEXT).c_str());
         return;
     }
     if (!IsServiceRunning())
     {
-        LogInformationMsg(LoadFailureText(IDS_SERVICE_STOPPED).c_str());
+        LogInformationMsg(LoadResourceText(IDS_SERVICE_STOPPED, MAX_FAILURE_TEXT).c_str());
         return;
     }
     wchar_t szReason[MAX_REASON_TEXT] = {};
     FormatSystemError(szReason, MAX_REASON_TEXT, dwConnectError);
     wchar_t szText[MAX_FAILURE_TEXT] = {};
-    CopyText(szText, LoadFailureText(IDS_CONNECT_FAILED) + L"\r\n" + szReason);
+    CopyText(szText, LoadResourceText(IDS_CONNECT_FAILED, MAX_FAILURE_TEXT) + L"\r\n" + szReason);
     // The queries above have changed the last error; the entry must carry the one that the text is about.
     SetLastError(dwConnectError);
     LogErrorMsg(szText, GetLastError());

@@ -61,13 +61,12 @@ class CTaskBarWindow
     std::atomic<DWORD> m_bIconAdded{0};            // the shell holds the agent's icon
     std::atomic<DWORD> m_dwConnectionType{0};      // type of the current connection (reader)
     DWORD m_bDialogReserved = 0;                   // cleared as the About dialog ends, otherwise unused
-    std::atomic<DWORD> m_bServiceReplied{
-        0}; // cleared before a request, set when its answer has landed (reader)
-    std::atomic<DWORD> m_bReverseInProgress{0}; // a reverse connection was asked for and has no result yet
-    HWND m_hWnd = nullptr;                      // the hidden window
-    std::atomic<int> m_nNotifyMode{0};          // NOTIFY_MODE_*
-    std::atomic<std::shared_ptr<CTKSocket>>
-        m_pSocket;                      // the main channel; a thread that uses it holds its own reference
+    std::atomic<DWORD> m_bServiceReplied{0};       // cleared before a request, set by its answer (reader)
+    std::atomic<DWORD> m_bReverseInProgress{0};    // a reverse connection was asked for and has no result yet
+    HWND m_hWnd = nullptr;                         // the hidden window
+    std::atomic<int> m_nNotifyMode{0};             // NOTIFY_MODE_*
+    // The main channel; a thread that uses it holds its own reference.
+    std::atomic<std::shared_ptr<CTKSocket>> m_pSocket;
     std::atomic<DWORD> m_bExiting{0};   // the window is going: the end of the channel is expected
     unsigned int m_uiPort = 0;          // the service's port; after OnInit the reader thread's own
     CKernelHandle m_hReaderThread;      // signalled when the reader thread has ended
@@ -77,8 +76,7 @@ class CTaskBarWindow
     wchar_t m_szServiceMessageTitle[SERVICE_MESSAGE_LENGTH]{}; // its title (reader)
     std::atomic<DWORD> m_dwAppliedOptions{0};                  // desktop options really changed
     std::atomic<DWORD> m_dwRequestedOptions{0};                // desktop options last asked for
-    std::atomic<DWORD> m_bNotifyPending{
-        0}; // a notice was asked for and no popup was created yet; nothing decides on it
+    std::atomic<DWORD> m_bNotifyPending{0}; // a notice is due and has no popup yet; nothing decides on it
     std::atomic<DWORD> m_bAwaitingFirstSettings{0}; // no MSG_TYPE_TRAYICON_SETTINGS has arrived yet (reader)
     // A drop window holds its record too: it may go on when the list has forgotten it.
     using DROP_RECORD = std::shared_ptr<MSG_TRAYICON_SFT_DROP_CLIENT>;

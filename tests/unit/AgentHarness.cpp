@@ -59,6 +59,7 @@ void AgentHarness::SetUp()
     g_bOtiInvitation = 0;
     g_nExitCode = EXIT_AGENT_ENDED;
     g_hQuitEvent.reset();
+    ReadDesktopName(GetThreadDesktop(GetCurrentThreadId()), g_szDesktopName, sizeof(g_szDesktopName));
     LoopbackListener listener;
     CKernelHandle hReady(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     m_windowThread = std::thread([&, nPort = listener.Port()] {
