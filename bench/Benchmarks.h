@@ -5,6 +5,9 @@ class Report;
 /// Records per second through the agent's reader thread, against a loop of two blocking receives a record.
 void MeasureReader(Report& report);
 
+/// From a settings record's first byte to the shell's new icon, against a bare call of the shell.
+void MeasureIcon(Report& report);
+
 /// A TKLogBlock with TRACE off, against one level test.
 void MeasureLogBlock(Report& report);
 

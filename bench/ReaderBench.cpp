@@ -1,10 +1,10 @@
+#include "bench/AgentWindow.h"
 #include "bench/Benchmarks.h"
 #include "bench/Report.h"
 #include "bench/Stopwatch.h"
 
 #include "Include/TKLogging.h"
 #include "channel/TrayMessages.h"
-#include "startup/TKDAST.h"
 #include "tests/support/AgentFolder.h"
 #include "tests/support/LoopbackPeer.h"
 #include "tray/TKDASTWindow.h"
@@ -23,7 +23,7 @@ constexpr int ROUNDS = 9;
 constexpr double ROUND_SECONDS = 0.35;
 constexpr size_t TRIAL_RECORDS = 500;
 constexpr size_t BATCH_BYTES = 256 * 1024;
-constexpr DWORD WAIT_MS = 30000;
+constexpr DWORD WAIT_MS = BENCH_WAIT_MS;
 
 struct RECORD_KIND
 {
@@ -181,67 +181,6 @@ class BareLoop
     }
 };
 
-/// The agent's window with its reader thread, in this process, connected to the listener.
-class AgentWindow
-{
-  public:
-    explicit AgentWindow(LoopbackListener& listener)
-    {
-        g_hInstance = GetModuleHandleW(nullptr);
-        g_hResourceModule = g_hInstance;
-        g_hQuitEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-        m_pWindow = std::make_unique<CTaskBarWindow>(listener.Port());
-        m_pWindow->m_Settings.dwTrayIcon = TRAY_ICON_HIDDEN;
-        m_pWindow->m_Settings.dwDefaultConnectionType = ORDINARY_CONNECTION_TYPE;
-        while (!m_pWindow->m_hReaderThread && DispatchNext())
-        {
-        }
-        m_connection = listener.Accept(WAIT_MS);
-    }
-
-    ~AgentWindow()
-    {
-        m_connection.reset();
-        while (DispatchNext())
-        {
-        }
-        WaitForSingleObject(m_pWindow->m_hReaderThread.get(), WAIT_MS);
-        m_pWindow.reset();
-        g_hQuitEvent.reset();
-    }
-    AgentWindow(const AgentWindow&) = delete;
-    AgentWindow& operator=(const AgentWindow&) = delete;
-
-    bool IsConnected() const { return m_connection.has_value(); }
-    LoopbackConnection& Connection() { return *m_connection; }
-
-    /// Takes the report of the desktop along that follows the handshake by itself.
-    bool ShakeHands()
-    {
-        MSG_VERSION version = {};
-        version.dwType = MSG_TYPE_VERSION;
-        MSG_TRAYICON_DESKTOP_STATE report = {};
-        return m_connection->SendAll(&version, sizeof(version)) &&
-               m_connection->ReceiveExactly(&version, sizeof(version), WAIT_MS) &&
-               m_connection->ReceiveExactly(&report, sizeof(report), WAIT_MS);
-    }
-
-  private:
-    std::unique_ptr<CTaskBarWindow> m_pWindow;
-    std::optional<LoopbackConnection> m_connection;
-
-    static bool DispatchNext()
-    {
-        MSG message = {};
-        if (GetMessageW(&message, nullptr, 0, 0) <= 0)
-        {
-            return false;
-        }
-        DispatchMessageW(&message);
-        return true;
-    }
-};
-
 void MeasureKind(Report& report, const RECORD_KIND& kind, AgentWindow& agent, BareLoop& bareLoop)
 {
     const std::string name = "reader, " + std::to_string(kind.nBytes) + "-byte records / bare loop";
@@ -286,7 +225,8 @@ void MeasureReader(Report& report)
         return;
     }
     LoopbackListener listener;
-    AgentWindow agent(listener);
+    AgentWindow agent(listener, GetModuleHandleW(nullptr));
+    agent.HideIcon();
     BareLoop bareLoop(listener);
     if (!agent.IsConnected() || !bareLoop.IsConnected() || !agent.ShakeHands())
     {

@@ -1,0 +1,48 @@
+#include "bench/AgentWindow.h"
+
+#include "startup/TKDAST.h"
+
+AgentWindow::AgentWindow(LoopbackListener& listener, HMODULE hResources)
+{
+    g_hInstance = GetModuleHandleW(nullptr);
+    g_hResourceModule = hResources;
+    g_hQuitEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    m_pWindow = std::make_unique<CTaskBarWindow>(listener.Port());
+    m_pWindow->m_Settings.dwDefaultConnectionType = ORDINARY_CONNECTION_TYPE;
+    while (!m_pWindow->m_hReaderThread && DispatchNext())
+    {
+    }
+    m_connection = listener.Accept(BENCH_WAIT_MS);
+}
+
+AgentWindow::~AgentWindow()
+{
+    m_connection.reset();
+    while (DispatchNext())
+    {
+    }
+    WaitForSingleObject(m_pWindow->m_hReaderThread.get(), BENCH_WAIT_MS);
+    m_pWindow.reset();
+    g_hQuitEvent.reset();
+}
+
+bool AgentWindow::ShakeHands()
+{
+    MSG_VERSION version = {};
+    version.dwType = MSG_TYPE_VERSION;
+    MSG_TRAYICON_DESKTOP_STATE report = {};
+    return m_connection->SendAll(&version, sizeof(version)) &&
+           m_connection->ReceiveExactly(&version, sizeof(version), BENCH_WAIT_MS) &&
+           m_connection->ReceiveExactly(&report, sizeof(report), BENCH_WAIT_MS);
+}
+
+bool AgentWindow::DispatchNext()
+{
+    MSG message = {};
+    if (GetMessageW(&message, nullptr, 0, 0) <= 0)
+    {
+        return false;
+    }
+    DispatchMessageW(&message);
+    return true;
+}

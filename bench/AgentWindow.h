@@ -1,0 +1,35 @@
+#pragma once
+
+#include "tests/support/LoopbackPeer.h"
+#include "tray/TKDASTWindow.h"
+
+#include <memory>
+#include <optional>
+
+constexpr DWORD BENCH_WAIT_MS = 30000;
+
+/// The agent's window with its reader thread, in this process, connected to the listener.
+class AgentWindow
+{
+  public:
+    /// The icons come from hResources, which must outlive the object.
+    AgentWindow(LoopbackListener& listener, HMODULE hResources);
+    ~AgentWindow();
+    AgentWindow(const AgentWindow&) = delete;
+    AgentWindow& operator=(const AgentWindow&) = delete;
+
+    bool IsConnected() const { return m_connection.has_value(); }
+    LoopbackConnection& Connection() { return *m_connection; }
+
+    /// Takes the report of the desktop along that follows the handshake by itself.
+    bool ShakeHands();
+
+    /// What the shell takes for a change of the icon isn't the reader's.
+    void HideIcon() { m_pWindow->m_Settings.dwTrayIcon = TRAY_ICON_HIDDEN; }
+
+  private:
+    std::unique_ptr<CTaskBarWindow> m_pWindow;
+    std::optional<LoopbackConnection> m_connection;
+
+    static bool DispatchNext();
+};
