@@ -8,6 +8,9 @@
 #include "devservice/TextFile.h"
 #include "devservice/ValueText.h"
 
+#include <log4cxx/level.h>
+#include <log4cxx/logger.h>
+
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -144,7 +147,7 @@ int TakeCommands(CStandInService& service, CScriptRunner& runner, bool bInteract
     std::wstring error;
     if (bInteractive)
     {
-        for (const wchar_t* const pszLine : {L"listen", L"lookup"})
+        for (const wchar_t* const pszLine : {L"listen", L"lookup", L"answers on"})
         {
             CScriptParser first;
             if (RunLine(runner, first, pszLine, error) == SCRIPT_RESULT::Failed)
@@ -212,6 +215,8 @@ int RunService(const TKDAS_OPTIONS& options)
 
 int wmain(int argc, wchar_t** argv)
 {
+    // What is shared with the agent logs as the agent does; here the time line tells everything.
+    log4cxx::Logger::getRootLogger()->setLevel(log4cxx::Level::getOff());
     const std::vector<std::wstring> words(argv + 1, argv + argc);
     std::wstring error;
     const std::optional<TKDAS_OPTIONS> options = ParseOptions(words, error);

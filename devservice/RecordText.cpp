@@ -338,6 +338,14 @@ bool CompareRecordField(const RECORD_DESCRIPTION& record, std::span<const BYTE> 
     return true;
 }
 
+std::optional<std::vector<BYTE>> ParsePayload(std::wstring_view value)
+{
+    if (value.starts_with(RAW_PREFIX))
+        return ParseHexBytes(value.substr(RAW_PREFIX.size()));
+    const std::string utf8 = ToUtf8(value);
+    return std::vector<BYTE>(utf8.begin(), utf8.end());
+}
+
 std::vector<BYTE> MakeRecord(const MESSAGE_DESCRIPTION& message)
 {
     std::vector<BYTE> bytes(message.pRecord->uSize);

@@ -2,6 +2,7 @@
 
 #include "channel/TrayMessageTable.h"
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -32,6 +33,13 @@ bool SetRecordField(const RECORD_DESCRIPTION& record, std::span<BYTE> bytes, std
 /// bEqual is then false.
 bool CompareRecordField(const RECORD_DESCRIPTION& record, std::span<const BYTE> bytes, std::wstring_view name,
                         std::wstring_view value, bool& bEqual, std::wstring& error);
+
+// The name under which scripts speak of what follows a record's head.
+constexpr std::wstring_view PAYLOAD_FIELD = L"payload";
+
+/// The bytes of a payload: raw ones behind hex:, else the text in UTF-8. Empty if hex: isn't followed by
+/// hexadecimal bytes.
+std::optional<std::vector<BYTE>> ParsePayload(std::wstring_view value);
 
 /// A zeroed record with its type word.
 std::vector<BYTE> MakeRecord(const MESSAGE_DESCRIPTION& message);

@@ -2,6 +2,7 @@
 
 #include "devservice/ValueText.h"
 
+#include <algorithm>
 #include <cwctype>
 #include <optional>
 #include <utility>
@@ -125,6 +126,31 @@ bool CWordReader::ReadEscape(std::wstring& error)
 std::wstring_view SCRIPT_WORD::Value() const
 {
     return std::wstring_view(text).substr(cchName + (bNot ? 2 : 1));
+}
+
+SCRIPT_WORD MakeAssignment(std::wstring_view name, std::wstring_view value)
+{
+    SCRIPT_WORD word;
+    word.text.append(name).append(L"=").append(value);
+    word.cchName = name.size();
+    return word;
+}
+
+bool IsOption(const SCRIPT_WORD& word, std::wstring_view name)
+{
+    return word.IsAssignment() && !word.bNot && word.Name() == name;
+}
+
+const SCRIPT_WORD* FindOption(std::span<const SCRIPT_WORD> words, std::wstring_view name)
+{
+    const auto found = std::find_if(words.begin(), words.end(),
+                                    [name](const SCRIPT_WORD& word) { return IsOption(word, name); });
+    return found == words.end() ? nullptr : &*found;
+}
+
+bool IsWord(std::span<const SCRIPT_WORD> words, size_t nIndex, std::wstring_view text)
+{
+    return nIndex < words.size() && !words[nIndex].bQuoted && words[nIndex].text == text;
 }
 
 bool SplitScriptLine(std::wstring_view line, std::vector<SCRIPT_WORD>& words, std::wstring& error)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,21 @@ struct SCRIPT_WORD
     std::wstring_view Name() const { return std::wstring_view(text).substr(0, cchName); }
     std::wstring_view Value() const;
 };
+
+/// name=value as one word.
+SCRIPT_WORD MakeAssignment(std::wstring_view name, std::wstring_view value);
+
+/// True for name=value with that name.
+bool IsOption(const SCRIPT_WORD& word, std::wstring_view name);
+
+/// The first name=value with that name, or null.
+const SCRIPT_WORD* FindOption(std::span<const SCRIPT_WORD> words, std::wstring_view name);
+
+/// True when that word is there, not in quotes, and is the text.
+bool IsWord(std::span<const SCRIPT_WORD> words, size_t nIndex, std::wstring_view text);
+
+// within=MS: how long a command waits.
+constexpr std::wstring_view WITHIN_OPTION = L"within";
 
 struct SCRIPT_STATEMENT
 {

@@ -13,104 +13,10 @@
 
 namespace
 {
-constexpr DWORD EXPECT_TIMEOUT_MS = 5000;
-constexpr DWORD NOTHING_TIMEOUT_MS = 500;
 constexpr DWORD ARRIVAL_TIMEOUT_MS = 30000;
-constexpr DWORD EXIT_TIMEOUT_MS = 30000;
 constexpr DWORD MARK_TIMEOUT_MS = 30000;
 constexpr DWORD MARK_LOOK_MS = 50;
-constexpr size_t SHOWN_PENDING = 5;
-constexpr std::wstring_view WITHIN = L"within";
-constexpr std::wstring_view PAYLOAD = L"payload";
-constexpr std::wstring_view RAW_PREFIX = L"hex:";
-
-bool IsOption(const SCRIPT_WORD& word, std::wstring_view name)
-{
-    return word.IsAssignment() && !word.bNot && word.Name() == name;
-}
-
-const SCRIPT_WORD* FindOption(std::span<const SCRIPT_WORD> words, std::wstring_view name)
-{
-    const auto found = std::find_if(words.begin(), words.end(),
-                                    [name](const SCRIPT_WORD& word) { return IsOption(word, name); });
-    return found == words.end() ? nullptr : &*found;
-}
-
-bool IsWord(std::span<const SCRIPT_WORD> words, size_t nIndex, std::wstring_view text)
-{
-    return nIndex < words.size() && !words[nIndex].bQuoted && words[nIndex].text == text;
-}
-
-// The value of payload=: bytes after hex:, else the text in UTF-8.
-bool PayloadBytes(std::wstring_view value, std::vector<BYTE>& bytes)
-{
-    if (!value.starts_with(RAW_PREFIX))
-    {
-        const std::string utf8 = ToUtf8(value);
-        bytes.assign(utf8.begin(), utf8.end());
-        return true;
-    }
-    std::optional<std::vector<BYTE>> parsed = ParseHexBytes(value.substr(RAW_PREFIX.size()));
-    if (parsed)
-        bytes = std::move(*parsed);
-    return parsed.has_value();
-}
-
-std::wstring DescribeArrived(const AGENT_RECORD& record)
-{
-    if (record.pMessage != nullptr)
-        return FormatMessage(*record.pMessage, record.bytes);
-    return std::to_wstring(record.bytes.size()) + L" raw bytes";
-}
-
-std::wstring DescribePending(const std::vector<AGENT_RECORD>& pending)
-{
-    if (pending.empty())
-        return L"nothing came";
-    std::wstring text = L"what came instead:";
-    const size_t nFirst = pending.size() > SHOWN_PENDING ? pending.size() - SHOWN_PENDING : 0;
-    for (size_t n = nFirst; n < pending.size(); ++n)
-        text += L"\n    " + DescribeArrived(pending[n]);
-    return text;
-}
-
-bool FieldHolds(const AGENT_RECORD& record, const SCRIPT_WORD& word)
-{
-    const RECORD_DESCRIPTION& description = *record.pMessage->pRecord;
-    bool bEqual = false;
-    if (word.Name() == PAYLOAD)
-    {
-        std::vector<BYTE> wanted;
-        PayloadBytes(word.Value(), wanted);
-        bEqual = std::equal(record.bytes.begin() + description.uSize, record.bytes.end(), wanted.begin(),
-                            wanted.end());
-    }
-    else
-    {
-        std::wstring error;
-        CompareRecordField(description, record.bytes, word.Name(), word.Value(), bEqual, error);
-    }
-    return bEqual != word.bNot;
-}
 } // namespace
-
-struct CScriptRunner::EXPECTATION
-{
-    const MESSAGE_DESCRIPTION* pMessage = nullptr; // null: of any type
-    bool bNext = false;                            // the very next message must be it
-    WORDS fields;
-    DWORD dwMilliseconds = EXPECT_TIMEOUT_MS;
-
-    bool IsMetBy(const AGENT_RECORD& record) const
-    {
-        if (pMessage == nullptr)
-            return true;
-        return record.pMessage == pMessage &&
-               std::all_of(fields.begin(), fields.end(), [&record](const SCRIPT_WORD& word) {
-                   return IsOption(word, WITHIN) || FieldHolds(record, word);
-               });
-    }
-};
 
 // A command is one row here and one function.
 struct SCRIPT_COMMANDS
@@ -131,12 +37,26 @@ struct SCRIPT_COMMANDS
     {
         using RUNNER = CScriptRunner;
         static constexpr COMMAND s_aCommands[] = {
+            {L"addresses", 0, ANY, L"[field=value]...", L"change the kept addresses and send them",
+             &RUNNER::Addresses},
             {L"agent", 1, 3, L"N | all | wait [N] [within=MS]",
              L"whom the next commands mean; wait until N agents have shaken hands", &RUNNER::Agent},
             {L"agents", 0, 0, L"", L"list the agents", &RUNNER::Agents},
+            {L"answers", 1, 1, L"on | off",
+             L"answer what agents ask for: settings, addresses, list, disconnect, language",
+             &RUNNER::Answers},
             {L"close", 0, 0, L"", L"close the agent's connection", &RUNNER::Close},
+            {L"connect", 1, ANY, L"NAME [type=N] [detail1=TEXT] [detail2=TEXT] [list=1] [field=value]...",
+             L"a viewer comes; of type 1 unless told otherwise", &RUNNER::Connect},
+            {L"count", 0, ANY, L"[field=value]...", L"tell how many viewers there are", &RUNNER::Count},
+            {L"disconnect", 1, ANY, L"NAME | all [field=value]...", L"a viewer leaves, or all do",
+             &RUNNER::Disconnect},
             {L"echo", 0, 1, L"[within=MS]", L"send the blocking-mode message and expect it back",
              &RUNNER::Echo},
+            {L"effects", 1, 2, L"MASK [within=MS]", L"switch desktop effects off and expect the mask back",
+             &RUNNER::Effects},
+            {L"exit", 0, 1, L"[within=MS]", L"ask the agent to end and expect the connection's end",
+             &RUNNER::Exit},
             {L"expect", 1, ANY,
              L"[next] TYPE [field=value | field!=value]... [within=MS] | nothing [TYPE] | closed",
              L"wait for that message; what came before it and is not it stays for later", &RUNNER::Expect},
@@ -146,17 +66,31 @@ struct SCRIPT_COMMANDS
             {L"handshake", 0, ANY, L"[on | off] [field=value]...",
              L"what an agent that connects is sent first", &RUNNER::Handshake},
             {L"help", 0, 0, L"", L"list the commands", &RUNNER::Help},
+            {L"list", 0, ANY, L"[field=value]...", L"send the names of all viewers", &RUNNER::List},
             {L"listen", 0, 1, L"[PORT | off]", L"listen for agents; 0 takes any free port", &RUNNER::Listen},
+            {L"lock-state", 0, 0, L"", L"say that the workstation may have been locked or unlocked",
+             &RUNNER::LockState},
             {L"lookup", 0, 1, L"[PORT | off | silent]",
              L"answer port lookups, by default with the port listened on", &RUNNER::Lookup},
             {L"mark", 1, 1, L"NAME", L"print a mark, and with --marks wait for NAME.done", &RUNNER::Mark},
+            {L"marker", 2, 2, L"local | oti on | off",
+             L"mark a session for all programs; a local one is marked while anybody is connected",
+             &RUNNER::Marker},
+            {L"played-session", 1, 1, L"locked | unlocked",
+             L"tell agents that have the playing wtsapi32.dll beside them ($played is 1 then)",
+             &RUNNER::PlayedSession},
             {L"quit", 0, 1, L"[CODE]", L"end the script", &RUNNER::Quit},
             {L"raw", 1, ANY, L"HEX...", L"send bytes as they are", &RUNNER::Raw},
+            {L"reconfigure", 1, 2, L"on [TEXT] | off",
+             L"the service is taking over new settings, or has done so", &RUNNER::Reconfigure},
             {L"run", 1, ANY, L"PROGRAM [WORD]... [expect=CODE] [within=MS]",
              L"start a program and wait for its end", &RUNNER::RunProgram},
             {L"say", 1, ANY, L"TEXT...", L"put a line into the log", &RUNNER::Say},
             {L"send", 1, ANY, L"TYPE [field=value]... [payload=TEXT]", L"send a message, all else in it zero",
              &RUNNER::Send},
+            {L"settings", 0, ANY, L"[update] [field=value]... [within=MS]",
+             L"change the kept settings and send them; but for an update expect the desktop's user",
+             &RUNNER::Settings},
             {L"start", 1, ANY, L"PROGRAM [WORD]...", L"start a program and go on", &RUNNER::StartProgram},
             {L"wait", 1, 1, L"MS | forever", L"do nothing for a while", &RUNNER::Wait},
         };
@@ -261,6 +195,8 @@ std::optional<std::wstring> CScriptRunner::Variable(std::wstring_view name) cons
 {
     if (name == L"dir")
         return m_settings.programFolder;
+    if (name == L"played")
+        return CPlayedSession::IsModuleIn(m_settings.programFolder) ? L"1" : L"0";
     if (name == L"port")
         return std::to_wstring(m_service.GetPort());
     if (name == L"round")
@@ -289,7 +225,7 @@ bool CScriptRunner::ExpandText(std::wstring_view text, std::wstring& expanded)
         const std::optional<std::wstring> value = Variable(name);
         if (!value && text.substr(n, 2) != L"$$")
             return Fail(L"unknown variable $" + std::wstring(name) +
-                        L"; there are $dir, $port, $round, $session, and $$ for the sign");
+                        L"; there are $dir, $played, $port, $round, $session, and $$ for the sign");
         expanded += value.value_or(L"$");
         n = value ? nEnd - 1 : n + 1;
     }
@@ -325,7 +261,7 @@ bool CScriptRunner::ReadPort(std::wstring_view text, unsigned short& nPort)
 
 bool CScriptRunner::ReadMilliseconds(WORDS words, DWORD& dwMilliseconds)
 {
-    const SCRIPT_WORD* const pWithin = FindOption(words, WITHIN);
+    const SCRIPT_WORD* const pWithin = FindOption(words, WITHIN_OPTION);
     return pWithin == nullptr || ReadNumber(pWithin->Value(), dwMilliseconds);
 }
 
@@ -444,17 +380,18 @@ bool CScriptRunner::Targets(std::vector<unsigned int>& agents)
     return Fail(m_target ? L"there is no agent " + std::to_wstring(*m_target) : L"no agent is connected");
 }
 
-bool CScriptRunner::SendToTargets(std::span<const BYTE> bytes)
+bool CScriptRunner::ForEachTarget(const std::function<bool(unsigned int uAgent)>& step)
 {
     std::vector<unsigned int> agents;
-    if (!Targets(agents))
-        return false;
-    for (const unsigned int uAgent : agents)
-    {
-        if (!m_service.Send(uAgent, bytes))
-            return Fail(L"agent " + std::to_wstring(uAgent) + L" is gone or takes nothing");
-    }
-    return true;
+    return Targets(agents) && std::all_of(agents.begin(), agents.end(), step);
+}
+
+bool CScriptRunner::SendToTargets(std::span<const BYTE> bytes)
+{
+    return ForEachTarget([&](unsigned int uAgent) {
+        return m_service.Send(uAgent, bytes) ||
+               Fail(L"agent " + std::to_wstring(uAgent) + L" is gone or takes nothing");
+    });
 }
 
 bool CScriptRunner::SetField(const MESSAGE_DESCRIPTION& message, const SCRIPT_WORD& word,
@@ -462,17 +399,16 @@ bool CScriptRunner::SetField(const MESSAGE_DESCRIPTION& message, const SCRIPT_WO
 {
     if (!word.IsAssignment() || word.bNot)
         return Fail(L"not a field=value: " + QuotedText(word.text, word.text.size()));
-    const bool bPayload = word.Name() == PAYLOAD;
-    if (!bPayload)
+    if (word.Name() != PAYLOAD_FIELD)
         return SetRecordField(*message.pRecord, record, word.Name(), word.Value(), m_error);
     if (message.dwType != MSG_TYPE_CHAT_MESSAGE)
         return Fail(std::wstring(message.pszName) + L" has no payload");
-    std::vector<BYTE> payload;
-    if (!PayloadBytes(word.Value(), payload))
+    const std::optional<std::vector<BYTE>> payload = ParsePayload(word.Value());
+    if (!payload)
         return Fail(L"payload=hex: takes hexadecimal bytes");
-    const DWORD dwLength = static_cast<DWORD>(payload.size());
+    const DWORD dwLength = static_cast<DWORD>(payload->size());
     memcpy(record.data() + offsetof(MSG_CHAT_MESSAGE, dwMessageLength), &dwLength, sizeof(dwLength));
-    record.insert(record.end(), payload.begin(), payload.end());
+    record.insert(record.end(), payload->begin(), payload->end());
     return true;
 }
 
@@ -502,114 +438,6 @@ bool CScriptRunner::Raw(WORDS words)
     return bytes ? SendToTargets(*bytes) : Fail(L"raw takes hexadecimal bytes");
 }
 
-bool CScriptRunner::Echo(WORDS words)
-{
-    EXPECTATION expectation;
-    expectation.pMessage = FindMessageDescription(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE, MESSAGE_FROM_AGENT);
-    std::vector<unsigned int> agents;
-    if (!ReadMilliseconds(words, expectation.dwMilliseconds) || !Targets(agents) ||
-        !SendToTargets(MakeRecord(*expectation.pMessage)))
-        return false;
-    return std::all_of(agents.begin(), agents.end(),
-                       [&](unsigned int uAgent) { return ExpectRecord(uAgent, expectation); });
-}
-
-bool CScriptRunner::ReadExpectation(WORDS words, EXPECTATION& expectation)
-{
-    if (!ReadMilliseconds(words, expectation.dwMilliseconds))
-        return false;
-    if (words.empty() || words[0].IsAssignment())
-        return true;
-    const std::wstring& name = words[0].text;
-    expectation.pMessage = FindMessageByName(name, MESSAGE_FROM_AGENT);
-    if (expectation.pMessage == nullptr)
-        return Fail(L"unknown message " + QuotedText(name, name.size()));
-    if ((expectation.pMessage->direction & MESSAGE_FROM_AGENT) == 0)
-        return Fail(std::wstring(expectation.pMessage->pszName) + L" never comes from an agent");
-    expectation.fields = words.subspan(1);
-    return CheckFields(expectation);
-}
-
-// A field that doesn't exist must not look like a message that doesn't come.
-bool CScriptRunner::CheckFields(const EXPECTATION& expectation)
-{
-    const RECORD_DESCRIPTION& record = *expectation.pMessage->pRecord;
-    const std::vector<BYTE> zero(record.uSize);
-    return std::all_of(expectation.fields.begin(), expectation.fields.end(), [&](const SCRIPT_WORD& word) {
-        if (!word.IsAssignment())
-            return Fail(L"not a field=value: " + QuotedText(word.text, word.text.size()));
-        bool bEqual = false;
-        std::vector<BYTE> payload;
-        if (word.Name() == PAYLOAD)
-            return PayloadBytes(word.Value(), payload) || Fail(L"payload=hex: takes hexadecimal bytes");
-        return IsOption(word, WITHIN) ||
-               CompareRecordField(record, zero, word.Name(), word.Value(), bEqual, m_error);
-    });
-}
-
-bool CScriptRunner::Expect(WORDS words)
-{
-    EXPECTATION expectation;
-    bool (CScriptRunner::*pfnExpect)(unsigned int, const EXPECTATION&) = &CScriptRunner::ExpectRecord;
-    size_t nFirst = 1;
-    if (IsWord(words, 0, L"next"))
-        expectation.bNext = true;
-    else if (IsWord(words, 0, L"closed"))
-        pfnExpect = &CScriptRunner::ExpectClosed;
-    else if (IsWord(words, 0, L"nothing"))
-    {
-        pfnExpect = &CScriptRunner::ExpectNothing;
-        expectation.dwMilliseconds = NOTHING_TIMEOUT_MS;
-    }
-    else
-        nFirst = 0;
-    std::vector<unsigned int> agents;
-    if (!ReadExpectation(words.subspan(nFirst), expectation) || !Targets(agents))
-        return false;
-    if (pfnExpect == &CScriptRunner::ExpectRecord && expectation.pMessage == nullptr)
-        return Fail(L"expect needs the name of a message");
-    return std::all_of(agents.begin(), agents.end(),
-                       [&](unsigned int uAgent) { return (this->*pfnExpect)(uAgent, expectation); });
-}
-
-bool CScriptRunner::ExpectRecord(unsigned int uAgent, const EXPECTATION& expectation)
-{
-    AGENT_RECORD record = {};
-    const WAIT_RESULT result = m_service.TakeRecord(
-        uAgent,
-        [&expectation](const AGENT_RECORD& candidate) {
-            return expectation.bNext || expectation.IsMetBy(candidate);
-        },
-        expectation.dwMilliseconds, record);
-    const std::wstring wanted =
-        L"agent " + std::to_wstring(uAgent) + L" was to send " + expectation.pMessage->pszName;
-    if (result == WAIT_RESULT::Interrupted)
-        return Fail(L"interrupted");
-    if (result == WAIT_RESULT::AgentGone)
-        return Fail(wanted + L", but is gone; " + DescribePending(m_service.GetPending(uAgent)));
-    if (result == WAIT_RESULT::TimedOut)
-        return Fail(wanted + L" within " + std::to_wstring(expectation.dwMilliseconds) + L" ms; " +
-                    DescribePending(m_service.GetPending(uAgent)));
-    return expectation.IsMetBy(record) || Fail(wanted + L" next; " + DescribePending({record}));
-}
-
-bool CScriptRunner::ExpectNothing(unsigned int uAgent, const EXPECTATION& expectation)
-{
-    AGENT_RECORD record = {};
-    const WAIT_RESULT result = m_service.TakeRecord(
-        uAgent, [&expectation](const AGENT_RECORD& candidate) { return expectation.IsMetBy(candidate); },
-        expectation.dwMilliseconds, record);
-    return result != WAIT_RESULT::Met || Fail(L"agent " + std::to_wstring(uAgent) +
-                                              L" was to send no such thing; " + DescribePending({record}));
-}
-
-bool CScriptRunner::ExpectClosed(unsigned int uAgent, const EXPECTATION& expectation)
-{
-    return m_service.WaitForClose(uAgent, expectation.dwMilliseconds) == WAIT_RESULT::Met ||
-           Fail(L"agent " + std::to_wstring(uAgent) + L" was to close its connection within " +
-                std::to_wstring(expectation.dwMilliseconds) + L" ms");
-}
-
 bool CScriptRunner::Forget(WORDS)
 {
     std::vector<unsigned int> agents;
@@ -618,17 +446,6 @@ bool CScriptRunner::Forget(WORDS)
     for (const unsigned int uAgent : agents)
         m_service.ForgetPending(uAgent);
     return true;
-}
-
-bool CScriptRunner::Close(WORDS)
-{
-    std::vector<unsigned int> agents;
-    if (!Targets(agents))
-        return false;
-    for (const unsigned int uAgent : agents)
-        m_service.CloseAgent(uAgent);
-    return std::all_of(agents.begin(), agents.end(),
-                       [this](unsigned int uAgent) { return ExpectClosed(uAgent, EXPECTATION()); });
 }
 
 bool CScriptRunner::Wait(WORDS words)
@@ -685,83 +502,4 @@ bool CScriptRunner::Help(WORDS)
     m_service.Note(L"repeat N ... end");
     m_service.Note(L"    do the lines between N times; $round counts them");
     return true;
-}
-
-bool CScriptRunner::Launch(WORDS words, unsigned int& uProgram)
-{
-    std::vector<std::wstring> arguments;
-    for (const SCRIPT_WORD& word : words.subspan(1))
-    {
-        if (!IsOption(word, WITHIN) && !IsOption(word, L"expect"))
-            arguments.push_back(word.text);
-    }
-    const std::optional<unsigned int> started = m_programs.Start(words[0].text, arguments);
-    if (!started)
-        return Fail(SystemErrorText(L"cannot start " + words[0].text, GetLastError()));
-    uProgram = *started;
-    m_service.Note(L"program " + std::to_wstring(uProgram) + L" started: " +
-                   MakeCommandLine(words[0].text, arguments));
-    return true;
-}
-
-bool CScriptRunner::AwaitExit(unsigned int uProgram, DWORD dwMilliseconds, std::optional<DWORD> expected)
-{
-    DWORD dwCode = 0;
-    const std::wstring program = L"program " + std::to_wstring(uProgram);
-    switch (m_programs.WaitForEnd(uProgram, dwMilliseconds, m_service.GetInterruptEvent(), dwCode))
-    {
-    case PROGRAM_RESULT::StillRuns:
-        return Fail(program + L" still runs after " + std::to_wstring(dwMilliseconds) + L" ms");
-    case PROGRAM_RESULT::Interrupted:
-        return Fail(L"interrupted");
-    case PROGRAM_RESULT::Ended:
-        break;
-    }
-    const std::wstring ended = program + L" ended with " + HexDword(dwCode) + L" (" +
-                               std::to_wstring(static_cast<int>(dwCode)) + L")";
-    m_service.Note(ended);
-    return !expected || *expected == dwCode || Fail(ended + L", not with " + HexDword(*expected));
-}
-
-bool CScriptRunner::StartProgram(WORDS words)
-{
-    unsigned int uProgram = 0;
-    return Launch(words, uProgram);
-}
-
-bool CScriptRunner::RunProgram(WORDS words)
-{
-    DWORD dwMilliseconds = EXIT_TIMEOUT_MS;
-    std::optional<DWORD> expected;
-    if (const SCRIPT_WORD* const pExpected = FindOption(words, L"expect"))
-    {
-        DWORD dwCode = 0;
-        if (!ReadNumber(pExpected->Value(), dwCode))
-            return false;
-        expected = dwCode;
-    }
-    unsigned int uProgram = 0;
-    return ReadMilliseconds(words, dwMilliseconds) && Launch(words, uProgram) &&
-           AwaitExit(uProgram, dwMilliseconds, expected);
-}
-
-bool CScriptRunner::ExpectExit(WORDS words)
-{
-    DWORD dwMilliseconds = EXIT_TIMEOUT_MS;
-    DWORD dwCode = 0;
-    DWORD dwProgram = m_programs.Count();
-    const SCRIPT_WORD* const pProgram = FindOption(words, L"program");
-    if (!ReadMilliseconds(words, dwMilliseconds) || !ReadNumber(words[0].text, dwCode) ||
-        (pProgram != nullptr && !ReadNumber(pProgram->Value(), dwProgram)))
-        return false;
-    if (dwProgram == 0 || dwProgram > m_programs.Count())
-        return Fail(L"there is no program " + std::to_wstring(dwProgram));
-    return AwaitExit(dwProgram, dwMilliseconds, dwCode);
-}
-
-void CScriptRunner::EndPrograms()
-{
-    const unsigned int uEnded = m_programs.EndAll();
-    if (uEnded > 0)
-        m_service.Note(std::to_wstring(uEnded) + L" programs that still ran were ended");
 }

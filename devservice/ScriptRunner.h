@@ -1,9 +1,12 @@
 #pragma once
 
+#include "devservice/PlayedSession.h"
 #include "devservice/Programs.h"
 #include "devservice/Script.h"
+#include "devservice/SessionKeeper.h"
 #include "devservice/StandInService.h"
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -30,7 +33,7 @@ class CScriptRunner
 {
   public:
     CScriptRunner(CStandInService& service, SCRIPT_SETTINGS settings)
-        : m_service(service), m_settings(std::move(settings))
+        : m_service(service), m_settings(std::move(settings)), m_keeper(service)
     {
     }
 
@@ -57,30 +60,46 @@ class CScriptRunner
     bool Fail(std::wstring_view reason);
 
     // The commands. The words are those behind the command, with their variables filled in.
+    bool Addresses(WORDS words);
     bool Agent(WORDS words);
     bool Agents(WORDS words);
+    bool Answers(WORDS words);
     bool Close(WORDS words);
+    bool Connect(WORDS words);
+    bool Count(WORDS words);
+    bool Disconnect(WORDS words);
     bool Echo(WORDS words);
+    bool Effects(WORDS words);
+    bool Exit(WORDS words);
     bool Expect(WORDS words);
     bool ExpectExit(WORDS words);
     bool Forget(WORDS words);
     bool Handshake(WORDS words);
     bool Help(WORDS words);
+    bool List(WORDS words);
     bool Listen(WORDS words);
+    bool LockState(WORDS words);
     bool Lookup(WORDS words);
     bool Mark(WORDS words);
+    bool Marker(WORDS words);
+    bool PlayedSession(WORDS words);
     bool Quit(WORDS words);
     bool Raw(WORDS words);
+    bool Reconfigure(WORDS words);
     bool RunProgram(WORDS words);
     bool Say(WORDS words);
     bool Send(WORDS words);
+    bool Settings(WORDS words);
     bool StartProgram(WORDS words);
     bool Wait(WORDS words);
 
     bool RunBlock(const SCRIPT_STATEMENT& statement);
     bool AgentWait(WORDS words);
     bool Targets(std::vector<unsigned int>& agents);
+    bool ForEachTarget(const std::function<bool(unsigned int uAgent)>& step);
     bool SendToTargets(std::span<const BYTE> bytes);
+    RECORD_EDIT FieldEdit(DWORD dwType, WORDS words);
+    bool ReadSwitch(WORDS words, size_t nIndex, bool& bOn);
     bool BuildRecord(WORDS words, std::vector<BYTE>& record);
     bool SetField(const MESSAGE_DESCRIPTION& message, const SCRIPT_WORD& word, std::vector<BYTE>& record);
     bool ReadExpectation(WORDS words, EXPECTATION& expectation);
@@ -96,6 +115,8 @@ class CScriptRunner
 
     CStandInService& m_service;
     const SCRIPT_SETTINGS m_settings;
+    CSessionKeeper m_keeper;
+    CPlayedSession m_playedSession;
     CPrograms m_programs;
     std::optional<unsigned int> m_target = 1; // empty: all that are connected
     unsigned int m_uRound = 0;                // of the innermost repeat

@@ -131,6 +131,12 @@ void CStandInService::AddSink(SERVICE_EVENT_SINK sink)
     m_sinks.push_back(std::move(sink));
 }
 
+void CStandInService::SetResponder(AGENT_RESPONDER responder)
+{
+    const std::lock_guard lock(m_responderMutex);
+    m_responder = std::move(responder);
+}
+
 bool CStandInService::Listen(unsigned short nPort)
 {
     StopListening();
@@ -496,6 +502,12 @@ void CStandInService::OnAgentRecord(AGENT& agent, AGENT_RECORD record)
                                      L": the frame is lost, all that follows is raw");
     if (record.pMessage != nullptr && record.pMessage->dwType == MSG_TYPE_VERSION)
         OnHandshakeAnswer(agent, record.bytes);
+    if (record.pMessage != nullptr)
+    {
+        const std::lock_guard lock(m_responderMutex);
+        if (m_responder.onRecord)
+            m_responder.onRecord(agent.uNumber, record);
+    }
     {
         const std::lock_guard lock(m_mutex);
         agent.state.bFrameLost = agent.framer.IsFrameLost();
@@ -541,6 +553,11 @@ void CStandInService::EndAgent(AGENT& agent, bool bByService)
     if (agent.framer.Pending() > 0)
         event.text += L", within a record";
     Emit(event);
+    {
+        const std::lock_guard lock(m_responderMutex);
+        if (m_responder.onGone)
+            m_responder.onGone(agent.uNumber);
+    }
     {
         const std::lock_guard lock(m_mutex);
         agent.state.bConnected = false;

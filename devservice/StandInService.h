@@ -39,6 +39,16 @@ struct AGENT_STATE
     DWORD dwSessionId = 0; // once ready
 };
 
+/// What is done about agents at once, on the service's thread and one call at a time. It may call the
+/// service.
+struct AGENT_RESPONDER
+{
+    /// A record has come; nobody can take it before this returns. Raw bytes don't count.
+    std::function<void(unsigned int uAgent, const AGENT_RECORD& record)> onRecord;
+    /// The agent's connection is closed.
+    std::function<void(unsigned int uAgent)> onGone;
+};
+
 /// Plays the service's side of the main channel and of the query port on 127.0.0.1, for any number of agents
 /// at once. Agents are numbered from 1 on in the order of their arrival and keep their number after they have
 /// gone. A thread of its own takes what arrives; all operations may be called from any thread except from
@@ -53,6 +63,10 @@ class CStandInService
 
     /// The sink sees everything from now on, one call at a time.
     void AddSink(SERVICE_EVENT_SINK sink);
+
+    /// Instead of an earlier one; empty functions take it away. On return no call of the earlier one runs or
+    /// comes. Not from inside a responder.
+    void SetResponder(AGENT_RESPONDER responder);
 
     /// Starts to listen for agents, instead of where it listened before. Port 0 takes any free one. False
     /// leaves the reason as the last error; the service then doesn't listen.
@@ -136,6 +150,10 @@ class CStandInService
 
     std::mutex m_sinkMutex;
     std::vector<SERVICE_EVENT_SINK> m_sinks;
+
+    // Held while the responder runs. Taken before all others.
+    std::mutex m_responderMutex;
+    AGENT_RESPONDER m_responder;
 
     // Guards all below it. Never held while bytes are sent to an agent or while a sink runs.
     mutable std::mutex m_mutex;

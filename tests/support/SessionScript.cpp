@@ -1,7 +1,5 @@
 #include "tests/support/SessionScript.h"
 
-#include <wtsapi32.h>
-
 #include <cstdlib>
 
 SessionScript::SessionScript()
@@ -14,9 +12,7 @@ SessionScript::SessionScript()
     {
         std::abort();
     }
-    constexpr LONG EXTENDED_LEVEL = 1;
-    constexpr LONG SESSION_UNLOCKED = 1;
-    *m_pScript = SESSION_SCRIPT{0, WTSActive, SESSION_UNLOCKED, EXTENDED_LEVEL, 0, 0, 0};
+    *m_pScript = MakeActiveSession();
 }
 
 SessionScript::~SessionScript()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/wtsapi32/SessionScript.h"
+#include "devservice/wtsapi32/SessionScript.h"
 
 /// Steers the session module of all agents that run while this object lives, starting with an active,
 /// unlocked session. One object at a time in one logon session.

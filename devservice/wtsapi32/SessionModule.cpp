@@ -1,4 +1,4 @@
-#include "tests/support/wtsapi32/SessionScript.h"
+#include "devservice/wtsapi32/SessionScript.h"
 
 #include <cstring>
 
@@ -8,9 +8,6 @@ namespace
 {
 constexpr int QUERY_CONNECT_STATE = 8;
 constexpr int QUERY_EXTENDED_INFORMATION = 25;
-constexpr LONG STATE_ACTIVE = 0;
-constexpr LONG FLAGS_UNLOCKED = 1;
-constexpr LONG KNOWN_LEVEL = 1;
 
 /// The head of the extended session data and its full size.
 struct EXTENDED_INFORMATION
@@ -31,7 +28,7 @@ struct SESSION_ENTRY
     LONG nState;
 };
 
-SESSION_SCRIPT g_defaultScript = {0, STATE_ACTIVE, FLAGS_UNLOCKED, KNOWN_LEVEL, 0, 0, 0};
+SESSION_SCRIPT g_defaultScript = MakeActiveSession();
 
 /// The mapping is opened anew each time: a test may begin or end it while an agent runs.
 class ScriptView

@@ -1,0 +1,54 @@
+#include "devservice/PlayedSession.h"
+
+#include "devservice/wtsapi32/SessionScript.h"
+#include "tray/TKDASTWindow.h"
+
+#include <wtsapi32.h>
+
+static_assert(SESSION_STATE_ACTIVE == WTSActive);
+static_assert(SESSION_STATE_DISCONNECTED == WTSDisconnected);
+
+namespace
+{
+void NotifyAgents(WPARAM wNotice)
+{
+    HWND hWnd = nullptr;
+    while ((hWnd = FindWindowExW(nullptr, hWnd, TRAY_WINDOW_CLASS, nullptr)) != nullptr)
+        PostMessageW(hWnd, WM_WTSSESSION_CHANGE, wNotice, 0);
+}
+} // namespace
+
+CPlayedSession::~CPlayedSession()
+{
+    if (m_pScript != nullptr)
+        UnmapViewOfFile(m_pScript);
+}
+
+bool CPlayedSession::IsModuleIn(const std::wstring& folder)
+{
+    return GetFileAttributesW((folder + L"\\wtsapi32.dll").c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool CPlayedSession::Open()
+{
+    m_hMapping.reset(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                        sizeof(SESSION_SCRIPT), SESSION_SCRIPT_NAME));
+    if (!m_hMapping)
+        return false;
+    m_pScript = static_cast<SESSION_SCRIPT*>(
+        MapViewOfFile(m_hMapping.get(), FILE_MAP_WRITE, 0, 0, sizeof(SESSION_SCRIPT)));
+    if (m_pScript == nullptr)
+        return false;
+    *m_pScript = MakeActiveSession();
+    return true;
+}
+
+bool CPlayedSession::SetLocked(bool bLocked)
+{
+    if (m_pScript == nullptr && !Open())
+        return false;
+    m_pScript->nConnectState = bLocked ? SESSION_STATE_DISCONNECTED : SESSION_STATE_ACTIVE;
+    m_pScript->nSessionFlags = bLocked ? SESSION_FLAGS_LOCKED : SESSION_FLAGS_UNLOCKED;
+    NotifyAgents(bLocked ? WTS_SESSION_LOCK : WTS_SESSION_UNLOCK);
+    return true;
+}
