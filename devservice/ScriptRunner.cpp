@@ -93,6 +93,8 @@ struct SCRIPT_COMMANDS
              &RUNNER::Settings},
             {L"start", 1, ANY, L"PROGRAM [WORD]...", L"start a program and go on", &RUNNER::StartProgram},
             {L"wait", 1, 1, L"MS | forever", L"do nothing for a while", &RUNNER::Wait},
+            {L"wallpaper", 1, 1, L"FILE",
+             L"put a picture on the desktop, as its user would; \"\" takes it away", &RUNNER::Wallpaper},
         };
         return s_aCommands;
     }

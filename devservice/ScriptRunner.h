@@ -92,6 +92,7 @@ class CScriptRunner
     bool Settings(WORDS words);
     bool StartProgram(WORDS words);
     bool Wait(WORDS words);
+    bool Wallpaper(WORDS words);
 
     bool RunBlock(const SCRIPT_STATEMENT& statement);
     bool AgentWait(WORDS words);

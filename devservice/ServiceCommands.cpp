@@ -170,8 +170,17 @@ bool CScriptRunner::PlayedSession(WORDS words)
     const bool bLocked = IsWord(words, 0, L"locked");
     if (!bLocked && !IsWord(words, 0, L"unlocked"))
         return Fail(L"not locked or unlocked: " + QuotedText(words[0].text, words[0].text.size()));
-    if (!m_playedSession.SetLocked(bLocked))
-        return Fail(SystemErrorText(L"cannot play the session", GetLastError()));
+    // Noted first: the agents' reports may be there before the call returns.
     m_service.Note(bLocked ? L"the session is played: locked" : L"the session is played: unlocked");
-    return true;
+    return m_playedSession.SetLocked(bLocked) ||
+           Fail(SystemErrorText(L"cannot play the session", GetLastError()));
+}
+
+// Into the user's profile, too, which is where the agent takes it from when it puts it back.
+bool CScriptRunner::Wallpaper(WORDS words)
+{
+    std::wstring file = words[0].text;
+    return SystemParametersInfoW(SPI_SETDESKWALLPAPER, 0, file.data(),
+                                 SPIF_UPDATEINIFILE | SPIF_SENDCHANGE) != FALSE ||
+           Fail(SystemErrorText(L"cannot show " + file, GetLastError()));
 }

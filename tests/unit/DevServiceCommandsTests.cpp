@@ -3,6 +3,7 @@
 #include "TKDAS/SimultanousSessionMutex.h"
 #include "devservice/PlayedSession.h"
 #include "devservice/wtsapi32/SessionScript.h"
+#include "tests/support/ImportHook.h"
 #include "tests/unit/DevServiceFixture.h"
 #include "tests/unit/RegistrySandbox.h"
 #include "tray/TKDASTWindow.h"
@@ -128,6 +129,24 @@ bool ReadPlayedSession(SESSION_SCRIPT& script)
         return false;
     memcpy(&script, pView, sizeof(script));
     return UnmapViewOfFile(pView) != FALSE;
+}
+
+struct WallpaperCall
+{
+    UINT uAction = 0;
+    std::wstring file;
+    UINT uFlags = 0;
+    BOOL bAnswer = TRUE;
+};
+WallpaperCall g_wallpaper;
+
+BOOL WINAPI TakeWallpaper(UINT uAction, UINT, PVOID pFile, UINT uFlags)
+{
+    g_wallpaper.uAction = uAction;
+    g_wallpaper.file = static_cast<const wchar_t*>(pFile);
+    g_wallpaper.uFlags = uFlags;
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    return g_wallpaper.bAnswer;
 }
 } // namespace
 
@@ -567,13 +586,28 @@ TEST_F(DevServiceCommands, PlayedTellsWhetherTheModuleLiesBesideTheProgram)
     EXPECT_TRUE(Logged(L"played 0"));
 }
 
+TEST_F(DevServiceCommands, WallpaperGoesIntoTheUsersProfile)
+{
+    const ImportHook hook("user32.dll", "SystemParametersInfoW", &TakeWallpaper);
+    g_wallpaper = {};
+    ExpectHeld(L"wallpaper \"C:\\\\a b.bmp\"");
+    EXPECT_EQ(g_wallpaper.uAction, static_cast<UINT>(SPI_SETDESKWALLPAPER));
+    EXPECT_EQ(g_wallpaper.file, L"C:\\a b.bmp");
+    EXPECT_EQ(g_wallpaper.uFlags, static_cast<UINT>(SPIF_UPDATEINIFILE | SPIF_SENDCHANGE));
+    ExpectHeld(L"wallpaper \"\"");
+    EXPECT_EQ(g_wallpaper.file, L"");
+    g_wallpaper.bAnswer = FALSE;
+    ExpectErrorWith(L"wallpaper none.bmp", "line 1: cannot show none.bmp: ");
+}
+
 TEST_F(DevServiceCommands, HelpListsEveryCommandInOrder)
 {
     ExpectHeld(L"help");
     size_t nLast = 0;
     for (const wchar_t* const pszName :
          {L"addresses", L"agent", L"answers", L"connect", L"count", L"disconnect", L"effects", L"exit",
-          L"list", L"listen", L"lock-state", L"marker", L"played-session", L"reconfigure", L"settings"})
+          L"list", L"listen", L"lock-state", L"marker", L"played-session", L"reconfigure", L"settings",
+          L"wallpaper"})
     {
         const size_t nFound = Log().find(L" " + std::wstring(pszName) + L" ", nLast);
         ASSERT_NE(nFound, std::wstring::npos) << ToUtf8(pszName);
