@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <ostream>
 #include <string>
 
 constexpr wchar_t SERVICE_SETTINGS_KEY[] =
@@ -26,6 +27,18 @@ constexpr DWORD EXIT_CODE_ENDED = 0;
 constexpr DWORD EXIT_CODE_BAD_PARAMETER = 1;
 constexpr DWORD EXIT_CODE_ALREADY_RUNNING = 0xFFFFFFC8; // -56
 constexpr DWORD EXIT_CODE_ASKED_TO_END = 0xFFFFFFC8;    // -56
+
+/// Whatever ends an agent.
+enum class WAY_OUT
+{
+    ServiceGoes,
+    ServiceSendsExit,
+    WindowIsClosed,
+    SessionEnds,
+};
+constexpr WAY_OUT WAYS_OUT[] = {WAY_OUT::ServiceGoes, WAY_OUT::ServiceSendsExit, WAY_OUT::WindowIsClosed,
+                                WAY_OUT::SessionEnds};
+std::ostream& operator<<(std::ostream& stream, WAY_OUT wayOut);
 
 /// A service's port, a folder to start agents from, a machine without a registered port, and a session that
 /// is active and unlocked.
@@ -50,6 +63,16 @@ class AgentTest : public testing::Test
     /// The service goes; the agent must follow in order.
     void ExpectEndWithService();
     void ExpectExit(const AgentProcess& agent, DWORD dwExitCode);
+    /// Ends m_agent that way and waits for its end.
+    void Leave(WAY_OUT wayOut);
+
+    /// Sends settings under which the icon is shown and nothing is told, and waits for the agent's answer.
+    bool SendSettings(DWORD bPermissionRequired = 0, const wchar_t* pszTip = L"Kestrel");
+    bool SendConnect(DWORD dwType, DWORD dwConnectCount);
+    /// Sends a mask of desktop options and waits for its acknowledgement.
+    bool SendDesktopEffects(DWORD dwEffects);
+    /// The desktop's state as the agent reports it next.
+    DWORD TakeDesktopState();
 
     AgentFolder m_folder;
     LoopbackListener m_listener;
@@ -58,6 +81,9 @@ class AgentTest : public testing::Test
     std::unique_ptr<AgentProcess> m_agent;
     std::unique_ptr<ServiceChannel> m_channel;
 };
+
+/// Settings under which the icon is shown and nothing is told.
+MSG_TRAYICON_SETTINGS PlainSettings(DWORD dwType = MSG_TYPE_TRAYICON_SETTINGS);
 
 /// A greeting whose fields the agent must echo or overwrite, none of them zero.
 MSG_VERSION OddVersion();

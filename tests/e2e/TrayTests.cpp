@@ -26,37 +26,6 @@ class TrayTest : public AgentTest
         ShakeHands();
     }
 
-    bool SendSettings(DWORD bPermissionRequired, const wchar_t* pszTip = L"Kestrel")
-    {
-        MSG_TRAYICON_SETTINGS settings = {};
-        settings.dwType = MSG_TYPE_TRAYICON_SETTINGS;
-        settings.dwTrayIcon = 1;
-        settings.dwDefaultConnectionType = 1;
-        settings.dwExitLock2 = 1;
-        settings.bPermissionRequired = bPermissionRequired;
-        CopyText(settings.szTrayTip, pszTip);
-        return m_channel->Send(settings) &&
-               m_channel->TakeRecord(MSG_TYPE_TRAYICON_DESKTOP_USER_INFORMATION, PATIENCE_MS).has_value();
-    }
-
-    bool SendConnect(DWORD dwType, DWORD dwConnectCount)
-    {
-        MSG_TRAYICON_CONNECT connection = {};
-        connection.dwType = dwType;
-        connection.dwConnectCount = dwConnectCount;
-        connection.dwConnectionType = 1;
-        CopyText(connection.szClientName, L"Alice");
-        return m_channel->Send(connection);
-    }
-
-    /// The desktop's state as the agent reports it next.
-    DWORD TakeDesktopState()
-    {
-        const auto bytes = m_channel->TakeRecord(MSG_TYPE_TRAYICON_DESKTOP_STATE, PATIENCE_MS);
-        EXPECT_TRUE(bytes.has_value());
-        return bytes ? RecordAs<MSG_TRAYICON_DESKTOP_STATE>(*bytes).dwDesktopState : 0;
-    }
-
     /// The calls of the shell so far, when the agent has handled all that was sent.
     std::vector<TrayCall> Calls()
     {

@@ -23,13 +23,6 @@ constexpr size_t MAX_VALUE_CHARACTERS = 1024;
     std::abort();
 }
 
-std::filesystem::path TestProgramFolder()
-{
-    wchar_t szPath[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, szPath, MAX_PATH);
-    return std::filesystem::path(szPath).parent_path();
-}
-
 std::filesystem::path NewTemporaryFolder()
 {
     static LONG s_nFolders = 0;
@@ -77,6 +70,13 @@ std::string ReadFileText(const std::filesystem::path& file)
     return text;
 }
 } // namespace
+
+std::filesystem::path TestProgramFolder()
+{
+    wchar_t szPath[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, szPath, MAX_PATH);
+    return std::filesystem::path(szPath).parent_path();
+}
 
 std::filesystem::path StageFolder()
 {
@@ -145,18 +145,29 @@ std::string AgentFolder::Log() const
     return ReadFileText(m_path / L"agent.log");
 }
 
-bool AgentFolder::WaitForLog(std::string_view text, DWORD dwTimeoutMs) const
+size_t AgentFolder::CountInLog(std::string_view text) const
+{
+    const std::string log = Log();
+    size_t nTimes = 0;
+    for (size_t nAt = log.find(text); nAt != std::string::npos; nAt = log.find(text, nAt + text.size()))
+    {
+        ++nTimes;
+    }
+    return nTimes;
+}
+
+bool AgentFolder::WaitForLog(std::string_view text, DWORD dwTimeoutMs, size_t nTimes) const
 {
     const ULONGLONG qwEnd = GetTickCount64() + dwTimeoutMs;
     const HANDLE hChange = FindFirstChangeNotificationW(
         m_path.c_str(), FALSE, FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE);
-    bool bFound = Log().find(text) != std::string::npos;
+    bool bFound = CountInLog(text) >= nTimes;
     while (!bFound && GetTickCount64() < qwEnd)
     {
         // A lost notification costs a moment, not the test.
         WaitForSingleObject(hChange, LOOK_AGAIN_MS);
         FindNextChangeNotification(hChange);
-        bFound = Log().find(text) != std::string::npos;
+        bFound = CountInLog(text) >= nTimes;
     }
     FindCloseChangeNotification(hChange);
     return bFound;

@@ -31,13 +31,17 @@ class AgentFolder
     void WriteLogConfiguration(const std::filesystem::path& logFile, const char* pszLevel) const;
     /// All that the agents of this folder have logged so far.
     std::string Log() const;
-    /// True as soon as the log holds the text.
-    bool WaitForLog(std::string_view text, DWORD dwTimeoutMs) const;
+    size_t CountInLog(std::string_view text) const;
+    /// True as soon as the log holds the text that often.
+    bool WaitForLog(std::string_view text, DWORD dwTimeoutMs, size_t nTimes = 1) const;
 
   private:
     RegistryValue m_preferOwnModule;
     std::filesystem::path m_path;
 };
+
+/// Where the running test program lies.
+std::filesystem::path TestProgramFolder();
 
 /// Where the runnable tree lies that the tests copy or read.
 std::filesystem::path StageFolder();

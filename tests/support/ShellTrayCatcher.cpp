@@ -1,5 +1,7 @@
 #include "tests/support/ShellTrayCatcher.h"
 
+#include "tests/support/ShelllessDesktop.h"
+
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -41,12 +43,12 @@ std::wstring TextOf(const wchar_t (&szField)[N])
 }
 } // namespace
 
-ShellTrayCatcher::ShellTrayCatcher()
-    : m_hReady(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+ShellTrayCatcher::ShellTrayCatcher(const ShelllessDesktop* pDesktop)
+    : m_pDesktop(pDesktop), m_hReady(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       m_hThread(CreateThread(nullptr, 0, Run, this, 0, nullptr))
 {
     WaitForSingleObject(m_hReady, INFINITE);
-    if (m_hWnd == nullptr || FindWindowW(TRAY_CLASS, nullptr) != m_hWnd)
+    if (!m_bInFront)
     {
         std::fputs("ShellTrayCatcher: another tray window stands in front\n", stderr);
         std::abort();
@@ -94,6 +96,11 @@ DWORD WINAPI ShellTrayCatcher::Run(void* pThis)
 
 void ShellTrayCatcher::Loop()
 {
+    if (m_pDesktop != nullptr && !m_pDesktop->TakeThread())
+    {
+        SetEvent(m_hReady);
+        return;
+    }
     WNDCLASSW windowClass = {};
     windowClass.lpfnWndProc = WindowProcedure;
     windowClass.hInstance = GetModuleHandleW(nullptr);
@@ -104,6 +111,7 @@ void ShellTrayCatcher::Loop()
     SetWindowLongPtrW(hWnd, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     SetWindowPos(hWnd, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
     m_hWnd = hWnd;
+    m_bInFront = hWnd != nullptr && FindWindowW(TRAY_CLASS, nullptr) == hWnd;
     SetEvent(m_hReady);
     MSG message;
     while (hWnd != nullptr && GetMessageW(&message, nullptr, 0, 0) > 0)
@@ -138,6 +146,7 @@ LRESULT ShellTrayCatcher::Record(const COPYDATASTRUCT& data)
     std::memcpy(&image, data.lpData, sizeof(image));
     const auto* pBits = static_cast<const BYTE*>(data.lpData) + sizeof(image);
     TrayCall call;
+    call.qwTime = GetTickCount64();
     call.dwMessage = static_cast<DWORD>(data.dwData);
     call.hWnd = reinterpret_cast<HWND>(static_cast<std::intptr_t>(image.hWnd));
     call.uID = image.uID;

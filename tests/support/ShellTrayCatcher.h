@@ -8,10 +8,13 @@
 #include <winsock2.h>
 #include <windows.h>
 
+class ShelllessDesktop;
+
 /// One Shell_NotifyIconW of any program, as the tray receives it.
 struct TrayCall
 {
-    DWORD dwMessage = 0; // NIM_*
+    ULONGLONG qwTime = 0; // of its arrival, in the milliseconds of GetTickCount64
+    DWORD dwMessage = 0;  // NIM_*
     HWND hWnd = nullptr;
     UINT uID = 0;
     UINT uFlags = 0; // NIF_*: which of the following were meant
@@ -30,11 +33,12 @@ struct TrayCall
 
 /// Stands in front of the shell's tray and receives every notification-area call of every program on this
 /// desktop, on a thread of its own, so that the test's thread may be the caller. The layout that it decodes
-/// is that of the test system's shell, not of Windows. One object at a time.
+/// is that of the test system's shell, not of Windows. One object at a time. Given a desktop without a shell,
+/// it is the shell there, and that desktop must outlive it.
 class ShellTrayCatcher
 {
   public:
-    ShellTrayCatcher();
+    explicit ShellTrayCatcher(const ShelllessDesktop* pDesktop = nullptr);
     ~ShellTrayCatcher();
     ShellTrayCatcher(const ShellTrayCatcher&) = delete;
     ShellTrayCatcher& operator=(const ShellTrayCatcher&) = delete;
@@ -57,6 +61,8 @@ class ShellTrayCatcher
     mutable std::condition_variable m_arrived;
     std::vector<TrayCall> m_calls;
     bool m_bAnswer = true;
+    const ShelllessDesktop* m_pDesktop;
+    bool m_bInFront = false;
     HWND m_hWnd = nullptr;
     HANDLE m_hReady;
     HANDLE m_hThread;
