@@ -2,6 +2,8 @@
 
 #include "Include/BoundedText.h"
 
+#include <wtsapi32.h>
+
 AgentTest::AgentTest() : m_noPort(HKEY_LOCAL_MACHINE, SERVICE_SETTINGS_KEY, L"Port") {}
 
 void AgentTest::StartAgent()
@@ -37,6 +39,22 @@ void AgentTest::ShakeHands()
     ASSERT_TRUE(m_channel->TakeRecord(MSG_TYPE_VERSION, PATIENCE_MS).has_value())
         << "no answer to the greeting; the agent's log:\n"
         << m_folder.Log();
+}
+
+void AgentTest::MeetLockedAgent(const AgentStart& start)
+{
+    m_session->nConnectState = WTSDisconnected;
+    StartAgent(start);
+    AcceptAgent();
+    ShakeHands();
+    ASSERT_EQ(TakeDesktopState(), static_cast<DWORD>(DESKTOP_STATE_LOCKED));
+}
+
+void AgentTest::MeetLockedAgent()
+{
+    AgentStart start;
+    start.commandLine = ServicePort();
+    MeetLockedAgent(start);
 }
 
 void AgentTest::ExpectEcho()

@@ -58,6 +58,10 @@ class AgentTest : public testing::Test
     void AcceptAgent() { AcceptAgent(m_listener); }
     /// Greets the agent on m_channel and waits for its answer.
     void ShakeHands();
+    /// Starts an agent in a locked session and greets it: with nobody to reach, the report behind the
+    /// greeting brings no refresh of its own into what a test watches.
+    void MeetLockedAgent(const AgentStart& start);
+    void MeetLockedAgent();
     /// A blocking-mode message and its echo: the agent is alive and reads at a record's beginning.
     void ExpectEcho();
     /// The service goes; the agent must follow in order.

@@ -85,10 +85,8 @@ class DesktopTest : public AgentTest
 
     void ConnectAgent()
     {
-        StartAgent();
-        AcceptAgent();
-        ShakeHands();
-        ASSERT_TRUE(SendSettings());
+        MeetLockedAgent();
+        ASSERT_TRUE(m_channel->Send(PlainSettings(MSG_TYPE_TRAYICON_SETTINGS_UPDATE)));
     }
 
     /// One viewer of so many leaves.

@@ -1,5 +1,4 @@
-#include "tests/e2e/AgentTest.h"
-#include "tests/support/ShellTrayCatcher.h"
+#include "tests/e2e/TrayTest.h"
 
 #include "Include/BoundedText.h"
 #include <shellapi.h>
@@ -14,27 +13,6 @@
 namespace
 {
 constexpr DWORD TIMER_PATIENCE_MS = 15000;
-
-/// An agent whose icon the test receives in the shell's place.
-class TrayTest : public AgentTest
-{
-  protected:
-    void SetUp() override
-    {
-        StartAgent();
-        AcceptAgent();
-        ShakeHands();
-    }
-
-    /// The calls of the shell so far, when the agent has handled all that was sent.
-    std::vector<TrayCall> Calls()
-    {
-        ExpectEcho();
-        return m_catcher.Calls();
-    }
-
-    ShellTrayCatcher m_catcher;
-};
 
 TEST_F(TrayTest, TheIconFollowsSettingsAndViewersAndIsDeletedAtTheEnd)
 {
@@ -61,35 +39,66 @@ TEST_F(TrayTest, TheIconFollowsSettingsAndViewersAndIsDeletedAtTheEnd)
     EXPECT_EQ(calls[4].iconBits, idle[0].iconBits);
 
     ExpectEndWithService();
-    ASSERT_TRUE(m_catcher.WaitForCalls(6, PATIENCE_MS));
-    EXPECT_EQ(m_catcher.Calls().back().dwMessage, static_cast<DWORD>(NIM_DELETE));
+    ASSERT_TRUE(m_catcher->WaitForCalls(6, PATIENCE_MS));
+    EXPECT_EQ(m_catcher->Calls().back().dwMessage, static_cast<DWORD>(NIM_DELETE));
 }
 
 TEST_F(TrayTest, AShellThatRefusesIsAskedAgain)
 {
-    m_catcher.SetAnswer(false);
+    m_catcher->SetAnswer(false);
     ASSERT_TRUE(SendSettings(0));
-    ASSERT_TRUE(m_catcher.WaitForCalls(2, TIMER_PATIENCE_MS)) << "a second later";
-    m_catcher.SetAnswer(true);
-    ASSERT_TRUE(m_catcher.WaitForCalls(3, TIMER_PATIENCE_MS));
+    ASSERT_TRUE(m_catcher->WaitForCalls(2, TIMER_PATIENCE_MS)) << "a second later";
+    m_catcher->SetAnswer(true);
+    ASSERT_TRUE(m_catcher->WaitForCalls(3, TIMER_PATIENCE_MS));
     const std::vector<TrayCall> calls = Calls();
     EXPECT_TRUE(std::all_of(calls.begin(), calls.end(),
                             [](const TrayCall& call) { return call.dwMessage == NIM_ADD; }));
 }
 
-TEST_F(TrayTest, ARestartedShellGetsTheIconAgain)
+TEST_F(TrayTest, ARestartedShellGetsTheActiveIconBackEachOfTenTimes)
 {
     ASSERT_TRUE(SendSettings(0));
-    ASSERT_EQ(Calls().size(), 1u);
+    ASSERT_TRUE(SendConnect(MSG_TYPE_TRAYICON_CONNECT_COUNT, 1));
+    const std::vector<TrayCall> before = Calls();
+    ASSERT_EQ(before.size(), 2u);
     const HWND hWnd = m_agent->WaitForTrayWindow(PATIENCE_MS);
     const UINT uTaskbarCreated = RegisterWindowMessageW(L"TaskbarCreated");
-    for (size_t nRestart = 1; nRestart <= 10; ++nRestart)
+    for (int nRestart = 1; nRestart <= 10; ++nRestart)
     {
+        m_catcher.reset();
+        m_catcher.emplace();
         ASSERT_TRUE(PostMessageW(hWnd, uTaskbarCreated, 0, 0));
-        ASSERT_TRUE(m_catcher.WaitForCalls(1 + nRestart, PATIENCE_MS));
-        EXPECT_EQ(m_catcher.Calls().back().dwMessage, static_cast<DWORD>(NIM_ADD));
+        ASSERT_TRUE(m_catcher->WaitForCalls(1, PATIENCE_MS)) << nRestart;
+        const std::vector<TrayCall> calls = Calls();
+        EXPECT_EQ(calls.size(), 1u) << nRestart;
+        EXPECT_EQ(calls[0].dwMessage, static_cast<DWORD>(NIM_ADD));
+        EXPECT_EQ(calls[0].hWnd, hWnd);
+        EXPECT_EQ(calls[0].iconBits, before[1].iconBits) << "active";
+        EXPECT_NE(calls[0].iconBits, before[0].iconBits);
+        EXPECT_EQ(calls[0].tip, L"Kestrel...");
     }
 }
+
+class TrayWayOutTest : public TrayTest, public testing::WithParamInterface<WAY_OUT>
+{
+};
+
+TEST_P(TrayWayOutTest, TheGoingAgentTakesItsIconAlong)
+{
+    ASSERT_TRUE(SendSettings(0));
+    ASSERT_TRUE(SendConnect(MSG_TYPE_TRAYICON_CONNECT_COUNT, 1));
+    const std::vector<TrayCall> shown = Calls();
+    ASSERT_EQ(shown.size(), 2u);
+    Leave(GetParam());
+    const std::vector<TrayCall> calls = m_catcher->Calls();
+    ASSERT_EQ(calls.size(), 3u);
+    EXPECT_EQ(calls[2].dwMessage, static_cast<DWORD>(NIM_DELETE));
+    EXPECT_EQ(calls[2].hWnd, shown[0].hWnd);
+    EXPECT_EQ(calls[2].uID, shown[0].uID);
+}
+
+INSTANTIATE_TEST_SUITE_P(WaysOut, TrayWayOutTest, testing::ValuesIn(WAYS_OUT),
+                         testing::PrintToStringParamName());
 
 TEST_F(TrayTest, AReconfigurationIsAnnouncedInABalloon)
 {
@@ -110,27 +119,15 @@ TEST_F(TrayTest, AReconfigurationIsAnnouncedInABalloon)
     EXPECT_EQ(calls[2].info, L"");
 }
 
-TEST_F(TrayTest, TheServicesExitEndsTheAgentWithItsOwnCode)
+TEST_F(TrayTest, EachSessionNoticeBringsAReportOfTheDesktop)
 {
-    ASSERT_TRUE(SendSettings(0));
-    MSG_TRAYICON_EXIT leave = {};
-    leave.dwType = MSG_TYPE_TRAYICON_EXIT;
-    ASSERT_TRUE(m_channel->Send(leave));
-    EXPECT_TRUE(m_channel->WaitForEnd(PATIENCE_MS));
-    ExpectExit(*m_agent, EXIT_CODE_ASKED_TO_END);
-    EXPECT_EQ(m_catcher.Calls().back().dwMessage, static_cast<DWORD>(NIM_DELETE));
-}
-
-TEST_F(TrayTest, TheHandshakeAndEachSessionNoticeBringAReportOfTheDesktop)
-{
-    EXPECT_EQ(TakeDesktopState(), static_cast<DWORD>(DESKTOP_STATE_UNLOCKED));
     const HWND hWnd = m_agent->WaitForTrayWindow(PATIENCE_MS);
-    m_session->nConnectState = WTSDisconnected;
-    ASSERT_TRUE(PostMessageW(hWnd, WM_WTSSESSION_CHANGE, WTS_CONSOLE_DISCONNECT, 0));
-    EXPECT_EQ(TakeDesktopState(), static_cast<DWORD>(DESKTOP_STATE_LOCKED));
     m_session->nConnectState = WTSActive;
     ASSERT_TRUE(PostMessageW(hWnd, WM_WTSSESSION_CHANGE, WTS_CONSOLE_CONNECT, 0));
     EXPECT_EQ(TakeDesktopState(), static_cast<DWORD>(DESKTOP_STATE_UNLOCKED));
+    m_session->nConnectState = WTSDisconnected;
+    ASSERT_TRUE(PostMessageW(hWnd, WM_WTSSESSION_CHANGE, WTS_CONSOLE_DISCONNECT, 0));
+    EXPECT_EQ(TakeDesktopState(), static_cast<DWORD>(DESKTOP_STATE_LOCKED));
 }
 
 TEST_F(TrayTest, TheEndOfTheSessionIsReported)
@@ -167,7 +164,7 @@ TEST_F(TrayTest, EachOfThreeAgentsGetsItsOwnRecordsOnly)
         windows.push_back(m_agent->WaitForTrayWindow(PATIENCE_MS));
         keepAgent();
     }
-    const std::vector<TrayCall> calls = m_catcher.Calls();
+    const std::vector<TrayCall> calls = m_catcher->Calls();
     const std::wstring_view aTips[] = {L"first...", L"One-time support: secon...",
                                        L"One-time support: thir..."};
     for (size_t nAgent = 0; nAgent < windows.size(); ++nAgent)
