@@ -312,4 +312,25 @@ TEST_F(FramingTest, ThreeBytesOfATypeAndACloseEndTheAgentInOrder)
     ExpectExit(*m_agent, EXIT_CODE_ENDED);
     EXPECT_EQ(m_channel->CountOf(dwType), 0u);
 }
+TEST_F(FramingTest, AnExitInTheMiddleOfABurstIsTheLastThatIsHandled)
+{
+    constexpr size_t BEFORE = 500;
+    constexpr size_t ALL = 1000;
+    const Bytes notice = MakeRecord({MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 1592});
+    Bytes burst;
+    for (size_t nNotice = 0; nNotice < ALL; ++nNotice)
+    {
+        if (nNotice == BEFORE)
+        {
+            const Bytes leave = MakeRecord(EXIT_SAMPLE);
+            burst.insert(burst.end(), leave.begin(), leave.end());
+        }
+        burst.insert(burst.end(), notice.begin(), notice.end());
+    }
+    m_channel->Send(burst.data(), burst.size()); // the agent doesn't take all of it
+    ExpectExit(*m_agent, EXIT_CODE_ASKED_TO_END);
+    std::map<DWORD, size_t> received = ReceivedTypes();
+    EXPECT_EQ(received[MSG_TYPE_TRAYICON_CONNECT_NOTIFY], BEFORE);
+    EXPECT_EQ(received[MSG_TYPE_TRAYICON_EXIT], 1u);
+}
 } // namespace

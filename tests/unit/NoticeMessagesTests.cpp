@@ -1,6 +1,7 @@
 #include "channel/NoticeMessages.h"
 
 #include "Include/BoundedText.h"
+#include "startup/TKDAST.h"
 #include "tests/unit/AgentHarness.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,20 @@
 namespace
 {
 using Calls = std::vector<std::string>;
+
+CHAT_CONNECT_NOTICE g_notice = {};
+UINT g_uNoticeMessage = 0;
+
+LRESULT CALLBACK ChatProcedure(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
+{
+    if (uMessage == WM_CHAT_USER_CONNECTED || uMessage == WM_CHAT_USER_DISCONNECTED)
+    {
+        g_uNoticeMessage = uMessage;
+        g_notice = *reinterpret_cast<const CHAT_CONNECT_NOTICE*>(wParam);
+        return 0;
+    }
+    return DefWindowProcW(hWnd, uMessage, wParam, lParam);
+}
 
 class NoticeMessagesTest : public AgentHarness
 {
@@ -27,6 +42,16 @@ class NoticeMessagesTest : public AgentHarness
         m_trace.Forget();
     }
 
+    void OpenChat()
+    {
+        OnWindowThread([this] {
+            const HWND hChat =
+                CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+            SetWindowLongPtrW(hChat, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&ChatProcedure));
+            Window().m_hChatWindow = hChat;
+        });
+    }
+
     // Whether a connection of that type asks for the popup.
     bool AsksForPopup(DWORD dwConnectionType)
     {
@@ -38,19 +63,6 @@ class NoticeMessagesTest : public AgentHarness
     }
 };
 
-CHAT_CONNECT_NOTICE g_notice = {};
-UINT g_uNoticeMessage = 0;
-
-LRESULT CALLBACK ChatProcedure(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
-{
-    if (uMessage == WM_CHAT_USER_CONNECTED || uMessage == WM_CHAT_USER_DISCONNECTED)
-    {
-        g_uNoticeMessage = uMessage;
-        g_notice = *reinterpret_cast<const CHAT_CONNECT_NOTICE*>(wParam);
-        return 0;
-    }
-    return DefWindowProcW(hWnd, uMessage, wParam, lParam);
-}
 } // namespace
 
 TEST_F(NoticeMessagesTest, ABurstOfConnectsGivesOneNotice)
@@ -200,12 +212,7 @@ TEST_F(NoticeMessagesTest, EveryoneConnectedIsKeptAndShown)
 TEST_F(NoticeMessagesTest, AnOpenChatWindowHearsWhoComesAndGoes)
 {
     SendSettings(0, 0, 0);
-    OnWindowThread([this] {
-        const HWND hChat =
-            CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
-        SetWindowLongPtrW(hChat, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&ChatProcedure));
-        Window().m_hChatWindow = hChat;
-    });
+    OpenChat();
     MSG_TRAYICON_CONNECT connection = Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 2);
     Send(connection);
     Settle();
@@ -222,6 +229,59 @@ TEST_F(NoticeMessagesTest, AnOpenChatWindowHearsWhoComesAndGoes)
     EXPECT_EQ(FixedText(g_notice.szNotice), std::wstring(259, L'x')) << "an unterminated name is cut";
 }
 
+TEST_F(NoticeMessagesTest, LinesOfWhoCameAndWentAreNotKeptForALaterChatWindow)
+{
+    SendSettings(0, 0, 0);
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 1));
+    Send(Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 0));
+    Settle();
+    g_uNoticeMessage = 0;
+    OpenChat();
+    Settle();
+    Fire(TIMER_CONNECT_NOTICE);
+    EXPECT_EQ(g_uNoticeMessage, 0U);
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 1));
+    Settle();
+    EXPECT_EQ(g_uNoticeMessage, static_cast<UINT>(WM_CHAT_USER_CONNECTED)) << "the window does listen";
+}
+
+TEST_F(NoticeMessagesTest, AConnectNoticeOfTheOrdinaryTypeIsHeldBackAgainWhenItIsDue)
+{
+    const auto isHeldBack = [this](NOTICE_KIND kind, DWORD dwConnectionType, DWORD bNotifyConnect) {
+        Window().m_dwConnectionType = dwConnectionType;
+        Window().m_Settings.bNotifyConnect = bNotifyConnect;
+        return SendMessageW(Window().m_hWnd, WM_SHOW_NOTIFY_DLG, kind, 0) == 1;
+    };
+    EXPECT_TRUE(isHeldBack(SHOW_CONNECT_NOTICE, 1, 0));
+    EXPECT_FALSE(isHeldBack(SHOW_CONNECT_NOTICE, 1, 1));
+    EXPECT_FALSE(isHeldBack(SHOW_CONNECT_NOTICE, 2, 0));
+    EXPECT_FALSE(isHeldBack(SHOW_CONNECT_NOTICE, 0, 0));
+    EXPECT_FALSE(isHeldBack(SHOW_EVERYONE_NOTICE, 1, 0)) << "that one was asked for";
+}
+
+namespace
+{
+UINT g_uDefaulted = 0;
+decltype(&DefWindowProcW) g_pfnDefault = nullptr;
+
+LRESULT WINAPI RecordingDefault(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
+{
+    g_uDefaulted = uMessage;
+    return g_pfnDefault(hWnd, uMessage, wParam, lParam);
+}
+} // namespace
+
+TEST_F(NoticeMessagesTest, AChangeOfTheUserIsSwallowed)
+{
+    const ImportHook hook("user32.dll", "DefWindowProcW", &RecordingDefault);
+    g_pfnDefault = hook.Original();
+    g_uDefaulted = 0;
+    EXPECT_EQ(SendMessageW(Window().m_hWnd, WM_USERCHANGED, 1, 2), 0);
+    EXPECT_EQ(g_uDefaulted, 0U);
+    SendMessageW(Window().m_hWnd, WM_USERCHANGED + 1, 0, 0);
+    EXPECT_EQ(g_uDefaulted, static_cast<UINT>(WM_USERCHANGED + 1)) << "unlike others";
+}
+
 namespace
 {
 MSG_TRAYICON_SFT_DROP_CLIENT DropClient(DWORD dwClientId)
@@ -235,6 +295,144 @@ MSG_TRAYICON_SFT_DROP_CLIENT DropClient(DWORD dwClientId)
     return client;
 }
 } // namespace
+
+namespace
+{
+/// Drop windows of the agent, played by windows of the harness's own: each counts what asks it to close, and
+/// tells the agent as it goes.
+class DropWindowTest : public NoticeMessagesTest
+{
+  protected:
+    void SetUp() override
+    {
+        NoticeMessagesTest::SetUp();
+        m_asked.clear();
+        s_pThis = this;
+    }
+
+    /// Gives the listed client a window.
+    void OpenWindow(DWORD dwClientId)
+    {
+        OnWindowThread([&] {
+            const HWND hDrop =
+                CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+            SetWindowLongPtrW(hDrop, GWLP_USERDATA, static_cast<LONG_PTR>(dwClientId));
+            SetWindowLongPtrW(hDrop, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&DropProcedure));
+            for (const auto& pEntry : Window().m_DropWindows)
+            {
+                if (pEntry->dwClientId == dwClientId)
+                {
+                    pEntry->ullWindowSlot = reinterpret_cast<ULONG_PTR>(hDrop);
+                }
+            }
+        });
+    }
+
+    void AddWindow(DWORD dwClientId)
+    {
+        Send(DropClient(dwClientId));
+        Settle();
+        OpenWindow(dwClientId);
+    }
+
+    /// What was asked to close so far, by client.
+    std::vector<DWORD> Asked()
+    {
+        Settle();
+        OnWindowThread([] {}); // what was posted to the windows is handled, too
+        return m_asked;
+    }
+
+    void Disconnect(DWORD dwClientId, DWORD dwRemaining)
+    {
+        MSG_TRAYICON_CONNECT connection = Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, dwRemaining);
+        connection.dwClientId = dwClientId;
+        Send(connection);
+    }
+
+  private:
+    static LRESULT CALLBACK DropProcedure(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
+    {
+        const auto dwClientId = static_cast<DWORD>(GetWindowLongPtrW(hWnd, GWLP_USERDATA));
+        if (uMessage == WM_SFT_DROP_WINDOW || uMessage == WM_CLOSE)
+        {
+            s_pThis->m_asked.push_back(dwClientId);
+            DestroyWindow(hWnd);
+            if (uMessage == WM_CLOSE)
+            {
+                SendMessageW(s_pThis->Window().m_hWnd, WM_SFT_DROP_WINDOW, DROP_WINDOW_FORGET, dwClientId);
+            }
+            return 0;
+        }
+        return DefWindowProcW(hWnd, uMessage, wParam, lParam);
+    }
+
+    static DropWindowTest* s_pThis;
+    std::vector<DWORD> m_asked;
+};
+
+DropWindowTest* DropWindowTest::s_pThis = nullptr;
+using Clients = std::vector<DWORD>;
+} // namespace
+
+TEST_F(DropWindowTest, ADisconnectWithOthersRemainingClosesOnlyThatClientsWindow)
+{
+    for (const DWORD dwClientId : {5UL, 6UL, 7UL})
+    {
+        AddWindow(dwClientId);
+    }
+    Disconnect(6, 2);
+    EXPECT_EQ(Asked(), Clients{6});
+    EXPECT_EQ(Window().m_DropWindows.size(), 2U);
+    Disconnect(5, 0);
+    EXPECT_EQ(Asked(), (Clients{6, 5, 7})) << "the last viewer takes all along";
+    EXPECT_TRUE(Window().m_DropWindows.empty());
+}
+
+TEST_F(DropWindowTest, ADisconnectOfAnUnknownClientClosesNoWindow)
+{
+    AddWindow(5);
+    AddWindow(6);
+    Disconnect(1234, 2);
+    EXPECT_TRUE(Asked().empty());
+    EXPECT_TRUE(Window().m_DropWindows.empty()) << "though the list forgets them";
+    EXPECT_EQ(m_trace.Calls("message 1031").size(), 1U) << "the disconnect itself is followed all the same";
+}
+
+TEST_F(DropWindowTest, ASecondRecordOfAClientClosesItsWindowAndAThirdOpensANewOne)
+{
+    AddWindow(5);
+    Send(DropClient(5));
+    EXPECT_EQ(Asked(), Clients{5});
+    EXPECT_EQ(m_trace.Calls("message 1038 1000").size(), 1U);
+    EXPECT_TRUE(Window().m_DropWindows.empty());
+    Send(DropClient(5));
+    Settle();
+    EXPECT_EQ(m_trace.Calls("message 1038 1000").size(), 2U);
+    EXPECT_EQ(Window().m_DropWindows.size(), 1U);
+}
+
+TEST_F(DropWindowTest, TheEndOfTheSessionClosesAllWindowsAndIsReported)
+{
+    AddWindow(5);
+    AddWindow(6);
+    SendMessageW(Window().m_hWnd, WM_ENDSESSION, TRUE, 0);
+    const auto ending = Receive<MSG_TRAYICON_SESSION_ENDING>();
+    EXPECT_EQ(ending.dwType, static_cast<DWORD>(MSG_TYPE_TRAYICON_SESSION_ENDING));
+    EXPECT_EQ(ending.dwSessionId, g_dwSessionId);
+    EXPECT_EQ(ending.dwExitCode, 0xFFFFFFC8U);
+    EXPECT_EQ(Asked(), (Clients{5, 6}));
+    EXPECT_EQ(g_nExitCode, -56);
+}
+
+TEST_F(DropWindowTest, AnEndOfTheSessionThatIsCalledOffLeavesWindowsAndChannelAloneButForTheExitCode)
+{
+    AddWindow(5);
+    SendMessageW(Window().m_hWnd, WM_ENDSESSION, FALSE, 0);
+    EXPECT_EQ(g_nExitCode, -56);
+    EXPECT_TRUE(Asked().empty()) << "and nothing but the echo has come";
+    EXPECT_EQ(Window().m_DropWindows.size(), 1U);
+}
 
 TEST_F(NoticeMessagesTest, EachDropClientIsListedOnceWithSlotsOfItsOwn)
 {

@@ -1,5 +1,8 @@
+#include "Include/Handles.h"
+#include "tests/support/GuardedRecord.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/ObjectCounts.h"
 #include "tests/support/RegistryValue.h"
 #include "tests/support/ShellTrayCatcher.h"
 
@@ -145,5 +148,39 @@ TEST(ShellTrayCatcherTest, RefusalFailsTheCallAndIsRecorded)
     NOTIFYICONDATAW data = SomeIcon();
     EXPECT_FALSE(Shell_NotifyIconW(NIM_ADD, &data));
     EXPECT_EQ(tray.Calls().size(), 1u);
+}
+TEST(ObjectCountsTest, EveryKindOfObjectIsCountedAsItComesAndGoes)
+{
+    CountObjects(); // what the counting itself needs is there from now on
+    const ObjectCounts before = CountObjects();
+    {
+        const CKernelHandle hEvent(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        const CGdiObject hBrush(CreateSolidBrush(0x123456));
+        const CMenu hMenu(CreateMenu());
+        const CWindow hWindow(CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                              nullptr, nullptr));
+        const ObjectCounts during = CountObjects();
+        EXPECT_EQ(during.dwHandles, before.dwHandles + 1);
+        EXPECT_GE(during.dwGdiObjects, before.dwGdiObjects + 1);
+        EXPECT_EQ(during.dwMenus, before.dwMenus + 1);
+        EXPECT_EQ(during.dwWindows, before.dwWindows + 1);
+        const BYTE abMask[2] = {};
+        const CIcon hIcon(CreateIcon(nullptr, 8, 1, 1, 1, abMask, abMask));
+        EXPECT_EQ(CountObjects().dwIcons, before.dwIcons + 1);
+    }
+    EXPECT_EQ(CountObjects(), before);
+}
+
+TEST(GuardedRecordTest, TheMemoryEndsWithTheRecord)
+{
+    for (const size_t nBytes : {1u, 4u, 4095u, 4096u, 4097u, 16212u})
+    {
+        const GuardedBytes guarded(nBytes);
+        guarded.Get()[0] = guarded.Get()[nBytes - 1] = 1;
+        MEMORY_BASIC_INFORMATION behind = {};
+        VirtualQuery(guarded.Get() + nBytes, &behind, sizeof(behind));
+        EXPECT_EQ(behind.BaseAddress, guarded.Get() + nBytes);
+        EXPECT_EQ(behind.Protect, static_cast<DWORD>(PAGE_NOACCESS));
+    }
 }
 } // namespace
