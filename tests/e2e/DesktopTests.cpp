@@ -61,7 +61,7 @@ class DesktopTest : public AgentTest
           m_profileSmoothing(HKEY_CURRENT_USER, PROFILE_KEY, L"FontSmoothing", std::wstring(L"2"))
     {
     }
-    ~DesktopTest() override { PutDesktopInForce(m_before); }
+    void TearDown() override { PutDesktopInForce(m_before); }
 
     void SetUp() override
     {
