@@ -55,6 +55,8 @@ struct SCRIPT_COMMANDS
              &RUNNER::Echo},
             {L"effects", 1, 2, L"MASK [within=MS]", L"switch desktop effects off and expect the mask back",
              &RUNNER::Effects},
+            {L"enter", 2, 2, L"CONTROL TEXT", L"put a text into a field of the window last waited for",
+             &RUNNER::Enter},
             {L"exit", 0, 1, L"[within=MS]", L"ask the agent to end and expect the connection's end",
              &RUNNER::Exit},
             {L"expect", 1, ANY,
@@ -66,6 +68,7 @@ struct SCRIPT_COMMANDS
             {L"handshake", 0, ANY, L"[on | off] [field=value]...",
              L"what an agent that connects is sent first", &RUNNER::Handshake},
             {L"help", 0, 0, L"", L"list the commands", &RUNNER::Help},
+            {L"keys", 1, ANY, L"KEY...", L"press keys: A to Z, Escape, Enter, Tab, Up, Down", &RUNNER::Keys},
             {L"list", 0, ANY, L"[field=value]...", L"send the names of all viewers", &RUNNER::List},
             {L"listen", 0, 1, L"[PORT | off]", L"listen for agents; 0 takes any free port", &RUNNER::Listen},
             {L"lock-state", 0, 0, L"", L"say that the workstation may have been locked or unlocked",
@@ -76,9 +79,12 @@ struct SCRIPT_COMMANDS
             {L"marker", 2, 2, L"local | oti on | off",
              L"mark a session for all programs; a local one is marked while anybody is connected",
              &RUNNER::Marker},
+            {L"menu", 0, ANY, L"[KEY]... [within=MS]", L"open the menu of the agent's icon and press keys",
+             &RUNNER::Menu},
             {L"played-session", 1, 1, L"locked | unlocked",
              L"tell agents that have the playing wtsapi32.dll beside them ($played is 1 then)",
              &RUNNER::PlayedSession},
+            {L"press", 1, 1, L"CONTROL", L"press a button of the window last waited for", &RUNNER::Press},
             {L"quit", 0, 1, L"[CODE]", L"end the script", &RUNNER::Quit},
             {L"raw", 1, ANY, L"HEX...", L"send bytes as they are", &RUNNER::Raw},
             {L"reconfigure", 1, 2, L"on [TEXT] | off",
@@ -95,6 +101,8 @@ struct SCRIPT_COMMANDS
             {L"wait", 1, 1, L"MS | forever", L"do nothing for a while", &RUNNER::Wait},
             {L"wallpaper", 1, 1, L"FILE",
              L"put a picture on the desktop, as its user would; \"\" takes it away", &RUNNER::Wallpaper},
+            {L"window", 1, 3, L"TITLE [gone] [within=MS]",
+             L"wait for a window whose title holds the text, or for its end", &RUNNER::Window},
         };
         return s_aCommands;
     }

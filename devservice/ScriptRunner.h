@@ -70,19 +70,23 @@ class CScriptRunner
     bool Disconnect(WORDS words);
     bool Echo(WORDS words);
     bool Effects(WORDS words);
+    bool Enter(WORDS words);
     bool Exit(WORDS words);
     bool Expect(WORDS words);
     bool ExpectExit(WORDS words);
     bool Forget(WORDS words);
     bool Handshake(WORDS words);
     bool Help(WORDS words);
+    bool Keys(WORDS words);
     bool List(WORDS words);
     bool Listen(WORDS words);
     bool LockState(WORDS words);
     bool Lookup(WORDS words);
     bool Mark(WORDS words);
     bool Marker(WORDS words);
+    bool Menu(WORDS words);
     bool PlayedSession(WORDS words);
+    bool Press(WORDS words);
     bool Quit(WORDS words);
     bool Raw(WORDS words);
     bool Reconfigure(WORDS words);
@@ -93,6 +97,7 @@ class CScriptRunner
     bool StartProgram(WORDS words);
     bool Wait(WORDS words);
     bool Wallpaper(WORDS words);
+    bool Window(WORDS words);
 
     bool RunBlock(const SCRIPT_STATEMENT& statement);
     bool AgentWait(WORDS words);
@@ -108,6 +113,7 @@ class CScriptRunner
     bool ExpectRecord(unsigned int uAgent, const EXPECTATION& expectation);
     bool ExpectNothing(unsigned int uAgent, const EXPECTATION& expectation);
     bool ExpectClosed(unsigned int uAgent, const EXPECTATION& expectation);
+    bool PauseWhileWaiting(DWORD dwMilliseconds);
     bool ReadMilliseconds(WORDS words, DWORD& dwMilliseconds);
     bool ReadNumber(std::wstring_view text, DWORD& dwValue);
     bool ReadPort(std::wstring_view text, unsigned short& nPort);
@@ -120,6 +126,7 @@ class CScriptRunner
     CPlayedSession m_playedSession;
     CPrograms m_programs;
     std::optional<unsigned int> m_target = 1; // empty: all that are connected
+    HWND m_hWindow = nullptr;                 // the window last waited for
     unsigned int m_uRound = 0;                // of the innermost repeat
     int m_nExitCode = 0;
     bool m_bQuit = false;

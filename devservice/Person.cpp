@@ -1,0 +1,95 @@
+#include "devservice/Person.h"
+
+#include "tray/TKDASTWindow.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <string>
+
+namespace
+{
+constexpr DWORD LOOK_MS = 20;
+constexpr size_t MAX_TITLE = 512; // characters
+constexpr std::wstring_view MENU_CLASS = L"#32768";
+constexpr std::wstring_view MENU_TITLE = L"menu";
+
+struct WINDOW_SEARCH
+{
+    std::wstring_view title;
+    HWND hFound = nullptr;
+};
+
+bool HasTitle(HWND hWnd, std::wstring_view title)
+{
+    wchar_t szClass[MAX_TITLE] = {};
+    GetClassNameW(hWnd, szClass, static_cast<int>(std::size(szClass)));
+    if (szClass == MENU_CLASS)
+        return title == MENU_TITLE;
+    wchar_t szTitle[MAX_TITLE] = {};
+    GetWindowTextW(hWnd, szTitle, static_cast<int>(std::size(szTitle)));
+    return std::wstring_view(szTitle).find(title) != std::wstring_view::npos;
+}
+
+BOOL CALLBACK MatchWindow(HWND hWnd, LPARAM lParam)
+{
+    WINDOW_SEARCH& search = *reinterpret_cast<WINDOW_SEARCH*>(lParam);
+    DWORD dwProcessId = 0;
+    GetWindowThreadProcessId(hWnd, &dwProcessId);
+    if (dwProcessId != GetCurrentProcessId() && IsWindowVisible(hWnd) && HasTitle(hWnd, search.title))
+        search.hFound = hWnd;
+    return search.hFound == nullptr;
+}
+
+struct NAMED_KEY
+{
+    std::wstring_view name;
+    BYTE bKey;
+};
+constexpr NAMED_KEY NAMED_KEYS[] = {
+    {L"Escape", VK_ESCAPE}, {L"Enter", VK_RETURN}, {L"Tab", VK_TAB}, {L"Up", VK_UP}, {L"Down", VK_DOWN}};
+
+std::optional<BYTE> KeyOf(std::wstring_view key)
+{
+    if (key.size() == 1 && key[0] >= L'A' && key[0] <= L'Z')
+        return static_cast<BYTE>(key[0]);
+    const auto named = std::find_if(std::begin(NAMED_KEYS), std::end(NAMED_KEYS),
+                                    [key](const NAMED_KEY& row) { return row.name == key; });
+    return named == std::end(NAMED_KEYS) ? std::nullopt : std::optional<BYTE>(named->bKey);
+}
+} // namespace
+
+HWND FindShownWindow(std::wstring_view title)
+{
+    WINDOW_SEARCH search = {title};
+    EnumWindows(MatchWindow, reinterpret_cast<LPARAM>(&search));
+    return search.hFound;
+}
+
+bool WaitForShownWindow(std::wstring_view title, bool bThere, DWORD dwMilliseconds,
+                        const PAUSE_FUNCTION& pause)
+{
+    for (DWORD dwWaited = 0;; dwWaited += LOOK_MS)
+    {
+        if ((FindShownWindow(title) != nullptr) == bThere)
+            return true;
+        if (dwWaited >= dwMilliseconds || !pause(LOOK_MS))
+            return false;
+    }
+}
+
+bool OpenTrayMenu(HWND hTrayWindow, DWORD dwMilliseconds, const PAUSE_FUNCTION& pause)
+{
+    return PostMessageW(hTrayWindow, WM_TRAY_NOTIFY, TRAY_ICON_ID, WM_RBUTTONUP) &&
+           WaitForShownWindow(MENU_TITLE, true, dwMilliseconds, pause);
+}
+
+bool PressKey(std::wstring_view key)
+{
+    const std::optional<BYTE> pressed = KeyOf(key);
+    if (!pressed)
+        return false;
+    keybd_event(*pressed, 0, 0, 0);
+    keybd_event(*pressed, 0, KEYEVENTF_KEYUP, 0);
+    return true;
+}

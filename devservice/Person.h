@@ -1,0 +1,30 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <functional>
+#include <string_view>
+
+/*
+ * What the person at the desktop does: opens the agent's menu, presses keys and buttons, fills in fields.
+ * Works across processes. Any thread.
+ */
+
+/// Called again and again while something is waited for; false ends the wait.
+using PAUSE_FUNCTION = std::function<bool(DWORD dwMilliseconds)>;
+
+/// A visible top-level window whose title holds the text, of any process but this one; null when there is
+/// none. An open menu has the title "menu".
+HWND FindShownWindow(std::wstring_view title);
+
+/// Waits until such a window is there, or is gone. False when the time is over.
+bool WaitForShownWindow(std::wstring_view title, bool bThere, DWORD dwMilliseconds,
+                        const PAUSE_FUNCTION& pause);
+
+/// Clicks on the agent's icon, as the shell tells it, and waits for the menu. False when none comes.
+bool OpenTrayMenu(HWND hTrayWindow, DWORD dwMilliseconds, const PAUSE_FUNCTION& pause);
+
+/// Presses keys, each a letter or one of Escape, Enter, Tab, Up, Down. False for any other word, with nothing
+/// pressed.
+bool PressKey(std::wstring_view key);

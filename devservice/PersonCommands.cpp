@@ -1,0 +1,77 @@
+// The commands that play the person at the desktop.
+
+#include "devservice/Person.h"
+#include "devservice/ScriptRunner.h"
+#include "devservice/ValueText.h"
+#include "tray/TKDASTWindow.h"
+
+namespace
+{
+constexpr DWORD WINDOW_TIMEOUT_MS = 20000;
+
+// The agent that the person clicks on last: the icon of the newest one.
+HWND FindTrayWindow()
+{
+    return FindWindowW(TRAY_WINDOW_CLASS, nullptr);
+}
+} // namespace
+
+bool CScriptRunner::PauseWhileWaiting(DWORD dwMilliseconds)
+{
+    return m_service.Pause(dwMilliseconds) != WAIT_RESULT::Interrupted;
+}
+
+bool CScriptRunner::Menu(WORDS words)
+{
+    DWORD dwMilliseconds = WINDOW_TIMEOUT_MS;
+    if (!ReadMilliseconds(words, dwMilliseconds))
+        return false;
+    if (!OpenTrayMenu(FindTrayWindow(), dwMilliseconds,
+                      [this](DWORD dwPause) { return PauseWhileWaiting(dwPause); }))
+        return Fail(L"no menu opened within " + std::to_wstring(dwMilliseconds) + L" ms");
+    return Keys(words);
+}
+
+bool CScriptRunner::Keys(WORDS words)
+{
+    for (const SCRIPT_WORD& word : words)
+    {
+        if (!IsOption(word, WITHIN_OPTION) && !PressKey(word.text))
+            return Fail(L"not a key: " + QuotedText(word.text, word.text.size()));
+    }
+    return true;
+}
+
+bool CScriptRunner::Window(WORDS words)
+{
+    DWORD dwMilliseconds = WINDOW_TIMEOUT_MS;
+    if (!ReadMilliseconds(words, dwMilliseconds))
+        return false;
+    const std::wstring& title = words[0].text;
+    const bool bThere = !IsWord(words, 1, L"gone");
+    if (!WaitForShownWindow(title, bThere, dwMilliseconds,
+                            [this](DWORD dwPause) { return PauseWhileWaiting(dwPause); }))
+        return Fail(L"the window " + QuotedText(title, title.size()) +
+                    (bThere ? L" did not come" : L" stayed") + L" within " + std::to_wstring(dwMilliseconds) +
+                    L" ms");
+    m_hWindow = bThere ? FindShownWindow(title) : nullptr;
+    return true;
+}
+
+bool CScriptRunner::Press(WORDS words)
+{
+    DWORD dwControl = 0;
+    return ReadNumber(words[0].text, dwControl) &&
+           (PostMessageW(m_hWindow, WM_COMMAND, dwControl, 0) || Fail(L"there is no window to press it in"));
+}
+
+bool CScriptRunner::Enter(WORDS words)
+{
+    DWORD dwControl = 0;
+    if (!ReadNumber(words[0].text, dwControl))
+        return false;
+    const HWND hControl = GetDlgItem(m_hWindow, static_cast<int>(dwControl));
+    return (hControl != nullptr &&
+            SendMessageW(hControl, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(words[1].text.c_str())) != 0) ||
+           Fail(L"there is no field " + words[0].text);
+}

@@ -1,0 +1,36 @@
+#include "devservice/Person.h"
+
+#include "Include/Handles.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+bool NoPause(DWORD)
+{
+    return false;
+}
+} // namespace
+
+TEST(DevServicePerson, OnlyKeysWithANameArePressed)
+{
+    for (const wchar_t* const pszKey : {L"", L"a", L"AB", L"escape", L"F1", L"ß"})
+    {
+        EXPECT_FALSE(PressKey(pszKey)) << pszKey;
+    }
+}
+
+TEST(DevServicePerson, TheProgramsOwnWindowsAreNotThePersonsBusiness)
+{
+    const CWindow window(CreateWindowExW(WS_EX_NOACTIVATE, L"STATIC", L"A title of its own",
+                                         WS_POPUP | WS_VISIBLE, 0, 0, 10, 10, nullptr, nullptr, nullptr,
+                                         nullptr));
+    EXPECT_EQ(FindShownWindow(L"title of its own"), nullptr);
+    EXPECT_FALSE(WaitForShownWindow(L"title of its own", true, 1000, NoPause));
+    EXPECT_TRUE(WaitForShownWindow(L"title of its own", false, 0, NoPause)) << "it is as wanted at once";
+}
+
+TEST(DevServicePerson, AnIconWithoutAnAgentOpensNoMenu)
+{
+    EXPECT_FALSE(OpenTrayMenu(reinterpret_cast<HWND>(static_cast<ULONG_PTR>(0xFFFF)), 1000, NoPause));
+}
