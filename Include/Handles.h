@@ -135,6 +135,11 @@ struct LocalBlock : NullInvalid<void*>
     static void Close(Handle p) noexcept { LocalFree(p); }
 };
 
+struct GlobalBlock : NullInvalid<HGLOBAL>
+{
+    static void Close(Handle h) noexcept { GlobalFree(h); }
+};
+
 struct LocalText : NullInvalid<wchar_t*>
 {
     static void Close(Handle p) noexcept { LocalFree(p); }
@@ -163,5 +168,7 @@ using CWindow = CUniqueAny<HandleTraits::Window>;
 using CHeapBlock = CUniqueAny<HandleTraits::HeapBlock>;
 /// From LocalAlloc.
 using CLocalBlock = CUniqueAny<HandleTraits::LocalBlock>;
+/// From GlobalAlloc; must not be locked any more when it ends.
+using CGlobalBlock = CUniqueAny<HandleTraits::GlobalBlock>;
 /// Text that the system allocated for us, as FormatMessageW does.
 using CLocalText = CUniqueAny<HandleTraits::LocalText>;

@@ -3,6 +3,10 @@
 #include <winsock2.h>
 #include <windows.h>
 
+#include <cstddef>
+#include <string>
+#include <vector>
+
 /*
  * Which Windows this is. Any thread.
  */
@@ -16,6 +20,13 @@ bool GetRtlVersion(OSVERSIONINFOEXW* pVersion);
 bool IsWindowsVersionEqualOrGreater(unsigned short major, unsigned short minor, unsigned short servicePack);
 
 bool IsWindows10OrGreater();
+
+/// A file's version block; empty when it has none.
+std::vector<std::byte> ReadVersionBlock(const wchar_t* pszPath);
+
+/// A text of a version block ("FileVersion") in the block's first language and code page; empty when there is
+/// none.
+std::wstring ReadVersionText(const std::vector<std::byte>& block, const wchar_t* pszName);
 
 /// The first number of a file's version block; 0 when it can't be read.
 int GetFileMajorVersion(const wchar_t* pszPath);

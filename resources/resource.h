@@ -9,13 +9,78 @@
 #define IDI_TRAY_ACTIVE 130        // somebody is connected
 #define IDI_TRAY_RECONFIGURING 131 // the service is changing its configuration
 
+// Menus; the first sub-menu is shown at the icon.
+#define IDM_TRAY 104
+#define IDM_TRAY_ONE_TIME 105 // of a one-time agent
+
+// Commands of the menus; ID_TRAY_DISCONNECT_ALL is also what the notice's button sends.
+#define ID_TRAY_LANGUAGE_EN 1044
+#define ID_TRAY_LANGUAGE_FR 1045
+#define ID_TRAY_LANGUAGE_DE 1046
+#define ID_TRAY_CREATE_INVITATION 40002
+#define ID_TRAY_SHOW_CONNECTED 40003 // ask the service for the list of everyone connected
+#define ID_TRAY_DISCONNECT_ALL 40005
+#define ID_TRAY_CONNECT_TO_CLIENT 40006
+#define ID_TRAY_EXIT 40007
+#define ID_TRAY_SETTINGS 40008
+#define ID_TRAY_ABOUT 40009
+#define ID_TRAY_JOIN_SESSION 40011
+
+// Dialogs.
+#define IDD_NOTIFY 102 // the notification popup
+#define IDD_ABOUT 106
+
+// Of every text in a dialog that nobody addresses.
+#define IDC_LABEL 65535
+
+// Controls of IDD_NOTIFY.
+#define IDC_NOTIFY_BODY 1001 // the list of everyone connected; otherwise hidden, and its text is painted
+#define IDC_NOTIFY_HEAD 1002 // the line above it
+#define IDC_NOTIFY_DISCONNECT 1036 // ends all connections; shown where the popup can't be closed
+
+// Controls of IDD_ABOUT, beside IDOK.
+#define IDC_ABOUT_ICON 1000    // where the product's icon is drawn
+#define IDC_ABOUT_TEXT 1005    // the lines about service, network and user
+#define IDC_ABOUT_VERSION 1011 // version and copyright
+#define IDC_ABOUT_COPY 1013    // puts the lines on the clipboard
+
 // Strings.
+#define IDS_ABOUT_VERSION 6           // About: the version, and ", 64 bit"; the copyright follows
+#define IDS_NOTIFY_ALWAYS_ANNOUNCED 9 // popup, last line: every connection of this kind is announced
+#define IDS_NOTIFY_NAME 11            // popup: who has connected
+#define IDS_NOTIFY_ORGANISATION 13    // popup: whom he or she belongs to
+#define IDS_NOTIFY_COMPUTER 14        // popup: from where
+#define IDS_NOTIFY_COUNT 15           // popup, head of the list: how many are connected, 0 as well
+#define IDS_ASK_DISCONNECT_ALL 16     // format, the count of connections: question before disconnecting all
+#define IDS_ASK_TITLE 17              // title of the questions
+#define IDS_ASK_EXIT 18               // format, the count of connections: question before the agent ends
+#define IDS_ASK_JOIN_IN_SESSION 19    // warning before joining while a session is in progress
+#define IDS_NOTIFY_DISCONNECTED 20    // popup, first line: who follows has left
+#define IDS_NOTIFY_NOBODY 22          // popup: in place of the list
 #define IDS_CONNECT_FAILED 25        // the service runs but is out of reach; the reason follows on a new line
 #define IDS_SERVICE_STOPPED 26       // the service is installed but doesn't run
 #define IDS_SERVICE_NOT_INSTALLED 27 // there is no service on this machine
-#define IDS_ONE_TIME_BALLOON 69      // balloon of a one-time agent whose icon has just appeared
-#define IDS_TIP_ONE_TIME 75          // in front of the tip of a one-time agent
-#define IDS_TIP_PERMISSION 89        // a line in front of the tip while consent is asked for; also in About
+#define IDS_NOTIFY_SECOND_KIND 33    // popup, last line: the settings want this kind of connection announced
+#define IDS_ABOUT_WINDOWS_VERSION 53
+#define IDS_ABOUT_WINDOWS_USER 54
+#define IDS_ABOUT_COMPUTER 55         // name of this computer
+#define IDS_ABOUT_PORT 56             // where the service listens
+#define IDS_ABOUT_IPV4 57             // the addresses follow on lines of their own
+#define IDS_ABOUT_IPV6 58             // the addresses follow on lines of their own
+#define IDS_ABOUT_PROGRAM 59          // the service's program
+#define IDS_ABOUT_INTERNET_ADDRESS 60 // as above; IDS_ABOUT_NOT_KNOWN follows on this line instead
+#define IDS_ABOUT_ENCRYPTION 61       // how connections are encrypted
+#define IDS_ABOUT_NOT_KNOWN 62        // behind IDS_ABOUT_INTERNET_ADDRESS
+#define IDS_ONE_TIME_BALLOON 69       // balloon of a one-time agent whose icon has just appeared
+#define IDS_TIP_ONE_TIME 75           // in front of the tip of a one-time agent
+#define IDS_TIP_PERMISSION 89         // a line in front of the tip while consent is asked for; also in About
+
+#define IDS_ABOUT_SERVICE 116       // one of the next two stands behind it
+#define IDS_ABOUT_READY 117         // somebody can connect
+#define IDS_ABOUT_NOT_READY 118     // nobody can connect
+#define IDS_ABOUT_AVAILABLE 119     // behind IDS_ABOUT_NETWORK
+#define IDS_ABOUT_NOT_AVAILABLE 120 // behind IDS_ABOUT_NETWORK
+#define IDS_ABOUT_NETWORK 121       // one of the previous two stands behind it
 
 // Of the programs themselves, not of the language modules: what the shell shows for the file.
 #define IDI_PROGRAM 1

@@ -46,6 +46,7 @@ constexpr size_t MAX_INSTANCE_NAME = 260;     // characters
 constexpr DWORD INSTANCE_MAPPING_SIZE = 4;
 constexpr DWORD TEAR_DOWN_PAUSE = 500;    // milliseconds
 constexpr size_t MAX_PORT_PARAMETER = 40; // characters, terminator included
+constexpr DWORD MAX_OWN_USER_NAME = 240;  // characters
 
 void ReadLoggingConfiguration()
 {
@@ -187,6 +188,14 @@ int RunNormally(unsigned int uiPort)
     return g_nExitCode;
 }
 } // namespace
+
+bool IsSystemAccount()
+{
+    wchar_t szUserName[MAX_OWN_USER_NAME] = {};
+    DWORD cchUserName = MAX_OWN_USER_NAME;
+    GetUserNameW(szUserName, &cchUserName);
+    return lstrcmpiW(szUserName, SYSTEM_ACCOUNT) == 0;
+}
 
 int RunTrayAgent(HINSTANCE hInstance, const wchar_t* pszCommandLine)
 {

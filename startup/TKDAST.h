@@ -48,6 +48,9 @@ extern wchar_t g_szOtiInvitation[MAX_INVITATION_TEXT];
 
 constexpr wchar_t SYSTEM_ACCOUNT[] = L"system";
 
+/// Whether the process runs under the system's account; asks the system. Any thread.
+bool IsSystemAccount();
+
 // What the process answers its parent with.
 enum AGENT_EXIT_CODE : int
 {

@@ -24,8 +24,7 @@ namespace
 {
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDASTWindow");
 
-constexpr DWORD MAX_OWN_USER_NAME = 240; // characters
-constexpr int SHELL_WITH_BALLOONS = 5;   // major version of Shell32.dll
+constexpr int SHELL_WITH_BALLOONS = 5; // major version of Shell32.dll
 constexpr wchar_t DEFAULT_LANGUAGE[] = L"en";
 
 std::shared_ptr<CTKSocket> CreateChannelSocket()
@@ -38,14 +37,6 @@ std::shared_ptr<CTKSocket> CreateChannelSocket()
     {
         return nullptr;
     }
-}
-
-bool IsSystemAccount()
-{
-    wchar_t szUserName[MAX_OWN_USER_NAME] = {};
-    DWORD cchUserName = MAX_OWN_USER_NAME;
-    GetUserNameW(szUserName, &cchUserName);
-    return lstrcmpiW(szUserName, SYSTEM_ACCOUNT) == 0;
 }
 } // namespace
 

@@ -89,10 +89,12 @@ class CTaskBarWindow
     std::atomic<HWND> m_hChatWindow{nullptr}; // the chat module's; ends with its window
     std::atomic<DWORD> m_bDesktopReady{0};    // the shell has been seen once
     std::atomic<int> m_nTrayRetries{0};       // attempts in a row that failed to add the icon
-    CMenu m_hTrayMenu;
-    NOTIFYICONDATAW m_NotifyIconData{}; // the one structure given to the shell, kept between calls
-    DWORD m_bShellV5 = 0;               // the shell knows balloons and long tips
-    HICON m_hIconActive = nullptr;      // shared icons of the language module, never destroyed
+    CMenu m_hTrayMenu;                        // only while it is open
+    bool m_bBoxOpen = false;                  // a box of ShowBox is up
+    bool m_bServiceMessageDue = false;        // a service message came while another box was up
+    NOTIFYICONDATAW m_NotifyIconData{};       // the one structure given to the shell, kept between calls
+    DWORD m_bShellV5 = 0;                     // the shell knows balloons and long tips
+    HICON m_hIconActive = nullptr;            // shared icons of the language module, never destroyed
     HICON m_hIconIdle = nullptr;
     HICON m_hIconPermission = nullptr;
     HICON m_hIconReconfiguring = nullptr;
@@ -197,8 +199,29 @@ class CTaskBarWindow
     void OnDesktopReadyTimer();
     void OnSessionChange(WPARAM wSessionChange);
     bool OnShowNotifyDlg(WPARAM wNoticeKind);
+    bool ReplaceNotifyDlg();
     void OnSftDropWindow(WPARAM wAction, LPARAM lParam);
     void OnShowOneTimeAgentBalloon();
+
+    LRESULT OnTrayNotify(UINT uIconId, LPARAM lMouseMessage);
+    void ShowTrayMenu();
+    void OnCommand(UINT uCommand);
+    void OnChooseLanguage(std::wstring_view code);
+    void OnShowConnected();
+    void OnDisconnectAll();
+    void OnExit();
+    void OnAbout();
+    void OnJoinSession();
+    bool IsJoinWanted() const;
+    void OnShowServiceMessage();
+    bool ConfirmByBox(UINT uQuestion);
+    int ShowBox(const std::wstring& text, const std::wstring& title, UINT uType, DWORD dwTimeoutMs);
+    void AwaitServiceReply() const;
+    template <typename Record>
+    void SendRecord(Record& record)
+    {
+        SendToService(reinterpret_cast<char*>(&record), sizeof(record));
+    }
     void CloseChannel();
 };
 

@@ -11,9 +11,6 @@ namespace
 {
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDASTWindow");
 
-constexpr DWORD ALWAYS_ANNOUNCED_CONNECTION_TYPE = 0;
-constexpr DWORD SECOND_KIND_CONNECTION_TYPE = 2;
-
 HWND DropWindowOf(const MSG_TRAYICON_SFT_DROP_CLIENT& record)
 {
     return reinterpret_cast<HWND>(static_cast<ULONG_PTR>(record.ullWindowSlot));

@@ -4,6 +4,7 @@
 #include "Include/TKLogging.h"
 #include "Include/UtilResource.h"
 #include "Include/UtilWTS.h"
+#include "dialogs/NotifyDialog.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
 
@@ -73,6 +74,14 @@ LRESULT CALLBACK CTaskBarWindow::WndProc(HWND hWnd, UINT uMessage, WPARAM wParam
     case WM_TIMER:
         pWindow->OnTimer(wParam);
         break;
+    case WM_COMMAND:
+        pWindow->OnCommand(LOWORD(wParam));
+        return 0;
+    case WM_TRAY_NOTIFY:
+        return pWindow->OnTrayNotify(LOWORD(wParam), lParam);
+    case WM_SHOW_SERVICE_MESSAGE:
+        pWindow->OnShowServiceMessage();
+        break;
     case WM_WTSSESSION_CHANGE:
         pWindow->OnSessionChange(wParam);
         break;
@@ -83,8 +92,10 @@ LRESULT CALLBACK CTaskBarWindow::WndProc(HWND hWnd, UINT uMessage, WPARAM wParam
         }
         break;
     case WM_CLOSE_NOTIFY_DLG:
-    case WM_SHOW_DISCONNECT_DLG:
         DestroyOwnWindow(&pWindow->m_hNotifyDlg);
+        break;
+    case WM_SHOW_DISCONNECT_DLG:
+        pWindow->ReplaceNotifyDlg();
         break;
     case WM_SFT_DROP_WINDOW:
         pWindow->OnSftDropWindow(wParam, lParam);
@@ -163,7 +174,7 @@ void CTaskBarWindow::OnEndSession(bool bEnding)
     ending.dwType = MSG_TYPE_TRAYICON_SESSION_ENDING;
     ending.dwSessionId = g_dwSessionId;
     ending.dwExitCode = static_cast<DWORD>(EXIT_ASKED_TO_END);
-    SendToService(reinterpret_cast<char*>(&ending), sizeof(ending));
+    SendRecord(ending);
 }
 
 void CTaskBarWindow::OnTimer(UINT_PTR uTimer)
@@ -234,7 +245,24 @@ bool CTaskBarWindow::OnShowNotifyDlg(WPARAM wNoticeKind)
     {
         return false;
     }
+    if (ReplaceNotifyDlg())
+    {
+        m_bNotifyPending = 0;
+    }
+    return true;
+}
+
+// There is one popup at a time. False when there can be none now; a later notice tries again.
+bool CTaskBarWindow::ReplaceNotifyDlg()
+{
     DestroyOwnWindow(&m_hNotifyDlg);
+    m_hNotifyDlg = CreateDialogParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_NOTIFY), m_hWnd, NotifyWndProc,
+                                      reinterpret_cast<LPARAM>(this));
+    if (!IsWindow(m_hNotifyDlg))
+    {
+        return false;
+    }
+    SetWindowLongPtrW(m_hNotifyDlg, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     return true;
 }
 

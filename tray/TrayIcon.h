@@ -18,8 +18,11 @@ enum TRAY_ICON_MODE : DWORD
     TRAY_ICON_WHILE_CONNECTED = 2,
 };
 
-// The connection type that obeys the user's settings; every other type makes itself seen.
+// MSG_TRAYICON_CONNECT::dwConnectionType. The ordinary type obeys the user's settings; every other makes
+// itself seen, and the second kind has a setting of its own.
+constexpr DWORD ALWAYS_ANNOUNCED_CONNECTION_TYPE = 0;
 constexpr DWORD ORDINARY_CONNECTION_TYPE = 1;
+constexpr DWORD SECOND_KIND_CONNECTION_TYPE = 2;
 
 enum class TRAY_ICON_PRESENCE
 {

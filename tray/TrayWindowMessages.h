@@ -4,8 +4,9 @@
 #include <windows.h>
 
 /*
- * Private messages, timers and commands of the tray window. A line each: who sends it, what wParam and lParam
- * carry, who frees them. Posted unless the line says sent.
+ * Private messages and timers of the tray window; its commands are numbered beside its menus in
+ * resources/resource.h. A line each: who sends it, what wParam and lParam carry, who frees them. Posted
+ * unless the line says sent.
  */
 enum TRAY_WINDOW_MESSAGE : UINT
 {
@@ -71,11 +72,4 @@ enum TRAY_WINDOW_TIMER : UINT_PTR
     TIMER_SETTINGS_DIALOG = 1010, // open the settings
     TIMER_DESKTOP_READY = 1025,   // look for the shell
     TIMER_DESKTOP_OPTIONS = 1026, // the shell has had time to settle: apply the desktop options
-};
-
-// Commands of the tray menu.
-enum TRAY_COMMAND : UINT
-{
-    ID_TRAY_SHOW_CONNECTED = 40003,
-    ID_TRAY_SETTINGS = 40008,
 };

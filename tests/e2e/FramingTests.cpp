@@ -67,13 +67,39 @@ constexpr std::pair<DWORD, size_t> ANSWERS[] = {
 
 using Bytes = std::vector<BYTE>;
 
+// Where the texts begin that a popup shows.
+std::vector<size_t> ShownTexts(DWORD dwType)
+{
+    switch (dwType)
+    {
+    case MSG_TYPE_TRAYICON_SETTINGS:
+    case MSG_TYPE_TRAYICON_SETTINGS_UPDATE:
+        return {offsetof(MSG_TRAYICON_SETTINGS, szNotifyTitle), offsetof(MSG_TRAYICON_SETTINGS, szNotifyText),
+                offsetof(MSG_TRAYICON_SETTINGS, szNotifyConnectText)};
+    case MSG_TYPE_TRAYICON_CONNECT_COUNT:
+    case MSG_TYPE_TRAYICON_CONNECT_NOTIFY:
+    case MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY:
+        return {offsetof(MSG_TRAYICON_CONNECT, szClientName), offsetof(MSG_TRAYICON_CONNECT, szClientDetail1),
+                offsetof(MSG_TRAYICON_CONNECT, szClientDetail2)};
+    case MSG_TYPE_TRAYICON_CONNECT_NOTIFY_ALL:
+        return {offsetof(MSG_TRAYICON_CONNECT_NOTIFY_ALL, szClientList)};
+    default:
+        return {};
+    }
+}
+
 /// Fills the bodies with a type that the agent echoes: one byte too few or too many read, and an echo comes
-/// that nobody asked for, or one fails to come.
+/// that nobody asked for, or one fails to come. The texts of popups are empty all the same: hundreds of
+/// popups of thousands of letters would keep the test system busy for minutes.
 Bytes MakeRecord(const Sample& sample)
 {
     const size_t nBytes = sample.nBytes + sample.nPayload;
     std::vector<DWORD> words(nBytes / sizeof(DWORD) + 1, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE);
     words.front() = sample.dwType;
+    for (const size_t nOffset : ShownTexts(sample.dwType))
+    {
+        words[nOffset / sizeof(DWORD)] = 0;
+    }
     if (sample.dwType == MSG_TYPE_CHAT_MESSAGE)
     {
         words[offsetof(MSG_CHAT_MESSAGE, dwMessageLength) / sizeof(DWORD)] =

@@ -260,6 +260,10 @@ TEST_P(EveryBadRecordTest, IsHandledWithoutALookBehindItsEnd)
         {
             Fire(uTimer);
         }
+        if (Window().m_Connection.bListClients != 0)
+        {
+            Receive<MSG_TRAYICON_CONNECT_NOTIFY_ALL>(); // the list is asked for
+        }
         Settle();
     }
 }

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <ostream>
@@ -24,13 +25,16 @@ constexpr DWORD DATAFILE_FLAGS =
 static_assert(DATAFILE_FLAGS == 0x1060);
 
 constexpr unsigned STRINGS_PER_BLOCK = 16;
+constexpr double ROOM_TO_SPARE = 1.1; // fonts differ from system to system
 constexpr int ICON_SIZES[] = {16, 20, 24, 32, 40, 48, 64, 128, 256};
 constexpr WORD ICON_BIT_DEPTH = 32;
 constexpr unsigned TRAY_ICONS[] = {IDI_TRAY_IDLE, IDI_TRAY_PERMISSION, IDI_TRAY_ACTIVE,
                                    IDI_TRAY_RECONFIGURING};
 
 // Strings that read the same in English and in a translation because no other word exists.
-const std::set<unsigned> g_sameOnPurpose = {};
+const std::map<LANGID, std::set<unsigned>> g_sameOnPurpose = {
+    {MAKELANGID(LANG_FRENCH, SUBLANG_FRENCH), {IDS_ASK_TITLE}},
+    {MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN), {IDS_NOTIFY_NAME, IDS_NOTIFY_COMPUTER, IDS_ASK_TITLE}}};
 
 // ---- What is compared: plain values, so that the comparison itself can be tested.
 
@@ -38,6 +42,7 @@ struct ModuleTexts
 {
     std::map<std::wstring, std::set<std::wstring>> idsOfType;
     std::map<unsigned, std::wstring> strings;
+    std::map<std::wstring, std::multiset<int>> controlsOfDialog;
 };
 
 std::wstring ResourceName(const wchar_t* pszName)
@@ -142,6 +147,17 @@ void CompareStrings(const ModuleTexts& reference, const ModuleTexts& other,
             differences.push_back(L"string " + std::to_wstring(uId) + L" superfluous");
 }
 
+void CompareDialogs(const ModuleTexts& reference, const ModuleTexts& other,
+                    std::vector<std::wstring>& differences)
+{
+    for (const auto& [dialog, controls] : reference.controlsOfDialog)
+    {
+        const auto found = other.controlsOfDialog.find(dialog);
+        if (found == other.controlsOfDialog.end() || found->second != controls)
+            differences.push_back(L"controls of dialog " + dialog);
+    }
+}
+
 // Everything in which a translation doesn't match the reference language, a line each; empty is good.
 std::vector<std::wstring> CompareModules(const ModuleTexts& reference, const ModuleTexts& other,
                                          const std::set<unsigned>& sameOnPurpose)
@@ -149,6 +165,7 @@ std::vector<std::wstring> CompareModules(const ModuleTexts& reference, const Mod
     std::vector<std::wstring> differences;
     CompareIds(reference, other, differences);
     CompareStrings(reference, other, sameOnPurpose, differences);
+    CompareDialogs(reference, other, differences);
     return differences;
 }
 
@@ -233,12 +250,117 @@ BOOL CALLBACK CollectStringBlock(HMODULE hModule, LPCWSTR pszType, LPWSTR pszNam
     return TRUE;
 }
 
+// A dialog as the system makes it of its template, not shown.
+CWindow MakeDialog(HMODULE hModule, const wchar_t* pszName)
+{
+    return CWindow(CreateDialogParamW(
+        hModule, pszName, nullptr, +[](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return FALSE; }, 0));
+}
+
+std::vector<HWND> ControlsOf(HWND hDialog)
+{
+    std::vector<HWND> controls;
+    for (HWND hControl = GetWindow(hDialog, GW_CHILD); hControl != nullptr;
+         hControl = GetWindow(hControl, GW_HWNDNEXT))
+        controls.push_back(hControl);
+    return controls;
+}
+
+BOOL CALLBACK CollectDialog(HMODULE hModule, LPCWSTR, LPWSTR pszName, LONG_PTR lParam)
+{
+    const CWindow hDialog = MakeDialog(hModule, pszName);
+    std::multiset<int>& controls =
+        reinterpret_cast<ModuleTexts*>(lParam)->controlsOfDialog[ResourceName(pszName)];
+    for (const HWND hControl : ControlsOf(hDialog.get()))
+        controls.insert(GetDlgCtrlID(hControl));
+    return TRUE;
+}
+
 ModuleTexts ReadModule(HMODULE hModule)
 {
     ModuleTexts texts;
     EnumResourceTypesExW(hModule, &CollectType, reinterpret_cast<LONG_PTR>(&texts), RESOURCE_ENUM_LN, 0);
     EnumResourceNamesW(hModule, RT_STRING, &CollectStringBlock, reinterpret_cast<LONG_PTR>(&texts));
+    EnumResourceNamesW(hModule, RT_DIALOG, &CollectDialog, reinterpret_cast<LONG_PTR>(&texts));
     return texts;
+}
+
+std::wstring TextOf(HWND hControl)
+{
+    std::wstring text(static_cast<size_t>(GetWindowTextLengthW(hControl)) + 1, L'\0');
+    text.resize(static_cast<size_t>(GetWindowTextW(hControl, text.data(), static_cast<int>(text.size()))));
+    return text;
+}
+
+bool HasShortcutKeys(HWND hControl)
+{
+    wchar_t szClass[16] = {};
+    GetClassNameW(hControl, szClass, static_cast<int>(std::size(szClass)));
+    const bool bStatic = lstrcmpiW(szClass, L"Static") == 0;
+    return lstrcmpiW(szClass, L"Button") == 0 ||
+           (bStatic && (GetWindowLongPtrW(hControl, GWL_STYLE) & SS_NOPREFIX) == 0);
+}
+
+// In lower case; 0: none.
+wchar_t MarkedKey(const std::wstring& text)
+{
+    const size_t nMark = text.find(L'&');
+    return nMark == std::wstring::npos || nMark + 1 >= text.size()
+               ? L'\0'
+               : static_cast<wchar_t>(reinterpret_cast<ULONG_PTR>(
+                     CharLowerW(reinterpret_cast<LPWSTR>(static_cast<ULONG_PTR>(text[nMark + 1])))));
+}
+
+wchar_t ShortcutKey(HWND hControl)
+{
+    return HasShortcutKeys(hControl) ? MarkedKey(TextOf(hControl)) : L'\0';
+}
+
+struct MENU_ITEM
+{
+    UINT uCommand; // 0: opens a sub-menu
+    wchar_t chKey;
+};
+
+// The items of a menu and of each menu below it, without separators.
+void ForEachMenu(HMENU hMenu, const std::function<void(const std::vector<MENU_ITEM>&)>& look)
+{
+    std::vector<MENU_ITEM> items;
+    for (int nItem = 0; nItem < GetMenuItemCount(hMenu); ++nItem)
+    {
+        wchar_t szText[128] = {};
+        GetMenuStringW(hMenu, static_cast<UINT>(nItem), szText, static_cast<int>(std::size(szText)),
+                       MF_BYPOSITION);
+        const HMENU hSubMenu = GetSubMenu(hMenu, nItem);
+        if (hSubMenu != nullptr)
+            ForEachMenu(hSubMenu, look);
+        if (szText[0] != L'\0')
+            items.push_back({hSubMenu != nullptr ? 0 : GetMenuItemID(hMenu, nItem), MarkedKey(szText)});
+    }
+    EXPECT_FALSE(items.empty());
+    look(items);
+}
+
+// What a control's text takes on one line; of controls that show a text of their own.
+SIZE NeededSize(HWND hControl)
+{
+    const std::wstring text = TextOf(hControl);
+    const HDC hDC = GetDC(hControl);
+    const HGDIOBJ hOldFont =
+        SelectObject(hDC, reinterpret_cast<HGDIOBJ>(SendMessageW(hControl, WM_GETFONT, 0, 0)));
+    RECT rect = {};
+    DrawTextW(hDC, text.c_str(), static_cast<int>(text.size()), &rect, DT_CALCRECT);
+    SelectObject(hDC, hOldFont);
+    ReleaseDC(hControl, hDC);
+    return text.empty() ? SIZE{0, 0} : SIZE{rect.right, rect.bottom};
+}
+
+RECT PlaceInDialog(HWND hDialog, HWND hControl)
+{
+    RECT rect = {};
+    GetWindowRect(hControl, &rect);
+    MapWindowPoints(nullptr, hDialog, reinterpret_cast<POINT*>(&rect), 2);
+    return rect;
 }
 
 // An image's own width, from its bitmap or PNG header, which the directory might contradict.
@@ -326,7 +448,8 @@ TEST_P(LanguageModule, MatchesEnglishInIdsArgumentsAndCompleteness)
     ASSERT_TRUE(english);
     const ModuleTexts reference = ReadModule(english.get());
     const ModuleTexts texts = ReadModule(m_module.get());
-    std::set<unsigned> sameOnPurpose = g_sameOnPurpose;
+    const auto same = g_sameOnPurpose.find(GetParam().wLanguage);
+    std::set<unsigned> sameOnPurpose = same != g_sameOnPurpose.end() ? same->second : std::set<unsigned>();
     if (GetParam().wLanguage == ENGLISH.wLanguage)
         for (const auto& [uId, text] : reference.strings)
             sameOnPurpose.insert(uId);
@@ -347,13 +470,122 @@ TEST_P(LanguageModule, HoldsEveryTextTheAgentAsksFor)
 
 TEST_P(LanguageModule, MarksTextsAndVersionWithItsOwnLanguage)
 {
-    for (const LPCWSTR pszType : {RT_STRING, RT_VERSION})
+    for (const LPCWSTR pszType : {RT_STRING, RT_DIALOG, RT_VERSION})
     {
         std::set<LANGID> languages;
         for (const std::wstring& name : NamesOfType(m_module.get(), pszType))
             EnumResourceLanguagesW(m_module.get(), pszType, name.c_str(), &CollectLanguage,
                                    reinterpret_cast<LONG_PTR>(&languages));
         EXPECT_EQ(languages, std::set<LANGID>{GetParam().wLanguage}) << ResourceName(pszType);
+    }
+}
+
+TEST_P(LanguageModule, HoldsTheDialogsWithTheirControls)
+{
+    const std::map<std::wstring, std::set<int>> expected = {
+        {L"#102", {IDC_NOTIFY_BODY, IDC_NOTIFY_HEAD, IDC_NOTIFY_DISCONNECT}},
+        {L"#106", {IDOK, IDC_ABOUT_ICON, IDC_ABOUT_TEXT, IDC_ABOUT_VERSION, IDC_ABOUT_COPY}}};
+    const ModuleTexts texts = ReadModule(m_module.get());
+    for (const auto& [dialog, ids] : expected)
+    {
+        ASSERT_TRUE(texts.controlsOfDialog.contains(dialog));
+        for (const int nId : ids)
+            EXPECT_EQ(texts.controlsOfDialog.at(dialog).count(nId), 1u) << nId;
+    }
+}
+
+TEST_P(LanguageModule, OffersTheCommandsOfBothMenusEachOnce)
+{
+    const std::multiset<UINT> both = {
+        ID_TRAY_SHOW_CONNECTED, ID_TRAY_DISCONNECT_ALL, ID_TRAY_JOIN_SESSION, ID_TRAY_LANGUAGE_EN,
+        ID_TRAY_LANGUAGE_FR,    ID_TRAY_LANGUAGE_DE,    ID_TRAY_ABOUT,        ID_TRAY_EXIT};
+    std::multiset<UINT> resident = both;
+    resident.insert({ID_TRAY_CREATE_INVITATION, ID_TRAY_CONNECT_TO_CLIENT, ID_TRAY_SETTINGS});
+    for (const auto& [uMenu, expected] : {std::pair{IDM_TRAY, resident}, std::pair{IDM_TRAY_ONE_TIME, both}})
+    {
+        const CMenu hMenu(LoadMenuW(m_module.get(), MAKEINTRESOURCEW(uMenu)));
+        std::multiset<UINT> commands;
+        ForEachMenu(GetSubMenu(hMenu.get(), 0), [&commands](const std::vector<MENU_ITEM>& items) {
+            for (const MENU_ITEM& item : items)
+                if (item.uCommand != 0)
+                    commands.insert(item.uCommand);
+        });
+        EXPECT_EQ(commands, expected) << uMenu;
+    }
+}
+
+TEST_P(LanguageModule, HasAShortcutKeyForEveryMenuItemAndNoneTwice)
+{
+    for (const int nMenu : {IDM_TRAY, IDM_TRAY_ONE_TIME})
+    {
+        const CMenu hMenu(LoadMenuW(m_module.get(), MAKEINTRESOURCEW(nMenu)));
+        ForEachMenu(GetSubMenu(hMenu.get(), 0), [](const std::vector<MENU_ITEM>& items) {
+            std::set<wchar_t> keys;
+            for (const MENU_ITEM& item : items)
+                EXPECT_TRUE(item.chKey != L'\0' && keys.insert(item.chKey).second) << item.uCommand;
+        });
+    }
+}
+
+TEST_P(LanguageModule, HasNoShortcutKeyTwiceInADialog)
+{
+    for (const std::wstring& name : NamesOfType(m_module.get(), RT_DIALOG))
+    {
+        const CWindow hDialog = MakeDialog(m_module.get(), name.c_str());
+        ASSERT_TRUE(hDialog);
+        std::set<wchar_t> keys;
+        for (const HWND hControl : ControlsOf(hDialog.get()))
+        {
+            const wchar_t chKey = ShortcutKey(hControl);
+            EXPECT_TRUE(chKey == L'\0' || keys.insert(chKey).second)
+                << ResourceName(name.c_str()) << " " << GetDlgCtrlID(hControl);
+        }
+    }
+}
+
+TEST_P(LanguageModule, GivesEveryTextOfADialogRoomToSpare)
+{
+    for (const std::wstring& name : NamesOfType(m_module.get(), RT_DIALOG))
+    {
+        const CWindow hDialog = MakeDialog(m_module.get(), name.c_str());
+        ASSERT_TRUE(hDialog);
+        for (const HWND hControl : ControlsOf(hDialog.get()))
+        {
+            const SIZE needed = NeededSize(hControl);
+            RECT client = {};
+            GetClientRect(hControl, &client);
+            EXPECT_LE(needed.cx * ROOM_TO_SPARE, client.right)
+                << ResourceName(name.c_str()) << " " << GetDlgCtrlID(hControl);
+            EXPECT_LE(needed.cy, client.bottom)
+                << ResourceName(name.c_str()) << " " << GetDlgCtrlID(hControl);
+        }
+    }
+}
+
+TEST_P(LanguageModule, KeepsItsDialogsControlsInsideAndApart)
+{
+    for (const std::wstring& name : NamesOfType(m_module.get(), RT_DIALOG))
+    {
+        const CWindow hDialog = MakeDialog(m_module.get(), name.c_str());
+        RECT client = {};
+        GetClientRect(hDialog.get(), &client);
+        const std::vector<HWND> controls = ControlsOf(hDialog.get());
+        for (size_t nFirst = 0; nFirst < controls.size(); ++nFirst)
+        {
+            const RECT first = PlaceInDialog(hDialog.get(), controls[nFirst]);
+            // The popup's button hangs below the edge: the form that shows it makes room.
+            const bool bHangs = GetDlgCtrlID(controls[nFirst]) == IDC_NOTIFY_DISCONNECT;
+            EXPECT_TRUE(first.left > 0 && first.top > 0 && first.right < client.right &&
+                        (bHangs ? first.top >= client.bottom : first.bottom < client.bottom))
+                << GetDlgCtrlID(controls[nFirst]);
+            for (size_t nSecond = nFirst + 1; nSecond < controls.size(); ++nSecond)
+            {
+                const RECT second = PlaceInDialog(hDialog.get(), controls[nSecond]);
+                RECT both = {};
+                EXPECT_FALSE(IntersectRect(&both, &first, &second))
+                    << GetDlgCtrlID(controls[nFirst]) << " and " << GetDlgCtrlID(controls[nSecond]);
+            }
+        }
     }
 }
 
@@ -390,12 +622,12 @@ using Lines = std::vector<std::wstring>;
 
 ModuleTexts TwoStrings()
 {
-    return {{{L"#6", {L"#1"}}, {L"#14", {L"#7"}}}, {{1, L"%d of %s"}, {2, L"Close"}}};
+    return {{{L"#6", {L"#1"}}, {L"#14", {L"#7"}}}, {{1, L"%d of %s"}, {2, L"Close"}}, {}};
 }
 
 ModuleTexts TwoStringsTranslated()
 {
-    return {{{L"#6", {L"#1"}}, {L"#14", {L"#7"}}}, {{1, L"%d von %s"}, {2, L"Schließen"}}};
+    return {{{L"#6", {L"#1"}}, {L"#14", {L"#7"}}}, {{1, L"%d von %s"}, {2, L"Schließen"}}, {}};
 }
 
 TEST(LanguageModuleComparison, AcceptsAFaithfulTranslation)
@@ -417,6 +649,19 @@ TEST(LanguageModuleComparison, ReportsATypeThatOnlyOneSideHas)
     other.idsOfType.erase(L"#14");
     other.idsOfType[L"#5"] = {L"#102"};
     EXPECT_EQ(CompareModules(TwoStrings(), other, {}), (Lines{L"ids of type #14", L"ids of type #5"}));
+}
+
+TEST(LanguageModuleComparison, ReportsADialogWhoseControlsDiffer)
+{
+    ModuleTexts reference = TwoStrings();
+    reference.controlsOfDialog[L"#106"] = {1, 1005, 1005};
+    ModuleTexts other = TwoStringsTranslated();
+    other.controlsOfDialog[L"#106"] = {1, 1005};
+    EXPECT_EQ(CompareModules(reference, other, {}), Lines{L"controls of dialog #106"});
+    other.controlsOfDialog.clear();
+    EXPECT_EQ(CompareModules(reference, other, {}), Lines{L"controls of dialog #106"});
+    other.controlsOfDialog = reference.controlsOfDialog;
+    EXPECT_EQ(CompareModules(reference, other, {}), Lines());
 }
 
 TEST(LanguageModuleComparison, ReportsAStringThatIsMissingOrSuperfluous)

@@ -122,6 +122,8 @@ TEST_F(NoticeMessagesTest, TheListFormAsksForTheListInPlaceOfANotice)
     Settle();
     Fire(TIMER_CONNECT_NOTICE);
     EXPECT_EQ(m_trace.Calls("message 273"), Calls{"message 273 40003"});
+    EXPECT_EQ(Receive<MSG_TRAYICON_CONNECT_NOTIFY_ALL>().dwType,
+              static_cast<DWORD>(MSG_TYPE_TRAYICON_CONNECT_NOTIFY_ALL));
     EXPECT_TRUE(m_trace.Calls("message 1026").empty());
     connection.dwConnectCount = 0;
     Send(connection);

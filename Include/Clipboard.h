@@ -1,0 +1,26 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+/// The clipboard, opened for one scope; test it before use. The last error of a failed opening stays. Main
+/// thread.
+class CClipboard
+{
+  public:
+    explicit CClipboard(HWND hOwner) noexcept : m_bOpen(OpenClipboard(hOwner) != FALSE) {}
+    ~CClipboard()
+    {
+        if (m_bOpen)
+        {
+            CloseClipboard();
+        }
+    }
+    CClipboard(const CClipboard&) = delete;
+    CClipboard& operator=(const CClipboard&) = delete;
+
+    explicit operator bool() const noexcept { return m_bOpen; }
+
+  private:
+    const bool m_bOpen;
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+/// A message box that goes away after a time-out, in milliseconds. hWnd may be null. Returns what MessageBoxW
+/// returned: never IDYES after a time-out. Messages of the thread's windows are handled meanwhile, and they
+/// must not open a second box. On a thread with a message loop, which goes on afterwards.
+int TimedMessageBox(HWND hWnd, const wchar_t* pszText, const wchar_t* pszCaption, UINT uType,
+                    DWORD dwTimeoutMs);
+
+/// The time-out: ends the box's own message loop. Called by the system.
+void CALLBACK MessageBoxTimer(HWND hWnd, UINT uMessage, UINT_PTR uTimer, DWORD dwTime);

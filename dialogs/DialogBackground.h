@@ -1,0 +1,46 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include "Include/Handles.h"
+
+/// What the painted dialogs have in common: the gradient behind their controls, and the product's icon. One
+/// object a dialog; it must outlive the dialog's window. Main thread.
+class CDialogBackground
+{
+  public:
+    /// At WM_INITDIALOG.
+    void Load();
+
+    /// At WM_DESTROY.
+    void Unload();
+
+    /// Makes the brush that stands in behind text when the gradient has become unavailable.
+    void CreatePlainBrush();
+
+    bool HasGradient() const { return m_bGradient; }
+
+    /// At WM_PAINT, before anything else is drawn. When the gradient fails, the dialog is painted again in
+    /// the plain colours of its kind.
+    void Paint(HWND hDlg, HDC hDC);
+
+    void DrawProductIcon(HDC hDC, POINT at) const;
+
+    /// The dialog procedure's answer to WM_CTLCOLORDLG and WM_CTLCOLORSTATIC.
+    INT_PTR AnswerControlColor(HWND hDlg, HDC hDC) const;
+
+    /// Lets a read-only edit control stand on the gradient: it has no background of its own to scroll, so its
+    /// part of the dialog's is drawn under it whenever its text moves.
+    void LayUnder(HWND hEdit);
+
+  private:
+    static LRESULT CALLBACK EditProcedure(HWND hEdit, UINT uMessage, WPARAM wParam, LPARAM lParam,
+                                          UINT_PTR uSubclass, DWORD_PTR dwBackground);
+    void EraseEdit(HWND hEdit, HDC hDC) const;
+
+    bool m_bGradient = false;
+    CIcon m_hIcon;
+    COLORREF m_crText = 0;
+    CGdiObject m_hPlainBrush;
+};

@@ -1,0 +1,235 @@
+#include "tests/gallery/Exhibits.h"
+
+#include "Include/BoundedText.h"
+#include "TKDAS/SimultanousSessionMutex.h"
+#include "dialogs/AboutDialog.h"
+#include "resources/resource.h"
+#include "startup/TKDAST.h"
+
+#include <string>
+
+namespace
+{
+constexpr size_t LONGEST_NAME = 259;       // characters
+constexpr size_t LONGEST_FIRST_LINE = 779; // characters
+
+std::wstring Words(size_t cch)
+{
+    std::wstring text;
+    while (text.size() < cch)
+    {
+        text += L"The administrators of the head office may look at this computer. ";
+    }
+    return text.substr(0, cch);
+}
+
+std::wstring OneWord(size_t cch)
+{
+    std::wstring text;
+    while (text.size() < cch)
+    {
+        text += L"Ambassador-of-Liechtenstein";
+    }
+    return text.substr(0, cch);
+}
+
+void FillRecords(CTaskBarWindow& window, DWORD dwConnectionType)
+{
+    CopyText(window.m_Settings.szNotifyText, L"Your help desk is at your service.");
+    CopyText(window.m_Settings.szNotifyConnectText, L"A technician can now see your screen:");
+    window.m_Connection.dwConnectionType = dwConnectionType;
+    window.m_Connection.dwConnectCount = 1;
+    CopyText(window.m_Connection.szClientName, L"Alice Müller & Sons");
+    CopyText(window.m_Connection.szClientDetail1, L"Example Support Ltd");
+    CopyText(window.m_Connection.szClientDetail2, L"HELPDESK-07 (192.168.17.4)");
+}
+
+void FillLongRecords(CTaskBarWindow& window)
+{
+    FillRecords(window, 2);
+    CopyText(window.m_Settings.szNotifyText, Words(LONGEST_NAME));
+    CopyText(window.m_Settings.szNotifyConnectText, Words(LONGEST_FIRST_LINE));
+    CopyText(window.m_Connection.szClientName, OneWord(LONGEST_NAME));
+    CopyText(window.m_Connection.szClientDetail1, Words(LONGEST_NAME));
+    CopyText(window.m_Connection.szClientDetail2, OneWord(LONGEST_NAME));
+}
+
+void FillList(CTaskBarWindow& window, DWORD dwClientCount)
+{
+    FillRecords(window, 1);
+    window.m_Connection.dwConnectCount = dwClientCount;
+    window.m_ConnectedList.dwClientCount = dwClientCount;
+    std::wstring list;
+    for (DWORD dwClient = 1; dwClient <= dwClientCount; ++dwClient)
+    {
+        list += L"Technician " + std::to_wstring(dwClient) + L", Example Support Ltd, HELPDESK-0" +
+                std::to_wstring(dwClient) + L"\r\n";
+    }
+    CopyText(window.m_ConnectedList.szClientList, list);
+}
+
+void Popup(CTaskBarWindow& window, NOTIFY_MODE mode)
+{
+    window.m_nNotifyMode = mode;
+    SendMessageW(window.m_hWnd, WM_SHOW_DISCONNECT_DLG, 0, 0); // the one that the settings don't hold back
+}
+
+void ShowConnected(CTaskBarWindow& window)
+{
+    FillRecords(window, 1);
+    Popup(window, NOTIFY_MODE_CONNECTED);
+}
+
+void ShowConnectedAlways(CTaskBarWindow& window)
+{
+    FillRecords(window, 0);
+    Popup(window, NOTIFY_MODE_CONNECTED);
+}
+
+void ShowConnectedBySetting(CTaskBarWindow& window)
+{
+    FillRecords(window, 2);
+    window.m_Settings.szNotifyText[0] = L'\0';
+    Popup(window, NOTIFY_MODE_CONNECTED);
+}
+
+void ShowConnectedLong(CTaskBarWindow& window)
+{
+    FillLongRecords(window);
+    Popup(window, NOTIFY_MODE_CONNECTED);
+}
+
+void ShowDisconnected(CTaskBarWindow& window)
+{
+    FillRecords(window, 1);
+    Popup(window, NOTIFY_MODE_DISCONNECTED);
+}
+
+void ShowDisconnectedLong(CTaskBarWindow& window)
+{
+    FillLongRecords(window);
+    Popup(window, NOTIFY_MODE_DISCONNECTED);
+}
+
+void ShowList(CTaskBarWindow& window)
+{
+    FillList(window, 9);
+    Popup(window, NOTIFY_MODE_EVERYONE);
+}
+
+void ShowListFixed(CTaskBarWindow& window)
+{
+    FillList(window, 2);
+    window.m_Connection.bListClients = 1;
+    Popup(window, NOTIFY_MODE_EVERYONE);
+}
+
+void ShowListEmpty(CTaskBarWindow& window)
+{
+    FillList(window, 0);
+    Popup(window, NOTIFY_MODE_EVERYONE);
+}
+
+void RunAbout(const MSG_TRAYICON_IP_ADDRESSES& addresses)
+{
+    DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_ABOUT), nullptr, AboutWndProc,
+                    reinterpret_cast<LPARAM>(&addresses));
+}
+
+void ShowAbout(CTaskBarWindow& window)
+{
+    MSG_TRAYICON_IP_ADDRESSES& addresses = window.m_IpAddresses;
+    CopyText(addresses.szInfo55, L"FRONT-DESK");
+    CopyText(addresses.szInfo56, L"6129");
+    CopyText(addresses.szInfo57, L"192.168.17.21\r\n10.0.3.9");
+    CopyText(addresses.szInfo58, L"fe80::1c2d:3e4f:5a6b:7c8d");
+    CopyText(addresses.szInfo60, L"203.0.113.77");
+    CopyText(addresses.szInfo53, L"Windows 11 Pro 23H2");
+    CopyText(addresses.szInfo54, L"EXAMPLE\\jdoe");
+    CopyText(addresses.szInfo59, L"C:\\Program Files\\Tessaran\\Kestrel Desk Assist\\TKDAS.exe");
+    CopyText(addresses.szInfo61, L"AES 256");
+    addresses.bInfoFlag89 = 1;
+    addresses.bInfoFlag117 = 1;
+    RunAbout(addresses);
+}
+
+void ShowAboutUnanswered(CTaskBarWindow& window)
+{
+    RunAbout(window.m_IpAddresses);
+}
+
+void Ask(CTaskBarWindow& window, UINT uCommand)
+{
+    FillList(window, 2);
+    SendMessageW(window.m_hWnd, WM_COMMAND, uCommand, 0);
+}
+
+void ShowDisconnectQuestion(CTaskBarWindow& window)
+{
+    Ask(window, ID_TRAY_DISCONNECT_ALL);
+}
+
+void ShowExitQuestion(CTaskBarWindow& window)
+{
+    Ask(window, ID_TRAY_EXIT);
+}
+
+void ShowJoinWarning(CTaskBarWindow& window)
+{
+    const CSimultanousSessionMutex session(false);
+    g_bOtiInvitation = 1;
+    SendMessageW(window.m_hWnd, WM_COMMAND, ID_TRAY_JOIN_SESSION, 0);
+}
+
+void ShowServiceMessage(CTaskBarWindow& window)
+{
+    CopyText(window.m_szServiceMessage, L"The viewer at 203.0.113.20 did not answer.");
+    CopyText(window.m_szServiceMessageTitle, L"Tessaran Kestrel Desk Assist");
+    window.m_bServiceMessageIsError = 1;
+    SendMessageW(window.m_hWnd, WM_SHOW_SERVICE_MESSAGE, 0, 0);
+}
+
+void OpenMenu(CTaskBarWindow& window)
+{
+    MSG_TRAYICON_SETTINGS& settings = window.m_Settings;
+    settings.bSettingsMenu = 1;
+    settings.bInvitationMenu = 1;
+    settings.dwFeatureFlags = 0x10;
+    settings.bReverseConnectMenu = 1;
+    SetCursorPos(300, 200);
+    SendMessageW(window.m_hWnd, WM_TRAY_NOTIFY, TRAY_ICON_ID, WM_RBUTTONUP);
+}
+
+void ShowMenu(CTaskBarWindow& window)
+{
+    OpenMenu(window);
+}
+
+void ShowOneTimeMenu(CTaskBarWindow& window)
+{
+    g_bOneTimeSession = 1;
+    OpenMenu(window);
+}
+} // namespace
+
+const EXHIBIT g_exhibits[] = {
+    {L"connected", L"popup: somebody has connected", ShowConnected},
+    {L"connected-always", L"popup: a connection of the kind that is always told", ShowConnectedAlways},
+    {L"connected-setting", L"popup: a connection of the second kind, no head text from the service",
+     ShowConnectedBySetting},
+    {L"connected-long", L"popup: the longest texts that a record can hold", ShowConnectedLong},
+    {L"disconnected", L"popup: somebody has left", ShowDisconnected},
+    {L"disconnected-long", L"popup: the same with the longest texts", ShowDisconnectedLong},
+    {L"list", L"popup: everyone connected", ShowList},
+    {L"list-fixed", L"popup: everyone connected, can't be closed", ShowListFixed},
+    {L"list-empty", L"popup: nobody is connected", ShowListEmpty},
+    {L"about", L"About", ShowAbout},
+    {L"about-unanswered", L"About without an answer of the service", ShowAboutUnanswered},
+    {L"menu", L"menu of the icon", ShowMenu},
+    {L"menu-one-time", L"menu of a one-time agent", ShowOneTimeMenu},
+    {L"ask-disconnect", L"question before everyone is disconnected", ShowDisconnectQuestion},
+    {L"ask-exit", L"question before the agent ends", ShowExitQuestion},
+    {L"ask-join", L"warning that a session is in progress", ShowJoinWarning},
+    {L"service-message", L"message of the service", ShowServiceMessage},
+    {nullptr, nullptr, nullptr},
+};

@@ -1,0 +1,356 @@
+#include "Include/BoundedText.h"
+#include "TKDAS/SimultanousSessionMutex.h"
+#include "resources/resource.h"
+#include "startup/TKDAST.h"
+#include "tests/support/AgentFolder.h"
+#include "tests/support/ImportHook.h"
+#include "tests/unit/AgentHarness.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <future>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace
+{
+using Clock = std::chrono::steady_clock;
+
+struct SHOWN_BOX
+{
+    HWND hWndOwner;
+    std::wstring text;
+    std::wstring title;
+    UINT uType;
+};
+
+/// What the user answers, and what was asked.
+struct BOX_SCRIPT
+{
+    int nAnswer = IDYES;
+    std::function<void()> whileOpen;
+    std::vector<SHOWN_BOX> boxes;
+};
+BOX_SCRIPT g_boxes;
+
+int WINAPI PlayBox(HWND hWnd, LPCWSTR pszText, LPCWSTR pszTitle, UINT uType)
+{
+    g_boxes.boxes.push_back({hWnd, pszText, pszTitle, uType});
+    if (g_boxes.whileOpen)
+    {
+        std::exchange(g_boxes.whileOpen, nullptr)();
+    }
+    return g_boxes.nAnswer;
+}
+
+struct DIALOG_CALL
+{
+    UINT uTemplate;
+    HWND hWndOwner;
+    LPARAM lParam;
+    Clock::time_point when;
+};
+std::vector<DIALOG_CALL> g_dialogs;
+
+INT_PTR WINAPI RecordDialog(HINSTANCE hModule, LPCWSTR pszTemplate, HWND hWndOwner, DLGPROC, LPARAM lParam)
+{
+    EXPECT_EQ(hModule, g_hResourceModule.load());
+    g_dialogs.push_back(
+        {static_cast<UINT>(reinterpret_cast<ULONG_PTR>(pszTemplate)), hWndOwner, lParam, Clock::now()});
+    return 0;
+}
+
+class TrayCommandTest : public AgentHarness
+{
+  protected:
+    void SetUp() override
+    {
+        AgentHarness::SetUp();
+        g_boxes = BOX_SCRIPT();
+        g_dialogs.clear();
+        g_hResourceModule = m_hResources.get();
+    }
+
+    void TearDown() override
+    {
+        AgentHarness::TearDown();
+        g_hResourceModule = g_hInstance;
+    }
+
+    /// Returns when the command is done.
+    LRESULT Choose(UINT uCommand) { return SendMessageW(Window().m_hWnd, WM_COMMAND, uCommand, 0); }
+
+    void ExpectSilence() { EXPECT_TRUE(m_service.StaysSilent(100)); }
+
+    /// The record that comes next is this one, byte for byte, with the agent's own desktop in its block.
+    template <typename Record>
+    void ExpectRecord(Record expected)
+    {
+        CTaskBarWindow::GetDesktopUserInformation(&expected.DesktopUser);
+        const Record received = Receive<Record>();
+        EXPECT_EQ(memcmp(&received, &expected, sizeof(expected)), 0);
+    }
+
+    const CModule m_hResources{LoadLibraryExW((StageFolder() / L"TKDASTRES.dll").c_str(), nullptr,
+                                              LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE)};
+    ImportHook<decltype(MessageBoxW)> m_box{"user32.dll", "MessageBoxW", &PlayBox};
+    ImportHook<decltype(DialogBoxParamW)> m_dialog{"user32.dll", "DialogBoxParamW", &RecordDialog};
+};
+
+constexpr int NO_ANSWER = 0; // what a box answers that its timer has ended
+} // namespace
+
+TEST_F(TrayCommandTest, EachLanguageIsSentWithTheDesktopAndKept)
+{
+    const wchar_t* const apszCodes[] = {L"en", L"fr", L"de"};
+    for (UINT uLanguage = 0; uLanguage < 3; ++uLanguage)
+    {
+        Window().m_bServiceReplied = 1;
+        EXPECT_EQ(Choose(ID_TRAY_LANGUAGE_EN + uLanguage), 0);
+        MSG_TRAYICON_LANGUAGE expected = {};
+        expected.dwType = MSG_TYPE_TRAYICON_LANGUAGE;
+        CopyText(expected.szLanguage, apszCodes[uLanguage]);
+        ExpectRecord(expected);
+        EXPECT_EQ(FixedText(Window().m_Settings.szLanguage), apszCodes[uLanguage]);
+        EXPECT_EQ(Window().m_bServiceReplied, 0U);
+    }
+}
+
+TEST_F(TrayCommandTest, TheListOfEveryoneIsAskedForWithAnEmptyRecord)
+{
+    Choose(ID_TRAY_SHOW_CONNECTED);
+    const auto received = Receive<MSG_TRAYICON_CONNECT_NOTIFY_ALL>();
+    MSG_TRAYICON_CONNECT_NOTIFY_ALL expected = {};
+    expected.dwType = MSG_TYPE_TRAYICON_CONNECT_NOTIFY_ALL;
+    EXPECT_EQ(memcmp(&received, &expected, sizeof(expected)), 0);
+}
+
+TEST_F(TrayCommandTest, DisconnectAllAsksForTheCountOfConnectionsAndSendsOnYes)
+{
+    Window().m_Connection.dwConnectCount = 12;
+    Choose(ID_TRAY_DISCONNECT_ALL);
+    ASSERT_EQ(g_boxes.boxes.size(), 1U);
+    const SHOWN_BOX& box = g_boxes.boxes[0];
+    EXPECT_EQ(box.uType, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
+    EXPECT_EQ(box.hWndOwner, nullptr);
+    EXPECT_NE(box.text.find(L"12"), std::wstring::npos);
+    EXPECT_FALSE(box.title.empty());
+    EXPECT_EQ(m_trace.Calls("timer"), std::vector<std::string>{"timer 0 10000"});
+    MSG_TRAYICON_DISCONNECT_ALL expected = {};
+    expected.dwType = MSG_TYPE_TRAYICON_DISCONNECT_ALL;
+    ExpectRecord(expected);
+}
+
+TEST_F(TrayCommandTest, DisconnectAllWithNobodyConnectedAsksNothing)
+{
+    Choose(ID_TRAY_DISCONNECT_ALL);
+    EXPECT_TRUE(g_boxes.boxes.empty());
+    ExpectSilence();
+}
+
+TEST_F(TrayCommandTest, AQuestionThatIsRefusedOrLeftUnansweredChangesNothing)
+{
+    Window().m_Connection.dwConnectCount = 1;
+    for (const int nAnswer : {IDNO, IDCANCEL, NO_ANSWER})
+    {
+        g_boxes.nAnswer = nAnswer;
+        Choose(ID_TRAY_DISCONNECT_ALL);
+        Choose(ID_TRAY_EXIT);
+    }
+    EXPECT_EQ(g_boxes.boxes.size(), 6U);
+    ExpectSilence();
+    EXPECT_TRUE(IsWindow(Window().m_hWnd));
+    EXPECT_EQ(g_nExitCode, EXIT_AGENT_ENDED);
+}
+
+TEST_F(TrayCommandTest, ExitWithNobodyConnectedAsksNothingAndEndsTheAgent)
+{
+    Send(PlainSettings());
+    Receive<MSG_TRAYICON_DESKTOP_USER_INFORMATION>();
+    m_trace.Forget();
+    Choose(ID_TRAY_EXIT);
+    EXPECT_TRUE(g_boxes.boxes.empty());
+    MSG_TRAYICON_EXIT expected = {};
+    expected.dwType = MSG_TYPE_TRAYICON_EXIT;
+    ExpectRecord(expected);
+    EXPECT_EQ(g_nExitCode, EXIT_ASKED_TO_END);
+    EXPECT_FALSE(IsWindow(Window().m_hWnd));
+    EXPECT_EQ(m_trace.Calls("icon"), std::vector<std::string>{"icon 2"});
+}
+
+TEST_F(TrayCommandTest, ExitWithSomebodyConnectedAsksFirst)
+{
+    Window().m_Connection.dwConnectCount = 3;
+    Choose(ID_TRAY_EXIT);
+    ASSERT_EQ(g_boxes.boxes.size(), 1U);
+    EXPECT_EQ(g_boxes.boxes[0].uType, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
+    EXPECT_NE(g_boxes.boxes[0].text.find(L'3'), std::wstring::npos);
+    EXPECT_EQ(Receive<MSG_TRAYICON_EXIT>().dwType, static_cast<DWORD>(MSG_TYPE_TRAYICON_EXIT));
+}
+
+TEST_F(TrayCommandTest, ASecondQuestionWhileOneIsOpenIsANo)
+{
+    Window().m_Connection.dwConnectCount = 1;
+    g_boxes.nAnswer = IDNO;
+    g_boxes.whileOpen = [this] {
+        SendMessageW(Window().m_hWnd, WM_COMMAND, ID_TRAY_EXIT, 0);
+        SendMessageW(Window().m_hWnd, WM_COMMAND, ID_TRAY_DISCONNECT_ALL, 0);
+    };
+    Choose(ID_TRAY_DISCONNECT_ALL);
+    EXPECT_EQ(g_boxes.boxes.size(), 1U);
+    ExpectSilence();
+    Choose(ID_TRAY_DISCONNECT_ALL);
+    EXPECT_EQ(g_boxes.boxes.size(), 2U) << "the next one is asked again";
+}
+
+TEST_F(TrayCommandTest, AServiceMessageDuringAQuestionIsShownBehindIt)
+{
+    Window().m_Connection.dwConnectCount = 1;
+    g_boxes.nAnswer = IDNO;
+    CopyText(Window().m_szServiceMessage, L"The connection was refused.");
+    g_boxes.whileOpen = [this] { SendMessageW(Window().m_hWnd, WM_SHOW_SERVICE_MESSAGE, 0, 0); };
+    Choose(ID_TRAY_DISCONNECT_ALL);
+    OnWindowThread([] {});
+    ASSERT_EQ(g_boxes.boxes.size(), 2U);
+    EXPECT_EQ(g_boxes.boxes[1].text, L"The connection was refused.");
+}
+
+TEST_F(TrayCommandTest, AServiceMessageIsShownAsItIsForTwentySeconds)
+{
+    for (const DWORD bIsError : {0U, 1U})
+    {
+        m_trace.Forget();
+        g_boxes.boxes.clear();
+        CopyText(Window().m_szServiceMessage, L"100 %s of %d");
+        CopyText(Window().m_szServiceMessageTitle, L"Title %n");
+        Window().m_bServiceMessageIsError = bIsError;
+        SendMessageW(Window().m_hWnd, WM_SHOW_SERVICE_MESSAGE, 0, 0);
+        ASSERT_EQ(g_boxes.boxes.size(), 1U);
+        EXPECT_EQ(g_boxes.boxes[0].text, L"100 %s of %d");
+        EXPECT_EQ(g_boxes.boxes[0].title, L"Title %n");
+        EXPECT_EQ(g_boxes.boxes[0].uType, bIsError != 0 ? 0x40010U : 0x40040U);
+        EXPECT_EQ(m_trace.Calls("timer"), std::vector<std::string>{"timer 0 20000"});
+    }
+}
+
+TEST_F(TrayCommandTest, OnlyAnInvitedOneTimeAgentEndsBehindAServiceMessage)
+{
+    g_bOneTimeSession = 1;
+    SendMessageW(Window().m_hWnd, WM_SHOW_SERVICE_MESSAGE, 0, 0);
+    OnWindowThread([] {});
+    EXPECT_TRUE(IsWindow(Window().m_hWnd));
+    g_bOtiInvitation = 1;
+    SendMessageW(Window().m_hWnd, WM_SHOW_SERVICE_MESSAGE, 0, 0);
+    EXPECT_EQ(Receive<MSG_TRAYICON_EXIT>().dwType, static_cast<DWORD>(MSG_TYPE_TRAYICON_EXIT));
+}
+
+TEST_F(TrayCommandTest, AboutAsksForTheAddressesAndOpensAsSoonAsTheyAreThere)
+{
+    Window().m_bServiceReplied = 1;
+    std::future<LRESULT> chosen = std::async(std::launch::async, [this] { return Choose(ID_TRAY_ABOUT); });
+    EXPECT_EQ(Receive<MSG_TRAYICON_TYPE_ONLY>().dwType, static_cast<DWORD>(MSG_TYPE_TRAYICON_IP_ADDRESSES));
+    EXPECT_TRUE(g_dialogs.empty());
+    MSG_TRAYICON_IP_ADDRESSES addresses = {};
+    addresses.dwType = MSG_TYPE_TRAYICON_IP_ADDRESSES;
+    CopyText(addresses.szInfo55, L"DESK-17");
+    const Clock::time_point answered = Clock::now();
+    Send(addresses);
+    chosen.wait();
+    ASSERT_EQ(g_dialogs.size(), 1U);
+    EXPECT_EQ(g_dialogs[0].uTemplate, static_cast<UINT>(IDD_ABOUT));
+    EXPECT_EQ(g_dialogs[0].lParam, reinterpret_cast<LPARAM>(&Window().m_IpAddresses));
+    EXPECT_STREQ(Window().m_IpAddresses.szInfo55, L"DESK-17");
+    EXPECT_LT(g_dialogs[0].when - answered, std::chrono::seconds(4)) << "not after the whole wait";
+    EXPECT_EQ(Window().m_bDialogReserved, 0U);
+}
+
+TEST_F(TrayCommandTest, AboutOpensWithoutAnAnswerAfterAboutFiveSeconds)
+{
+    const Clock::time_point chosen = Clock::now();
+    Choose(ID_TRAY_ABOUT);
+    ASSERT_EQ(g_dialogs.size(), 1U);
+    EXPECT_GE(g_dialogs[0].when - chosen, std::chrono::milliseconds(4900));
+}
+
+TEST_F(TrayCommandTest, AnotherAnswerEndsTheWaitEarly)
+{
+    std::future<LRESULT> chosen = std::async(std::launch::async, [this] { return Choose(ID_TRAY_ABOUT); });
+    Receive<MSG_TRAYICON_TYPE_ONLY>();
+    const Clock::time_point answered = Clock::now();
+    Send(PlainSettings(MSG_TYPE_TRAYICON_SETTINGS_UPDATE));
+    chosen.wait();
+    ASSERT_EQ(g_dialogs.size(), 1U);
+    EXPECT_LT(g_dialogs[0].when - answered, std::chrono::seconds(4));
+}
+
+TEST_F(TrayCommandTest, AnInvitedAgentJoinsWithItsInvitationAndOnlyOnce)
+{
+    g_bOtiInvitation = 1;
+    CopyText(g_szOtiInvitation, L"invitation %s");
+    Window().m_Settings.bProxyAllowed = 1;
+    Choose(ID_TRAY_JOIN_SESSION);
+    MSG_REVERSE_CONNECTION expected = {};
+    expected.dwType = MSG_TYPE_REVERSE_CONNECTION;
+    expected.bProxyAllowed = 1;
+    expected.bOneTime = 1;
+    CopyText(expected.szInvitation, L"invitation %s");
+    const auto received = Receive<MSG_REVERSE_CONNECTION>();
+    EXPECT_EQ(memcmp(&received, &expected, sizeof(expected)), 0);
+    EXPECT_TRUE(g_boxes.boxes.empty()) << "no session is in progress";
+    EXPECT_EQ(Window().m_bReverseInProgress, 1U);
+    Choose(ID_TRAY_JOIN_SESSION);
+    ExpectSilence();
+}
+
+TEST_F(TrayCommandTest, JoiningDuringASessionIsWarnedOfAndOnlyYesGoesOn)
+{
+    g_bOtiInvitation = 1;
+    for (const bool bOti : {true, false})
+    {
+        const CSimultanousSessionMutex session(bOti);
+        for (const int nAnswer : {IDNO, IDYES})
+        {
+            g_boxes.boxes.clear();
+            g_boxes.nAnswer = nAnswer;
+            Window().m_bReverseInProgress = 0;
+            Choose(ID_TRAY_JOIN_SESSION);
+            ASSERT_EQ(g_boxes.boxes.size(), 1U);
+            EXPECT_EQ(g_boxes.boxes[0].uType,
+                      static_cast<UINT>(MB_TOPMOST | MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2));
+            EXPECT_EQ(g_boxes.boxes[0].hWndOwner, Window().m_hWnd);
+            if (nAnswer == IDYES)
+            {
+                Receive<MSG_REVERSE_CONNECTION>();
+            }
+            EXPECT_EQ(Window().m_bReverseInProgress, nAnswer == IDYES ? 1U : 0U);
+        }
+    }
+    ExpectSilence();
+}
+
+TEST_F(TrayCommandTest, NumbersThatAreNoCommandsDoNothing)
+{
+    for (const UINT uCommand : {0U, 1U, 1043U, 1047U, 40001U, 40004U, 40010U, 40012U, 0xFFFFU})
+    {
+        EXPECT_EQ(Choose(uCommand), 0);
+    }
+    EXPECT_TRUE(g_boxes.boxes.empty() && g_dialogs.empty());
+    ExpectSilence();
+}
+
+TEST_F(TrayCommandTest, ACommandWithoutAChannelIsDropped)
+{
+    const std::shared_ptr<CTKSocket> pSocket = Window().m_pSocket.exchange(nullptr);
+    Choose(ID_TRAY_SHOW_CONNECTED);
+    g_bOtiInvitation = 1;
+    Choose(ID_TRAY_JOIN_SESSION);
+    EXPECT_EQ(Window().m_bReverseInProgress, 1U) << "cleared by a result alone";
+    ExpectSilence();
+    Window().m_pSocket = pSocket;
+}

@@ -1,0 +1,238 @@
+#include "tray/TKDASTWindow.h"
+
+#include "Include/BoundedText.h"
+#include "Include/Pause.h"
+#include "Include/TKLogging.h"
+#include "Include/UtilResource.h"
+#include "Include/UtilTimedMessageBox.h"
+#include "TKDAS/SimultanousSessionMutex.h"
+#include "dialogs/AboutDialog.h"
+#include "resources/resource.h"
+#include "startup/TKDAST.h"
+#include "tray/TrayMenu.h"
+
+#include <algorithm>
+#include <string>
+
+namespace
+{
+const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDASTWindow");
+
+constexpr size_t MAX_QUESTION = 260;             // characters, terminator included
+constexpr DWORD QUESTION_TIMEOUT = 10000;        // milliseconds
+constexpr DWORD SERVICE_MESSAGE_TIMEOUT = 20000; // milliseconds
+constexpr int REPLY_ROUNDS = 500;
+constexpr DWORD REPLY_ROUND_PAUSE = 10; // milliseconds
+
+bool IsMenuGesture(LPARAM lMouseMessage)
+{
+    return lMouseMessage == WM_RBUTTONUP || lMouseMessage == WM_LBUTTONDOWN ||
+           lMouseMessage == WM_CONTEXTMENU;
+}
+
+std::wstring QuestionText(UINT uString)
+{
+    return LoadResourceText(uString, MAX_QUESTION);
+}
+} // namespace
+
+LRESULT CTaskBarWindow::OnTrayNotify(UINT uIconId, LPARAM lMouseMessage)
+{
+    // While a balloon of this shell version is up the shell adds to the upper half.
+    if (m_NotifyIconData.uTimeout != 0)
+    {
+        lMouseMessage = LOWORD(lMouseMessage);
+    }
+    // A second click would take the open menu's handle away.
+    if (uIconId == LOWORD(m_uTrayIconId) && IsMenuGesture(lMouseMessage) && !m_hTrayMenu)
+    {
+        ShowTrayMenu();
+    }
+    return 0;
+}
+
+void CTaskBarWindow::ShowTrayMenu()
+{
+    m_hTrayMenu.reset(LoadMenuW(g_hResourceModule,
+                                MAKEINTRESOURCEW(g_bOneTimeSession != 0 ? IDM_TRAY_ONE_TIME : IDM_TRAY)));
+    const HMENU hMenu = GetSubMenu(m_hTrayMenu.get(), 0);
+    if (hMenu != nullptr)
+    {
+        PrepareTrayMenu(hMenu, m_Settings,
+                        {m_Connection.dwConnectCount, m_dwConnectionType, m_bReverseInProgress});
+        POINT cursor = {};
+        GetCursorPos(&cursor);
+        // Without these two the menu wouldn't close when the user clicks elsewhere.
+        SetForegroundWindow(m_hWnd);
+        TrackPopupMenu(hMenu, 0, cursor.x, cursor.y, 0, m_hWnd, nullptr);
+        PostMessageW(m_hWnd, WM_NULL, 0, 0);
+    }
+    m_hTrayMenu.reset();
+}
+
+// The dialogs of Create invitation, Connect to client and Settings are not there: these commands do nothing.
+void CTaskBarWindow::OnCommand(UINT uCommand)
+{
+    const auto language =
+        std::find_if(TRAY_LANGUAGES.begin(), TRAY_LANGUAGES.end(),
+                     [uCommand](const TRAY_LANGUAGE& row) { return row.uCommand == uCommand; });
+    if (language != TRAY_LANGUAGES.end())
+    {
+        OnChooseLanguage(language->code);
+        return;
+    }
+    switch (uCommand)
+    {
+    case ID_TRAY_SHOW_CONNECTED:
+        OnShowConnected();
+        break;
+    case ID_TRAY_DISCONNECT_ALL:
+        OnDisconnectAll();
+        break;
+    case ID_TRAY_EXIT:
+        OnExit();
+        break;
+    case ID_TRAY_ABOUT:
+        OnAbout();
+        break;
+    case ID_TRAY_JOIN_SESSION:
+        OnJoinSession();
+        break;
+    default:
+        break;
+    }
+}
+
+// There is no wait: the service reconfigures itself, and its announcement reloads the language module.
+void CTaskBarWindow::OnChooseLanguage(std::wstring_view code)
+{
+    CopyText(m_Settings.szLanguage, code);
+    m_bServiceReplied = 0;
+    MSG_TRAYICON_LANGUAGE record = {};
+    record.dwType = MSG_TYPE_TRAYICON_LANGUAGE;
+    CopyText(record.szLanguage, code);
+    GetDesktopUserInformation(&record.DesktopUser);
+    SendRecord(record);
+}
+
+void CTaskBarWindow::OnShowConnected()
+{
+    MSG_TRAYICON_CONNECT_NOTIFY_ALL request = {};
+    request.dwType = MSG_TYPE_TRAYICON_CONNECT_NOTIFY_ALL;
+    SendRecord(request);
+}
+
+void CTaskBarWindow::OnDisconnectAll()
+{
+    if (m_Connection.dwConnectCount == 0 || !ConfirmByBox(IDS_ASK_DISCONNECT_ALL))
+    {
+        return;
+    }
+    MSG_TRAYICON_DISCONNECT_ALL record = {};
+    record.dwType = MSG_TYPE_TRAYICON_DISCONNECT_ALL;
+    GetDesktopUserInformation(&record.DesktopUser);
+    SendRecord(record);
+}
+
+void CTaskBarWindow::OnExit()
+{
+    if (m_Connection.dwConnectCount > 0 && !ConfirmByBox(IDS_ASK_EXIT))
+    {
+        return;
+    }
+    MSG_TRAYICON_EXIT record = {};
+    GetDesktopUserInformation(&record.DesktopUser);
+    record.dwType = MSG_TYPE_TRAYICON_EXIT;
+    SendRecord(record);
+    g_nExitCode = EXIT_ASKED_TO_END;
+    DelTrayIcon();
+    DestroyWindow(m_hWnd);
+}
+
+void CTaskBarWindow::OnAbout()
+{
+    m_bServiceReplied = 0;
+    MSG_TRAYICON_TYPE_ONLY request = {MSG_TYPE_TRAYICON_IP_ADDRESSES};
+    SendRecord(request);
+    AwaitServiceReply();
+    DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_ABOUT), m_hWnd, AboutWndProc,
+                    reinterpret_cast<LPARAM>(&m_IpAddresses));
+    m_bDialogReserved = 0;
+}
+
+// Without an invitation the session has to be asked for, and there is no dialog for that.
+void CTaskBarWindow::OnJoinSession()
+{
+    if (m_bReverseInProgress != 0 || g_bOtiInvitation == 0 || !IsJoinWanted())
+    {
+        return;
+    }
+    MSG_REVERSE_CONNECTION record = {};
+    record.bProxyAllowed = m_Settings.bProxyAllowed;
+    record.bOneTime = 1;
+    CopyText(record.szInvitation, FixedText(g_szOtiInvitation));
+    record.dwType = MSG_TYPE_REVERSE_CONNECTION;
+    SendRecord(record);
+    m_bReverseInProgress = 1;
+}
+
+bool CTaskBarWindow::IsJoinWanted() const
+{
+    if (!CSimultanousSessionMutex::IsOtiSession() && !CSimultanousSessionMutex::IsLocalSession())
+    {
+        return true;
+    }
+    return MessageBoxW(m_hWnd, QuestionText(IDS_ASK_JOIN_IN_SESSION).c_str(),
+                       QuestionText(IDS_ASK_TITLE).c_str(),
+                       MB_TOPMOST | MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2) == IDYES;
+}
+
+// Of the texts only copies are shown: the reader may write the next message meanwhile.
+void CTaskBarWindow::OnShowServiceMessage()
+{
+    if (m_bBoxOpen)
+    {
+        m_bServiceMessageDue = true;
+        return;
+    }
+    ShowBox(std::wstring(FixedText(m_szServiceMessage)), std::wstring(FixedText(m_szServiceMessageTitle)),
+            MB_TOPMOST | (m_bServiceMessageIsError != 0 ? MB_ICONHAND : MB_ICONINFORMATION),
+            SERVICE_MESSAGE_TIMEOUT);
+    if (g_bOneTimeSession != 0 && g_bOtiInvitation != 0)
+    {
+        PostMessageW(m_hWnd, WM_COMMAND, ID_TRAY_EXIT, 0);
+    }
+}
+
+// An unanswered question is a No, and so is one that comes while another box is up.
+bool CTaskBarWindow::ConfirmByBox(UINT uQuestion)
+{
+    return !m_bBoxOpen &&
+           ShowBox(FillPlaceholders(QuestionText(uQuestion), {std::to_wstring(m_Connection.dwConnectCount)}),
+                   QuestionText(IDS_ASK_TITLE), MB_YESNO | MB_ICONQUESTION, QUESTION_TIMEOUT) == IDYES;
+}
+
+// TimedMessageBox can't be nested, and while one is up the icon's menu and the service's messages still work.
+int CTaskBarWindow::ShowBox(const std::wstring& text, const std::wstring& title, UINT uType,
+                            DWORD dwTimeoutMs)
+{
+    m_bBoxOpen = true;
+    const int nAnswer = TimedMessageBox(nullptr, text.c_str(), title.c_str(), uType, dwTimeoutMs);
+    m_bBoxOpen = false;
+    if (m_bServiceMessageDue)
+    {
+        m_bServiceMessageDue = false;
+        PostMessageW(m_hWnd, WM_SHOW_SERVICE_MESSAGE, 0, 0);
+    }
+    return nAnswer;
+}
+
+// Holds the main thread up on purpose: the reader thread sets the flag. No answer in time is no error, the
+// dialog then shows what is known.
+void CTaskBarWindow::AwaitServiceReply() const
+{
+    for (int nRound = 0; nRound < REPLY_ROUNDS && m_bServiceReplied == 0; ++nRound)
+    {
+        PauseThread(REPLY_ROUND_PAUSE);
+    }
+}
