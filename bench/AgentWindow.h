@@ -27,9 +27,12 @@ class AgentWindow
     /// What the shell takes for a change of the icon isn't the reader's.
     void HideIcon() { m_pWindow->m_Settings.dwTrayIcon = TRAY_ICON_HIDDEN; }
 
+    CTaskBarWindow& Window() { return *m_pWindow; }
+
+    /// Handles one message of this thread, waited for. False when it was the last.
+    static bool DispatchNext();
+
   private:
     std::unique_ptr<CTaskBarWindow> m_pWindow;
     std::optional<LoopbackConnection> m_connection;
-
-    static bool DispatchNext();
 };

@@ -8,6 +8,10 @@ void MeasureReader(Report& report);
 /// From a settings record's first byte to the shell's new icon, against a bare call of the shell.
 void MeasureIcon(Report& report);
 
+/// From a connect record's first byte to the painted notice, without the delay it has on purpose, against a
+/// bare program that shows the same dialog after the same delay.
+void MeasurePopup(Report& report);
+
 /// A TKLogBlock with TRACE off, against one level test.
 void MeasureLogBlock(Report& report);
 

@@ -3,7 +3,9 @@
 # A Windows desktop for one run: a screen, a Wine prefix and a network of its own, so that runs side
 # by side never meet. Needs common.sh. Used through scripts/lib/with-desktop or on_desktop.
 
-TKDAST_SCREEN=1280x800
+# A run may ask for another screen or more dots per inch (TKDAST_SCREEN, TKDAST_DPI).
+TKDAST_TEMPLATE_SCREEN=1280x800
+TKDAST_SCREEN=${TKDAST_SCREEN:-$TKDAST_TEMPLATE_SCREEN}
 TKDAST_DESKTOP_WAIT=60
 
 # wine_environment: the settings every Wine program of this tree runs with.
@@ -25,7 +27,7 @@ REGEDIT4
 "Desktop"="Default"
 
 [HKEY_CURRENT_USER\\Software\\Wine\\Explorer\\Desktops]
-"Default"="$TKDAST_SCREEN"
+"Default"="$TKDAST_TEMPLATE_SCREEN"
 
 [HKEY_CURRENT_USER\\Software\\Wine\\Explorer\\Desktops\\Default]
 "EnableShell"=dword:00000001
@@ -175,6 +177,13 @@ desktop_session() {
     return "$status"
 }
 
+# adapt_prefix: gives the run's prefix the screen and the dots per inch that the run asked for.
+adapt_prefix() {
+    sed -i "s/\"Default\"=\"$TKDAST_TEMPLATE_SCREEN\"/\"Default\"=\"$TKDAST_SCREEN\"/" "$TKDAST_RUN/prefix/user.reg"
+    [ -z "${TKDAST_DPI:-}" ] || printf '\n[Control Panel\\\\Desktop]\n"LogPixels"=dword:%08x\n' "$TKDAST_DPI" \
+        >>"$TKDAST_RUN/prefix/user.reg"
+}
+
 # take_turn: where the machine gives no network to each run, waits until no other run is left.
 take_turn() {
     [ "$TKDAST_OWN_NETWORK" -eq 0 ] || return 0
@@ -197,6 +206,7 @@ run_desktop() {
     take_turn
     start_screen
     cp --archive --reflink=auto "$TKDAST_TEMPLATE/." "$TKDAST_RUN/"
+    adapt_prefix
     wine_environment
     export WINEPREFIX=$TKDAST_RUN/prefix HOME=$TKDAST_RUN/home ALSA_CONFIG_PATH=$TKDAST_RUN/asound.conf
 
