@@ -24,6 +24,13 @@ size_t CopyText(wchar_t (&szTo)[N], std::wstring_view text) noexcept
     return CopyText(szTo, N, text);
 }
 
+/// As CopyText, and clears the rest of the field: nothing of an earlier text goes over the wire.
+template <size_t N>
+void ReplaceText(wchar_t (&szTo)[N], std::wstring_view text) noexcept
+{
+    std::fill(szTo + CopyText(szTo, text), szTo + N, L'\0');
+}
+
 /// The text of a fixed field: up to the first terminator or the field's end, whichever comes first. The view
 /// lives as long as the field. Any thread.
 inline std::wstring_view FixedText(const wchar_t* pField, size_t cchField) noexcept

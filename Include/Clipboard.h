@@ -11,7 +11,7 @@ class CClipboard
     explicit CClipboard(HWND hOwner) noexcept : m_bOpen(OpenClipboard(hOwner) != FALSE) {}
     ~CClipboard()
     {
-        if (m_bOpen)
+        if (m_bOpen && !m_bLeftOpen)
         {
             CloseClipboard();
         }
@@ -21,6 +21,10 @@ class CClipboard
 
     explicit operator bool() const noexcept { return m_bOpen; }
 
+    /// The clipboard is not closed at the scope's end: its owner can open it again, and nobody else can.
+    void LeaveOpen() noexcept { m_bLeftOpen = true; }
+
   private:
     const bool m_bOpen;
+    bool m_bLeftOpen = false;
 };

@@ -71,6 +71,10 @@ bool OnDisconnectNotify(CHANNEL_CONTEXT& context);
 bool OnConnectNotifyAll(CHANNEL_CONTEXT& context);
 bool OnSftDropClient(CHANNEL_CONTEXT& context);
 
+// ReverseMessages.cpp
+void BeforeReverseConnection(CHANNEL_CONTEXT& context);
+bool OnReverseConnection(CHANNEL_CONTEXT& context);
+
 // ChatMessages.cpp
 bool OnChatMessage(CHANNEL_CONTEXT& context);
 

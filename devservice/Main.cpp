@@ -147,7 +147,8 @@ int TakeCommands(CStandInService& service, CScriptRunner& runner, bool bInteract
     std::wstring error;
     if (bInteractive)
     {
-        for (const wchar_t* const pszLine : {L"listen", L"lookup", L"answers on"})
+        for (const wchar_t* const pszLine :
+             {L"listen", L"lookup", L"answers on", L"invitations make", L"deletions answer"})
         {
             CScriptParser first;
             if (RunLine(runner, first, pszLine, error) == SCRIPT_RESULT::Failed)

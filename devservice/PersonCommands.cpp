@@ -14,6 +14,13 @@ HWND FindTrayWindow()
 {
     return FindWindowW(TRAY_WINDOW_CLASS, nullptr);
 }
+
+// One has to turn itself, where a button only tells its window.
+bool IsCheckBox(HWND hControl)
+{
+    const LRESULT lKind = SendMessageW(hControl, WM_GETDLGCODE, 0, 0);
+    return (lKind & DLGC_BUTTON) != 0 && (lKind & (DLGC_DEFPUSHBUTTON | DLGC_UNDEFPUSHBUTTON)) == 0;
+}
 } // namespace
 
 bool CScriptRunner::PauseWhileWaiting(DWORD dwMilliseconds)
@@ -61,8 +68,12 @@ bool CScriptRunner::Window(WORDS words)
 bool CScriptRunner::Press(WORDS words)
 {
     DWORD dwControl = 0;
-    return ReadNumber(words[0].text, dwControl) &&
-           (PostMessageW(m_hWindow, WM_COMMAND, dwControl, 0) || Fail(L"there is no window to press it in"));
+    if (!ReadNumber(words[0].text, dwControl))
+        return false;
+    const HWND hControl = GetDlgItem(m_hWindow, static_cast<int>(dwControl));
+    const BOOL bPosted = IsCheckBox(hControl) ? PostMessageW(hControl, BM_CLICK, 0, 0)
+                                              : PostMessageW(m_hWindow, WM_COMMAND, dwControl, 0);
+    return bPosted || Fail(L"there is no window to press it in");
 }
 
 bool CScriptRunner::Enter(WORDS words)

@@ -1,5 +1,6 @@
 #include "devservice/QueryPort.h"
 
+#include "Include/BoundedText.h"
 #include "channel/TrayMessages.h"
 #include "devservice/RecordText.h"
 
@@ -34,6 +35,14 @@ bool IsHeader(std::span<const BYTE> bytes)
 {
     return bytes.size() == sizeof(MSG_UDP_HEADER) &&
            ReadDword(bytes, offsetof(MSG_UDP_HEADER, dwProtocol)) == UDP_PROTOCOL;
+}
+
+// The bytes of an answer that is sent in that way.
+template <typename Record>
+std::span<const BYTE> ImageOf(const Record& record, ANSWER_MODE mode)
+{
+    return {reinterpret_cast<const BYTE*>(&record),
+            sizeof(record) - (mode == ANSWER_MODE::WrongSize ? 1 : 0)};
 }
 } // namespace
 
@@ -112,10 +121,17 @@ void CQueryPort::OnDatagram(const sockaddr_in& from, std::span<const BYTE> bytes
 void CQueryPort::OnRequest(const sockaddr_in& from, DWORD dwRequest)
 {
     if (dwRequest == UDP_REQUEST_PORT_LOOKUP && m_mode == LOOKUP_MODE::Answer)
-    {
         AnswerLookup(from);
-        return;
-    }
+    else if (dwRequest == UDP_REQUEST_CREATE_INVITATION && m_invitation.mode != ANSWER_MODE::Silent)
+        AnswerInvitation(from);
+    else if (dwRequest == UDP_REQUEST_DELETE_INVITATIONS && m_deletion.mode != ANSWER_MODE::Silent)
+        AnswerDeletion(from);
+    else
+        NoteUnanswered(from, dwRequest);
+}
+
+void CQueryPort::NoteUnanswered(const sockaddr_in& from, DWORD dwRequest)
+{
     SERVICE_EVENT event;
     event.text =
         L"request " + std::to_wstring(dwRequest) + L" of " + EndPointName(from) + L" stays unanswered";
@@ -127,12 +143,43 @@ void CQueryPort::AnswerLookup(const sockaddr_in& to)
     MSG_UDP_PORT_LOOKUP answer = {};
     answer.dwRequest = UDP_REQUEST_PORT_LOOKUP;
     answer.dwPort = m_uLookupPort;
+    Send(to, L"MSG_UDP_PORT_LOOKUP", ImageOf(answer, ANSWER_MODE::Answer));
+}
+
+void CQueryPort::AnswerInvitation(const sockaddr_in& to)
+{
+    MSG_UDP_CREATE_INVITATION answer = {};
+    answer.dwRequest = UDP_REQUEST_CREATE_INVITATION;
+    answer.dwError = m_invitation.dwError;
+    CopyText(answer.szError, m_invitation.error);
+    answer.dwInvitationLength =
+        m_invitation.claimedLength.value_or(static_cast<DWORD>(m_invitation.text.size()));
+    Send(to, L"MSG_UDP_CREATE_INVITATION", ImageOf(answer, m_invitation.mode));
+    if (m_invitation.mode != ANSWER_MODE::Answer || answer.dwError != 0)
+        return;
+    ++m_dwInvitations;
+    if (m_invitation.bTextFollows)
+        Send(to, nullptr, m_invitation.text);
+}
+
+void CQueryPort::AnswerDeletion(const sockaddr_in& to)
+{
+    const MSG_UDP_DELETE_INVITATIONS answer = {UDP_REQUEST_DELETE_INVITATIONS, m_deletion.dwStatus,
+                                               m_deletion.count.value_or(m_dwInvitations)};
+    if (m_deletion.mode == ANSWER_MODE::Answer && m_deletion.dwStatus != UDP_DELETE_STATUS_BUSY)
+        m_dwInvitations = 0;
+    Send(to, L"MSG_UDP_DELETE_INVITATIONS", ImageOf(answer, m_deletion.mode));
+}
+
+// pszRecord is null for bytes that are no record.
+void CQueryPort::Send(const sockaddr_in& to, const wchar_t* pszRecord, std::span<const BYTE> bytes)
+{
     SERVICE_EVENT event;
     event.kind = SERVICE_EVENT_KIND::QueryAnswered;
-    event.pRecord = FindRecordDescription(L"MSG_UDP_PORT_LOOKUP");
-    event.bytes = std::span<const BYTE>(reinterpret_cast<const BYTE*>(&answer), sizeof(answer));
+    event.pRecord = pszRecord != nullptr ? FindRecordDescription(pszRecord) : nullptr;
+    event.bytes = bytes;
     event.text = EndPointName(to);
     m_emit(event);
-    sendto(m_hSocket.get(), reinterpret_cast<const char*>(&answer), sizeof(answer), 0,
+    sendto(m_hSocket.get(), reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size()), 0,
            reinterpret_cast<const sockaddr*>(&to), sizeof(to));
 }

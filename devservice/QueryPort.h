@@ -4,6 +4,8 @@
 #include "devservice/SocketHandle.h"
 
 #include <map>
+#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -13,7 +15,33 @@ enum class LOOKUP_MODE
     Silent, // take the question and say nothing
 };
 
-/// The service's side of the query port: every request is decoded and logged, the port lookup is answered.
+enum class ANSWER_MODE
+{
+    Silent,    // take the request and say nothing
+    WrongSize, // answer with a datagram of a byte too few
+    Answer,
+};
+
+/// What becomes of a request for an invitation.
+struct INVITATION_ANSWER
+{
+    ANSWER_MODE mode = ANSWER_MODE::Silent;
+    DWORD dwError = 0; // else a refusal, and no text follows
+    std::wstring error;
+    std::vector<BYTE> text;             // as it goes over the wire
+    std::optional<DWORD> claimedLength; // the length told, where it isn't the text's own
+    bool bTextFollows = true;
+};
+
+/// What becomes of a request to delete all invitations.
+struct DELETION_ANSWER
+{
+    ANSWER_MODE mode = ANSWER_MODE::Silent;
+    DWORD dwStatus = 0;
+    std::optional<DWORD> count; // empty: those made since the last deletion
+};
+
+/// The service's side of the query port: every request is decoded and logged, and answered as it was told to.
 /// One thread at a time; the owner waits for the socket to become readable.
 class CQueryPort
 {
@@ -32,17 +60,27 @@ class CQueryPort
     /// uPort: the port that a lookup is told.
     void SetLookup(LOOKUP_MODE mode, unsigned int uPort);
 
+    void SetInvitationAnswer(INVITATION_ANSWER answer) { m_invitation = std::move(answer); }
+    void SetDeletionAnswer(DELETION_ANSWER answer) { m_deletion = answer; }
+
     /// Takes and answers whatever has arrived.
     void OnReadable();
 
   private:
     void OnDatagram(const sockaddr_in& from, std::span<const BYTE> bytes);
     void OnRequest(const sockaddr_in& from, DWORD dwRequest);
+    void NoteUnanswered(const sockaddr_in& from, DWORD dwRequest);
     void AnswerLookup(const sockaddr_in& to);
+    void AnswerInvitation(const sockaddr_in& to);
+    void AnswerDeletion(const sockaddr_in& to);
+    void Send(const sockaddr_in& to, const wchar_t* pszRecord, std::span<const BYTE> bytes);
 
     EVENT_FUNCTION m_emit;
     CSocketHandle m_hSocket;
     LOOKUP_MODE m_mode = LOOKUP_MODE::Answer;
     unsigned int m_uLookupPort = 0;
+    INVITATION_ANSWER m_invitation;
+    DELETION_ANSWER m_deletion;
+    DWORD m_dwInvitations = 0;                  // made and not deleted
     std::map<unsigned short, DWORD> m_requests; // by the asker's port: the request that its header named
 };

@@ -7,6 +7,7 @@
 #include "devservice/StandInService.h"
 
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
@@ -67,6 +68,7 @@ class CScriptRunner
     bool Close(WORDS words);
     bool Connect(WORDS words);
     bool Count(WORDS words);
+    bool Deletions(WORDS words);
     bool Disconnect(WORDS words);
     bool Echo(WORDS words);
     bool Effects(WORDS words);
@@ -77,6 +79,7 @@ class CScriptRunner
     bool Forget(WORDS words);
     bool Handshake(WORDS words);
     bool Help(WORDS words);
+    bool Invitations(WORDS words);
     bool Keys(WORDS words);
     bool List(WORDS words);
     bool Listen(WORDS words);
@@ -90,6 +93,7 @@ class CScriptRunner
     bool Quit(WORDS words);
     bool Raw(WORDS words);
     bool Reconfigure(WORDS words);
+    bool Reverse(WORDS words);
     bool RunProgram(WORDS words);
     bool Say(WORDS words);
     bool Send(WORDS words);
@@ -117,6 +121,11 @@ class CScriptRunner
     bool ReadMilliseconds(WORDS words, DWORD& dwMilliseconds);
     bool ReadNumber(std::wstring_view text, DWORD& dwValue);
     bool ReadPort(std::wstring_view text, unsigned short& nPort);
+    bool HasOnly(WORDS words, std::initializer_list<std::wstring_view> names);
+    bool ReadOption(WORDS words, std::wstring_view name, std::optional<DWORD>& value);
+    bool ReadQuietMode(WORDS words, ANSWER_MODE& mode);
+    bool ReadInvitation(WORDS words, INVITATION_ANSWER& answer);
+    bool ReadRefusal(WORDS words, INVITATION_ANSWER& answer);
     bool Launch(WORDS words, unsigned int& uProgram);
     bool AwaitExit(unsigned int uProgram, DWORD dwMilliseconds, std::optional<DWORD> expected);
 

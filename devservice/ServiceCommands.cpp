@@ -23,6 +23,18 @@ constexpr SHORT_NAME s_aConnectNames[] = {
     {L"list", L"bListClients"},
 };
 
+struct REVERSE_NAME
+{
+    std::wstring_view name;
+    REVERSE_CODE code;
+};
+
+constexpr REVERSE_NAME s_aReverseNames[] = {
+    {L"wait", REVERSE_CODE_SHOW_WAIT},
+    {L"close-wait", REVERSE_CODE_CLOSE_WAIT},
+    {L"finished", REVERSE_CODE_FINISHED},
+};
+
 SCRIPT_WORD WithFullName(SCRIPT_WORD word)
 {
     const auto found = std::find_if(std::begin(s_aConnectNames), std::end(s_aConnectNames),
@@ -156,6 +168,18 @@ bool CScriptRunner::Effects(WORDS words)
 bool CScriptRunner::LockState(WORDS)
 {
     return Send(MakeMessage(L"POSIBLE_LOCK_STATE_CHANGE"));
+}
+
+bool CScriptRunner::Reverse(WORDS words)
+{
+    const auto found =
+        std::find_if(std::begin(s_aReverseNames), std::end(s_aReverseNames),
+                     [words](const REVERSE_NAME& known) { return IsWord(words, 0, known.name); });
+    if (found == std::end(s_aReverseNames))
+        return Fail(L"not wait, close-wait or finished: " + QuotedText(words[0].text, words[0].text.size()));
+    const RECORD_EDIT edit = FieldEdit(MSG_TYPE_REVERSE_CONNECTION, words.subspan(1));
+    return ForEachTarget(
+        [&](unsigned int uAgent) { return m_keeper.SendReverse(uAgent, found->code, edit, m_error); });
 }
 
 bool CScriptRunner::Exit(WORDS words)

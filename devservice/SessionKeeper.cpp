@@ -2,9 +2,11 @@
 
 #include "Include/BoundedText.h"
 #include "Include/LangUI.h"
+#include "devservice/RecordText.h"
 #include "devservice/ValueText.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
 
@@ -18,6 +20,9 @@ constexpr wchar_t LANGUAGE_APPLICATION[] = L"Kestrel Desk Assist Service";
 constexpr wchar_t LANGUAGE_SECTION[] = L"Settings";
 constexpr wchar_t LANGUAGE_ENTRY[] = L"LangUI";
 constexpr std::wstring_view s_aLanguages[] = {L"en", L"fr", L"de"};
+
+// What tells a one-time agent that it has joined.
+constexpr std::wstring_view JOINED = L"NOERROR";
 
 template <typename Record>
 std::span<const BYTE> BytesOf(const Record& record)
@@ -212,6 +217,18 @@ bool CSessionKeeper::SendAddresses(unsigned int uAgent, const RECORD_EDIT& edit,
     return true;
 }
 
+bool CSessionKeeper::SendReverse(unsigned int uAgent, REVERSE_CODE code, const RECORD_EDIT& edit,
+                                 std::wstring& error)
+{
+    if (code == REVERSE_CODE_FINISHED)
+        m_attempts.Forget(uAgent); // it isn't to end twice
+    const std::lock_guard lock(m_mutex);
+    MSG_REVERSE_CONNECTION record = m_sessions[uAgent].reverse;
+    record.dwType = MSG_TYPE_REVERSE_CONNECTION;
+    record.dwReverseCode = code;
+    return EditRecord(record, edit) && Send(uAgent, BytesOf(record), error);
+}
+
 void CSessionKeeper::SetAnswers(bool bAnswers)
 {
     m_bAnswers = bAnswers;
@@ -230,6 +247,7 @@ void CSessionKeeper::SetMarker(bool bOti, bool bSet)
 void CSessionKeeper::OnRecord(unsigned int uAgent, const AGENT_RECORD& record)
 {
     std::wstring error;
+    KeepReverse(uAgent, record);
     if (m_bAnswers && !Answer(uAgent, record, error))
         m_service.NoteAgent(uAgent, L"not answered: " + error);
 }
@@ -248,9 +266,53 @@ bool CSessionKeeper::Answer(unsigned int uAgent, const AGENT_RECORD& record, std
         return DisconnectAll(uAgent, LeaveAsItIs, error);
     case MSG_TYPE_TRAYICON_LANGUAGE:
         return AnswerLanguage(uAgent, record.bytes, error);
+    case MSG_TYPE_REVERSE_CONNECTION:
+        return AnswerReverse(uAgent, record.bytes, error);
     default:
         return true;
     }
+}
+
+// Whoever asks may also ask why it failed.
+void CSessionKeeper::KeepReverse(unsigned int uAgent, const AGENT_RECORD& record)
+{
+    if (record.pMessage->dwType != MSG_TYPE_REVERSE_CONNECTION)
+        return;
+    MSG_REVERSE_CONNECTION request = {};
+    memcpy(&request, record.bytes.data(), sizeof(request));
+    if (request.dwReverseCode != REVERSE_CODE_CONNECT)
+        return;
+    SecureZeroMemory(request.szProxySecret, sizeof(request.szProxySecret));
+    const std::lock_guard lock(m_mutex);
+    m_sessions[uAgent].reverse = request;
+}
+
+// There is nobody to reach: every attempt takes its time, or is cancelled, and ends well.
+bool CSessionKeeper::AnswerReverse(unsigned int uAgent, std::span<const BYTE> record, std::wstring& error)
+{
+    const DWORD dwCode = ReadDword(record, offsetof(MSG_REVERSE_CONNECTION, dwReverseCode));
+    if (dwCode == REVERSE_CODE_CANCEL)
+        m_attempts.Cancel(uAgent);
+    if (dwCode != REVERSE_CODE_CONNECT)
+        return true;
+    m_attempts.Begin(uAgent); // before anybody can know of it, and end it
+    return SendReverse(uAgent, REVERSE_CODE_SHOW_WAIT, LeaveAsItIs, error);
+}
+
+void CSessionKeeper::EndReverse(unsigned int uAgent)
+{
+    const RECORD_EDIT succeed = [](std::vector<BYTE>& bytes) {
+        MSG_REVERSE_CONNECTION record = {};
+        memcpy(&record, bytes.data(), sizeof(record));
+        record.bSilent = 1;
+        CopyText(record.szError, record.bOneTime != 0 ? JOINED : std::wstring_view());
+        memcpy(bytes.data(), &record, sizeof(record));
+        return true;
+    };
+    std::wstring error;
+    if (!SendReverse(uAgent, REVERSE_CODE_CLOSE_WAIT, LeaveAsItIs, error) ||
+        !SendReverse(uAgent, REVERSE_CODE_FINISHED, succeed, error))
+        m_service.NoteAgent(uAgent, L"not answered: " + error);
 }
 
 // An agent that waits for its first settings is content with nothing else; later ones are not to announce
@@ -287,6 +349,7 @@ bool CSessionKeeper::AnswerLanguage(unsigned int uAgent, std::span<const BYTE> r
 
 void CSessionKeeper::ForgetAgent(unsigned int uAgent)
 {
+    m_attempts.Forget(uAgent);
     const std::lock_guard lock(m_mutex);
     m_sessions.erase(uAgent);
     MarkViewers();

@@ -2,6 +2,7 @@
 
 #include "TKDAS/SimultanousSessionMutex.h"
 #include "channel/TrayMessages.h"
+#include "devservice/ReverseAttempts.h"
 #include "devservice/StandInService.h"
 
 #include <atomic>
@@ -48,8 +49,12 @@ class CSessionKeeper
     /// The addresses start as zeros.
     bool SendAddresses(unsigned int uAgent, const RECORD_EDIT& edit, std::wstring& error);
 
+    /// Says how a reverse connection stands. The edit gets what the agent last asked for, without its secret;
+    /// zeros if it hasn't.
+    bool SendReverse(unsigned int uAgent, REVERSE_CODE code, const RECORD_EDIT& edit, std::wstring& error);
+
     /// Whether agents are answered what they ask for: settings, addresses, list, the end of all connections,
-    /// another language. Off at first.
+    /// another language, a reverse connection. Off at first.
     void SetAnswers(bool bAnswers);
 
     /// Sets or removes the marker of a session over the internet, or of a local one beside that of the
@@ -62,6 +67,7 @@ class CSessionKeeper
         std::vector<MSG_TRAYICON_CONNECT> viewers; // in the order of their arrival
         MSG_TRAYICON_SETTINGS settings = {};
         MSG_TRAYICON_IP_ADDRESSES addresses = {};
+        MSG_REVERSE_CONNECTION reverse = {}; // what was last asked for, without its secret
         bool bSettingsSent = false;
     };
 
@@ -70,6 +76,9 @@ class CSessionKeeper
     void OnRecord(unsigned int uAgent, const AGENT_RECORD& record);
     bool Answer(unsigned int uAgent, const AGENT_RECORD& record, std::wstring& error);
     bool AnswerLanguage(unsigned int uAgent, std::span<const BYTE> record, std::wstring& error);
+    bool AnswerReverse(unsigned int uAgent, std::span<const BYTE> record, std::wstring& error);
+    void KeepReverse(unsigned int uAgent, const AGENT_RECORD& record);
+    void EndReverse(unsigned int uAgent);
     bool WereSettingsSent(unsigned int uAgent);
     void ForgetAgent(unsigned int uAgent);
     void MarkViewers();
@@ -84,4 +93,6 @@ class CSessionKeeper
     std::unique_ptr<CSimultanousSessionMutex> m_pViewersMarker;
     std::unique_ptr<CSimultanousSessionMutex> m_pLocalMarker;
     std::unique_ptr<CSimultanousSessionMutex> m_pOtiMarker;
+
+    CReverseAttempts m_attempts{[this](unsigned int uAgent) { EndReverse(uAgent); }}; // the first to go
 };

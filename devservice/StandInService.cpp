@@ -205,6 +205,18 @@ void CStandInService::CloseQueryPort()
     Note(L"query port closed");
 }
 
+void CStandInService::SetInvitationAnswer(INVITATION_ANSWER answer)
+{
+    const std::lock_guard lock(m_queryMutex);
+    m_queryPort.SetInvitationAnswer(std::move(answer));
+}
+
+void CStandInService::SetDeletionAnswer(DELETION_ANSWER answer)
+{
+    const std::lock_guard lock(m_queryMutex);
+    m_queryPort.SetDeletionAnswer(answer);
+}
+
 unsigned short CStandInService::GetQueryPort() const
 {
     const std::lock_guard lock(m_queryMutex);

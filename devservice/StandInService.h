@@ -80,6 +80,9 @@ class CStandInService
     /// the last error.
     bool OpenQueryPort(unsigned short nPort, LOOKUP_MODE mode, std::optional<unsigned int> lookupPort);
     void CloseQueryPort();
+    /// How requests for invitations, and for their deletion, are answered from now on; at first not at all.
+    void SetInvitationAnswer(INVITATION_ANSWER answer);
+    void SetDeletionAnswer(DELETION_ANSWER answer);
     /// 0 when it is closed.
     unsigned short GetQueryPort() const;
 

@@ -126,13 +126,14 @@ bool ResolvePort(const wchar_t* pszCommandLine, unsigned int* puiPort)
     return true;
 }
 
-void PumpMessages()
+// The waiting window is the only modeless one that a person works with by keyboard.
+void PumpMessages(const CTaskBarWindow& window)
 {
     MSG message = {};
     for (BOOL nResult = GetMessageW(&message, nullptr, 0, 0); nResult != 0;
          nResult = GetMessageW(&message, nullptr, 0, 0))
     {
-        if (nResult != -1)
+        if (nResult != -1 && !IsDialogMessageW(window.m_hJoinWaitDlg, &message))
         {
             TranslateMessage(&message);
             DispatchMessageW(&message);
@@ -183,7 +184,7 @@ int RunNormally(unsigned int uiPort)
     {
         return EXIT_NO_WINDOW;
     }
-    PumpMessages();
+    PumpMessages(*pWindow);
     TearDown(std::move(pWindow));
     return g_nExitCode;
 }
@@ -204,7 +205,8 @@ int RunTrayAgent(HINSTANCE hInstance, const wchar_t* pszCommandLine)
     SetMainThreadLogName();
     const TKLogBlock block(L"wWinMain", g_pLogger);
     TK_LOG_INFO(g_pLogger, L"lpCmdLine=" << pszCommandLine);
-    InitCommonControls();
+    const INITCOMMONCONTROLSEX controls = {sizeof(controls), ICC_WIN95_CLASSES | ICC_LINK_CLASS};
+    InitCommonControlsEx(&controls);
     // For the runs that act on the desktop with the user's input: taken now, before it can change.
     const CDesktop hInputDesktop(OpenInputDesktop(0, FALSE, DESKTOP_READOBJECTS));
     ReadOwnDesktopName();

@@ -169,6 +169,12 @@ class CTaskBarWindow
     /// Puts back what was switched off. Reader and main thread.
     void RetoreDesktopOptions();
 
+    /// Shows a message box that goes away after a time-out, in milliseconds. Such boxes can't be nested:
+    /// while one is up, a second one has no time-out. hOwner may be null. Returns what MessageBoxW returned,
+    /// never IDYES after a time-out. Main thread.
+    int ShowBox(HWND hOwner, const std::wstring& text, const std::wstring& title, UINT uType,
+                DWORD dwTimeoutMs);
+
     static LRESULT CALLBACK WndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 
   private:
@@ -202,6 +208,9 @@ class CTaskBarWindow
     bool ReplaceNotifyDlg();
     void OnSftDropWindow(WPARAM wAction, LPARAM lParam);
     void OnShowOneTimeAgentBalloon();
+    void OnJoinSessionState(WPARAM wState);
+    void ShowJoinWaitDlg();
+    void CancelReverseConnection();
 
     LRESULT OnTrayNotify(UINT uIconId, LPARAM lMouseMessage);
     void ShowTrayMenu();
@@ -211,11 +220,14 @@ class CTaskBarWindow
     void OnDisconnectAll();
     void OnExit();
     void OnAbout();
+    void OnConnectToClient();
+    void OnCreateInvitation();
     void OnJoinSession();
+    bool TakeInvitation(MSG_REVERSE_CONNECTION& record) const;
     bool IsJoinWanted() const;
+    void RequestReverseConnection(MSG_REVERSE_CONNECTION& record);
     void OnShowServiceMessage();
     bool ConfirmByBox(UINT uQuestion);
-    int ShowBox(const std::wstring& text, const std::wstring& title, UINT uType, DWORD dwTimeoutMs);
     void AwaitServiceReply() const;
     template <typename Record>
     void SendRecord(Record& record)

@@ -7,6 +7,9 @@
 #include "Include/UtilTimedMessageBox.h"
 #include "TKDAS/SimultanousSessionMutex.h"
 #include "dialogs/AboutDialog.h"
+#include "dialogs/ConnectToClientDialog.h"
+#include "dialogs/JoinAttendedSessionDialog.h"
+#include "dialogs/CreateInvitationDialog.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
 #include "tray/TrayMenu.h"
@@ -70,7 +73,7 @@ void CTaskBarWindow::ShowTrayMenu()
     m_hTrayMenu.reset();
 }
 
-// The dialogs of Create invitation, Connect to client and Settings are not there: these commands do nothing.
+// The dialog of Settings is not there: its command does nothing.
 void CTaskBarWindow::OnCommand(UINT uCommand)
 {
     const auto language =
@@ -89,11 +92,17 @@ void CTaskBarWindow::OnCommand(UINT uCommand)
     case ID_TRAY_DISCONNECT_ALL:
         OnDisconnectAll();
         break;
+    case ID_TRAY_CONNECT_TO_CLIENT:
+        OnConnectToClient();
+        break;
     case ID_TRAY_EXIT:
         OnExit();
         break;
     case ID_TRAY_ABOUT:
         OnAbout();
+        break;
+    case ID_TRAY_CREATE_INVITATION:
+        OnCreateInvitation();
         break;
     case ID_TRAY_JOIN_SESSION:
         OnJoinSession();
@@ -160,17 +169,79 @@ void CTaskBarWindow::OnAbout()
     m_bDialogReserved = 0;
 }
 
-// Without an invitation the session has to be asked for, and there is no dialog for that.
+void CTaskBarWindow::OnConnectToClient()
+{
+    if (m_Settings.bReverseConnectMenu == 0 || m_bReverseInProgress != 0)
+    {
+        return;
+    }
+    if (g_hConnectToClientDlg != nullptr)
+    {
+        BringWindowToTop(g_hConnectToClientDlg);
+        return;
+    }
+    MSG_REVERSE_CONNECTION record = {};
+    record.bProxyAllowed = m_Settings.bProxyAllowed;
+    if (DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_CONNECT_TO_CLIENT), m_hWnd, ConnectToClient,
+                        reinterpret_cast<LPARAM>(&record)) == IDOK)
+    {
+        RequestReverseConnection(record);
+    }
+    SecureZeroMemory(record.szProxySecret, sizeof(record.szProxySecret));
+}
+
+// The menu works while the dialog is up, and there is one dialog at a time.
+void CTaskBarWindow::OnCreateInvitation()
+{
+    if (g_hCreateInvitationDlg != nullptr)
+    {
+        BringWindowToTop(g_hCreateInvitationDlg);
+        return;
+    }
+    m_bServiceReplied = 0;
+    MSG_TRAYICON_TYPE_ONLY request = {MSG_TYPE_TRAYICON_SETTINGS_REQUEST};
+    SendRecord(request);
+    AwaitServiceReply();
+    DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_CREATE_INVITATION), m_hWnd,
+                    CreateInvitationWndProc, reinterpret_cast<LPARAM>(this));
+}
+
 void CTaskBarWindow::OnJoinSession()
 {
-    if (m_bReverseInProgress != 0 || g_bOtiInvitation == 0 || !IsJoinWanted())
+    if (m_bReverseInProgress != 0)
     {
         return;
     }
     MSG_REVERSE_CONNECTION record = {};
     record.bProxyAllowed = m_Settings.bProxyAllowed;
-    record.bOneTime = 1;
-    CopyText(record.szInvitation, FixedText(g_szOtiInvitation));
+    if (TakeInvitation(record) && IsJoinWanted())
+    {
+        RequestReverseConnection(record);
+    }
+}
+
+// From the service, or else from the person at the desktop. False when there is none.
+bool CTaskBarWindow::TakeInvitation(MSG_REVERSE_CONNECTION& record) const
+{
+    if (g_bOtiInvitation != 0)
+    {
+        record.bOneTime = 1;
+        CopyText(record.szInvitation, FixedText(g_szOtiInvitation));
+        return true;
+    }
+    if (g_hJoinAttendedSessionDlg != nullptr)
+    {
+        TK_LOG_INFO(g_pLogger, L"Join Internet Session dialog exists, bringing to top.");
+        BringWindowToTop(g_hJoinAttendedSessionDlg);
+        return false;
+    }
+    return DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_JOIN_ATTENDED_SESSION), m_hWnd,
+                           JoinAttendedSessionProc, reinterpret_cast<LPARAM>(&record)) == IDOK;
+}
+
+// In progress it is even when the service can't be told: only its word ends the attempt.
+void CTaskBarWindow::RequestReverseConnection(MSG_REVERSE_CONNECTION& record)
+{
     record.dwType = MSG_TYPE_REVERSE_CONNECTION;
     SendRecord(record);
     m_bReverseInProgress = 1;
@@ -195,7 +266,8 @@ void CTaskBarWindow::OnShowServiceMessage()
         m_bServiceMessageDue = true;
         return;
     }
-    ShowBox(std::wstring(FixedText(m_szServiceMessage)), std::wstring(FixedText(m_szServiceMessageTitle)),
+    ShowBox(nullptr, std::wstring(FixedText(m_szServiceMessage)),
+            std::wstring(FixedText(m_szServiceMessageTitle)),
             MB_TOPMOST | (m_bServiceMessageIsError != 0 ? MB_ICONHAND : MB_ICONINFORMATION),
             SERVICE_MESSAGE_TIMEOUT);
     if (g_bOneTimeSession != 0 && g_bOtiInvitation != 0)
@@ -208,16 +280,21 @@ void CTaskBarWindow::OnShowServiceMessage()
 bool CTaskBarWindow::ConfirmByBox(UINT uQuestion)
 {
     return !m_bBoxOpen &&
-           ShowBox(FillPlaceholders(QuestionText(uQuestion), {std::to_wstring(m_Connection.dwConnectCount)}),
+           ShowBox(nullptr,
+                   FillPlaceholders(QuestionText(uQuestion), {std::to_wstring(m_Connection.dwConnectCount)}),
                    QuestionText(IDS_ASK_TITLE), MB_YESNO | MB_ICONQUESTION, QUESTION_TIMEOUT) == IDYES;
 }
 
-// TimedMessageBox can't be nested, and while one is up the icon's menu and the service's messages still work.
-int CTaskBarWindow::ShowBox(const std::wstring& text, const std::wstring& title, UINT uType,
+// While a box is up the icon's menu, the service's messages and a dialog still work.
+int CTaskBarWindow::ShowBox(HWND hOwner, const std::wstring& text, const std::wstring& title, UINT uType,
                             DWORD dwTimeoutMs)
 {
+    if (m_bBoxOpen)
+    {
+        return MessageBoxW(hOwner, text.c_str(), title.c_str(), uType);
+    }
     m_bBoxOpen = true;
-    const int nAnswer = TimedMessageBox(nullptr, text.c_str(), title.c_str(), uType, dwTimeoutMs);
+    const int nAnswer = TimedMessageBox(hOwner, text.c_str(), title.c_str(), uType, dwTimeoutMs);
     m_bBoxOpen = false;
     if (m_bServiceMessageDue)
     {

@@ -4,6 +4,8 @@
 #include "Include/TKLogging.h"
 #include "Include/UtilResource.h"
 #include "Include/UtilWTS.h"
+#include "dialogs/ConnectInProgressDialog.h"
+#include "dialogs/JoinAttendedSessionDialog.h"
 #include "dialogs/NotifyDialog.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
@@ -99,6 +101,9 @@ LRESULT CALLBACK CTaskBarWindow::WndProc(HWND hWnd, UINT uMessage, WPARAM wParam
         break;
     case WM_SFT_DROP_WINDOW:
         pWindow->OnSftDropWindow(wParam, lParam);
+        break;
+    case WM_JOIN_SESSION_STATE:
+        pWindow->OnJoinSessionState(wParam);
         break;
     case WM_CHAT_AGENT_ALIVE:
         return 1;
@@ -279,4 +284,47 @@ void CTaskBarWindow::OnShowOneTimeAgentBalloon()
 {
     TK_LOG_DEBUG(g_pLogger, L"WM_SHOW_ONE_TIME_AGENT_BALLON");
     ShowTrayBalloonMsg(LoadResourceText(IDS_ONE_TIME_BALLOON, MAX_BALLOON_TEXT).c_str());
+}
+
+// The service has taken over: whatever it says, an open join dialog has done its part.
+void CTaskBarWindow::OnJoinSessionState(WPARAM wState)
+{
+    if (g_hJoinAttendedSessionDlg != nullptr)
+    {
+        TK_LOG_DEBUG(g_pLogger, L"PostMessage WM_HIDE_JOIN_INTERNET_SESSION_DLG.");
+        PostMessageW(g_hJoinAttendedSessionDlg, WM_HIDE_JOIN_INTERNET_SESSION_DLG, 0, 0);
+    }
+    switch (wState)
+    {
+    case JOIN_SESSION_SHOW_WAIT:
+        TK_LOG_INFO(g_pLogger, L"Displaying Join Internet Session Wait Dialog.");
+        ShowJoinWaitDlg();
+        break;
+    case JOIN_SESSION_CLOSE_WAIT:
+        TK_LOG_INFO(g_pLogger, L"Destroying Join Internet Session Wait Dialog.");
+        DestroyOwnWindow(&m_hJoinWaitDlg);
+        break;
+    case JOIN_SESSION_CANCEL:
+        TK_LOG_INFO(g_pLogger, L"Canceling OTI connection attempt.");
+        CancelReverseConnection();
+        break;
+    default:
+        break;
+    }
+}
+
+void CTaskBarWindow::ShowJoinWaitDlg()
+{
+    DestroyOwnWindow(&m_hJoinWaitDlg);
+    m_hJoinWaitDlg = CreateDialogParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_CONNECT_IN_PROGRESS), m_hWnd,
+                                        ConnectInProgressProc, 0);
+    ShowWindow(m_hJoinWaitDlg, SW_SHOW);
+}
+
+void CTaskBarWindow::CancelReverseConnection()
+{
+    MSG_REVERSE_CONNECTION record = {};
+    record.dwType = MSG_TYPE_REVERSE_CONNECTION;
+    record.dwReverseCode = REVERSE_CODE_CANCEL;
+    SendRecord(record);
 }

@@ -3,8 +3,11 @@
 #include "Include/BoundedText.h"
 #include "TKDAS/SimultanousSessionMutex.h"
 #include "dialogs/AboutDialog.h"
+#include "dialogs/ConnectToClientDialog.h"
+#include "dialogs/CreateInvitationDialog.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
+#include "tests/support/ImportHook.h"
 
 #include <string>
 
@@ -158,6 +161,50 @@ void ShowAboutUnanswered(CTaskBarWindow& window)
     RunAbout(window.m_IpAddresses);
 }
 
+// As it looks when an invitation has been made.
+void CALLBACK FillInvitation(HWND, UINT, UINT_PTR uTimer, DWORD)
+{
+    const HWND hDlg = g_hCreateInvitationDlg;
+    if (hDlg == nullptr)
+    {
+        return;
+    }
+    KillTimer(nullptr, uTimer);
+    SetDlgItemTextW(hDlg, IDC_INVITE_NAME, L"Alice Müller & Sons");
+    for (const int nBox : {IDC_INVITE_VIEW, IDC_INVITE_CONTROL, IDC_INVITE_USE_SECRET, IDC_INVITE_USE_PROXY})
+    {
+        SendDlgItemMessageW(hDlg, nBox, BM_CLICK, 0, 0);
+    }
+    SetDlgItemTextW(hDlg, IDC_INVITE_SECRET, L"not to be seen");
+    SetDlgItemTextW(hDlg, IDC_INVITE_PROXY_HOST, L"proxy.example");
+    SetDlgItemTextW(hDlg, IDC_INVITE_TEXT, Words(600).c_str());
+    EnableCreateWindows(hDlg, TRUE);
+}
+
+void RunInvitation(CTaskBarWindow& window)
+{
+    DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_CREATE_INVITATION), nullptr,
+                    CreateInvitationWndProc, reinterpret_cast<LPARAM>(&window));
+}
+
+void ShowInvitation(CTaskBarWindow& window)
+{
+    window.m_Settings.bInviteOption1015 = window.m_Settings.bInviteOption1016 = 1;
+    window.m_Settings.bInviteOption1017 = window.m_Settings.bInviteOption1010 = 1;
+    RunInvitation(window);
+}
+
+void ShowInvitationMade(CTaskBarWindow& window)
+{
+    SetTimer(nullptr, 0, USER_TIMER_MINIMUM, FillInvitation);
+    ShowInvitation(window);
+}
+
+void ShowInvitationForbidden(CTaskBarWindow& window)
+{
+    RunInvitation(window);
+}
+
 void Ask(CTaskBarWindow& window, UINT uCommand)
 {
     FillList(window, 2);
@@ -210,6 +257,59 @@ void ShowOneTimeMenu(CTaskBarWindow& window)
     g_bOneTimeSession = 1;
     OpenMenu(window);
 }
+
+void ShowConnectToClient(CTaskBarWindow& window)
+{
+    window.m_Settings.bReverseConnectMenu = 1;
+    window.m_Settings.bProxyAllowed = 1;
+    SendMessageW(window.m_hWnd, WM_COMMAND, ID_TRAY_CONNECT_TO_CLIENT, 0);
+}
+
+// In the loop of the dialog, as soon as it is there.
+void CALLBACK FillConnectDialog(HWND, UINT, UINT_PTR uTimer, DWORD)
+{
+    const HWND hDlg = g_hConnectToClientDlg;
+    if (hDlg == nullptr)
+    {
+        return;
+    }
+    KillTimer(nullptr, uTimer);
+    for (const int nBox : {IDC_CONNECT_USE_PROXY, IDC_CONNECT_USE_PROXY_SECRET})
+    {
+        SendDlgItemMessageW(hDlg, nBox, BM_CLICK, 0, 0);
+    }
+    SetDlgItemTextW(hDlg, IDC_CONNECT_HOST, L"a-viewer-with-a-rather-long-name.support.example.com");
+    SetDlgItemTextW(hDlg, IDC_CONNECT_PROXY_HOST, L"proxy.example.com");
+    SetDlgItemTextW(hDlg, IDC_CONNECT_PROXY_SECRET, L"open sesame");
+}
+
+void ShowConnectThroughProxy(CTaskBarWindow& window)
+{
+    SetTimer(nullptr, 0, USER_TIMER_MINIMUM, FillConnectDialog);
+    ShowConnectToClient(window);
+}
+
+void ShowJoin(CTaskBarWindow& window)
+{
+    SendMessageW(window.m_hWnd, WM_COMMAND, ID_TRAY_JOIN_SESSION, 0);
+}
+
+int WINAPI PretendFineScreen(HDC, int)
+{
+    constexpr int FINE_SCREEN = 144; // dots per inch
+    return FINE_SCREEN;
+}
+
+void ShowJoinFine(CTaskBarWindow& window)
+{
+    const ImportHook<decltype(GetDeviceCaps)> hook("gdi32.dll", "GetDeviceCaps", &PretendFineScreen);
+    ShowJoin(window);
+}
+
+void ShowConnectInProgress(CTaskBarWindow& window)
+{
+    SendMessageW(window.m_hWnd, WM_JOIN_SESSION_STATE, JOIN_SESSION_SHOW_WAIT, 0);
+}
 } // namespace
 
 const EXHIBIT g_exhibits[] = {
@@ -231,5 +331,13 @@ const EXHIBIT g_exhibits[] = {
     {L"ask-exit", L"question before the agent ends", ShowExitQuestion},
     {L"ask-join", L"warning that a session is in progress", ShowJoinWarning},
     {L"service-message", L"message of the service", ShowServiceMessage},
+    {L"connect", L"Connect to client", ShowConnectToClient},
+    {L"connect-proxy", L"the same with a proxy and all fields full", ShowConnectThroughProxy},
+    {L"join", L"Join attended session", ShowJoin},
+    {L"join-fine", L"the same with the banner for finer screens", ShowJoinFine},
+    {L"connecting", L"the waiting window", ShowConnectInProgress},
+    {L"invitation", L"Create invitation, as it opens", ShowInvitation},
+    {L"invitation-made", L"Create invitation with a finished text", ShowInvitationMade},
+    {L"invitation-forbidden", L"Create invitation where the settings allow nothing", ShowInvitationForbidden},
     {nullptr, nullptr, nullptr},
 };

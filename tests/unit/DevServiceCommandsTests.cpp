@@ -605,9 +605,9 @@ TEST_F(DevServiceCommands, HelpListsEveryCommandInOrder)
     ExpectHeld(L"help");
     size_t nLast = 0;
     for (const wchar_t* const pszName :
-         {L"addresses", L"agent", L"answers", L"connect", L"count", L"disconnect", L"effects", L"exit",
-          L"list", L"listen", L"lock-state", L"marker", L"played-session", L"reconfigure", L"settings",
-          L"wallpaper"})
+         {L"addresses", L"agent", L"answers", L"connect", L"count", L"deletions", L"disconnect", L"effects",
+          L"exit", L"invitations", L"list", L"listen", L"lock-state", L"marker", L"played-session",
+          L"reconfigure", L"reverse", L"settings", L"wallpaper"})
     {
         const size_t nFound = Log().find(L" " + std::wstring(pszName) + L" ", nLast);
         ASSERT_NE(nFound, std::wstring::npos) << ToUtf8(pszName);

@@ -341,15 +341,29 @@ void ForEachMenu(HMENU hMenu, const std::function<void(const std::vector<MENU_IT
     look(items);
 }
 
-// What a control's text takes on one line; of controls that show a text of their own.
+bool IsStatic(HWND hControl)
+{
+    wchar_t szClass[16] = {};
+    GetClassNameW(hControl, szClass, static_cast<int>(std::size(szClass)));
+    return lstrcmpiW(szClass, L"Static") == 0;
+}
+
+// What a control's text takes, on one line or, where the control has room for more, on several; of controls
+// that show a text of their own.
 SIZE NeededSize(HWND hControl)
 {
     const std::wstring text = TextOf(hControl);
+    RECT client = {};
+    GetClientRect(hControl, &client);
     const HDC hDC = GetDC(hControl);
     const HGDIOBJ hOldFont =
         SelectObject(hDC, reinterpret_cast<HGDIOBJ>(SendMessageW(hControl, WM_GETFONT, 0, 0)));
-    RECT rect = {};
-    DrawTextW(hDC, text.c_str(), static_cast<int>(text.size()), &rect, DT_CALCRECT);
+    TEXTMETRICW metrics = {};
+    GetTextMetricsW(hDC, &metrics);
+    const bool bWraps = IsStatic(hControl) && client.bottom >= 2 * metrics.tmHeight;
+    RECT rect = {0, 0, static_cast<LONG>(client.right / ROOM_TO_SPARE), 0};
+    DrawTextW(hDC, text.c_str(), static_cast<int>(text.size()), &rect,
+              static_cast<UINT>(bWraps ? DT_CALCRECT | DT_WORDBREAK : DT_CALCRECT));
     SelectObject(hDC, hOldFont);
     ReleaseDC(hControl, hDC);
     return text.empty() ? SIZE{0, 0} : SIZE{rect.right, rect.bottom};
@@ -484,7 +498,15 @@ TEST_P(LanguageModule, HoldsTheDialogsWithTheirControls)
 {
     const std::map<std::wstring, std::set<int>> expected = {
         {L"#102", {IDC_NOTIFY_BODY, IDC_NOTIFY_HEAD, IDC_NOTIFY_DISCONNECT}},
-        {L"#106", {IDOK, IDC_ABOUT_ICON, IDC_ABOUT_TEXT, IDC_ABOUT_VERSION, IDC_ABOUT_COPY}}};
+        {L"#106", {IDOK, IDC_ABOUT_ICON, IDC_ABOUT_TEXT, IDC_ABOUT_VERSION, IDC_ABOUT_COPY}},
+        {L"#132",
+         {IDOK, IDCANCEL, IDC_CONNECT_USE_PROXY, IDC_CONNECT_USE_PROXY_SECRET, IDC_CONNECT_PROXY_SECRET,
+          IDC_CONNECT_HOST, IDC_CONNECT_PORT, IDC_CONNECT_DEFAULT_PORTS, IDC_CONNECT_PROXY_HOST,
+          IDC_CONNECT_PROXY_PORT}},
+        {L"#134", {IDOK, IDCANCEL, IDC_JOIN_INVITATION, IDC_JOIN_HELP, IDC_JOIN_HINT, IDC_JOIN_BANNER}},
+        {L"#136", {IDCANCEL, IDC_PROGRESS_BAR}},
+        {L"#115", {IDCANCEL, 4,    5,    8,    10,   12,   1006, 1007, 1008, 1009, 1010,
+                   1011,     1012, 1015, 1016, 1017, 1018, 1019, 1022, 1023, 1024}}};
     const ModuleTexts texts = ReadModule(m_module.get());
     for (const auto& [dialog, ids] : expected)
     {

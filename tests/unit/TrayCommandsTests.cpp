@@ -1,5 +1,6 @@
 #include "Include/BoundedText.h"
 #include "TKDAS/SimultanousSessionMutex.h"
+#include "dialogs/CreateInvitationDialog.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
 #include "tests/support/AgentFolder.h"
@@ -276,6 +277,38 @@ TEST_F(TrayCommandTest, AboutOpensWithoutAnAnswerAfterAboutFiveSeconds)
     Choose(ID_TRAY_ABOUT);
     ASSERT_EQ(g_dialogs.size(), 1U);
     EXPECT_GE(g_dialogs[0].when - chosen, std::chrono::milliseconds(4900));
+}
+
+TEST_F(TrayCommandTest, AnInvitationIsMadeWithTheSettingsOfTheMoment)
+{
+    std::future<LRESULT> chosen =
+        std::async(std::launch::async, [this] { return Choose(ID_TRAY_CREATE_INVITATION); });
+    EXPECT_EQ(Receive<MSG_TRAYICON_TYPE_ONLY>().dwType,
+              static_cast<DWORD>(MSG_TYPE_TRAYICON_SETTINGS_REQUEST));
+    EXPECT_TRUE(g_dialogs.empty()) << "not before the answer";
+    MSG_TRAYICON_SETTINGS settings = PlainSettings(MSG_TYPE_TRAYICON_SETTINGS_UPDATE);
+    settings.bInviteOption1017 = 1;
+    Send(settings);
+    chosen.wait();
+    ASSERT_EQ(g_dialogs.size(), 1U);
+    EXPECT_EQ(g_dialogs[0].uTemplate, 115U);
+    EXPECT_EQ(g_dialogs[0].hWndOwner, Window().m_hWnd);
+    EXPECT_EQ(g_dialogs[0].lParam, reinterpret_cast<LPARAM>(&Window()));
+    EXPECT_EQ(Window().m_Settings.bInviteOption1017, 1U);
+}
+
+TEST_F(TrayCommandTest, AnInvitationDialogThatIsOpenIsBroughtToTheTopInstead)
+{
+    OnWindowThread([this] {
+        const CWindow hOpen(
+            CreateWindowExW(0, L"STATIC", nullptr, WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr));
+        g_hCreateInvitationDlg = hOpen.get();
+        Choose(ID_TRAY_CREATE_INVITATION);
+        EXPECT_EQ(GetTopWindow(nullptr), hOpen.get());
+        g_hCreateInvitationDlg = nullptr;
+    });
+    EXPECT_TRUE(g_dialogs.empty());
+    ExpectSilence();
 }
 
 TEST_F(TrayCommandTest, AnotherAnswerEndsTheWaitEarly)

@@ -1,0 +1,75 @@
+#include "dialogs/DialogControls.h"
+
+#include "Include/BoundedText.h"
+#include "Include/Product.h"
+#include "Include/UtilResource.h"
+
+#include <cwchar>
+
+namespace
+{
+constexpr int SECRET_FONT_HEIGHT = 14; // logical units
+constexpr size_t MAX_COMPLAINT = 1024; // characters, terminator included
+
+// Made once and never freed: a control goes on using it until its window is gone.
+HFONT SecretFont()
+{
+    static const HFONT hFont = CreateFontW(SECRET_FONT_HEIGHT, 0, 0, 0, FW_BOLD, FALSE, FALSE, FALSE,
+                                           ANSI_CHARSET, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS,
+                                           DEFAULT_QUALITY, FIXED_PITCH | FF_MODERN, L"Microsoft Sans Serif");
+    return hFont;
+}
+} // namespace
+
+std::wstring ReadControl(HWND hDlg, int nControl, size_t cchText)
+{
+    std::wstring text(cchText, L'\0');
+    text.resize(GetDlgItemTextW(hDlg, nControl, text.data(), static_cast<int>(cchText)));
+    return text;
+}
+
+std::wstring ItemText(HWND hCombo, WPARAM wItem, size_t cchText)
+{
+    const LRESULT cchItem = SendMessageW(hCombo, CB_GETLBTEXTLEN, wItem, 0);
+    if (cchItem <= 0)
+    {
+        return std::wstring();
+    }
+    std::wstring text(static_cast<size_t>(cchItem) + 1, L'\0');
+    SendMessageW(hCombo, CB_GETLBTEXT, wItem, reinterpret_cast<LPARAM>(text.data()));
+    return std::wstring(FixedText(text.data(), text.size()).substr(0, cchText - 1));
+}
+
+void ShowNumber(HWND hDlg, int nControl, DWORD dwNumber)
+{
+    SetDlgItemTextW(hDlg, nControl, std::to_wstring(dwNumber).c_str());
+}
+
+DWORD ParseNumber(const std::wstring& text)
+{
+    return static_cast<DWORD>(std::wcstol(text.c_str(), nullptr, 10));
+}
+
+bool IsTicked(HWND hDlg, int nBox)
+{
+    return IsDlgButtonChecked(hDlg, nBox) == BST_CHECKED;
+}
+
+void EnableControl(HWND hDlg, int nControl, bool bEnable)
+{
+    EnableWindow(GetDlgItem(hDlg, nControl), bEnable ? TRUE : FALSE);
+}
+
+void SetSecretFont(HWND hDlg, int nControl)
+{
+    SendDlgItemMessageW(hDlg, nControl, WM_SETFONT, reinterpret_cast<WPARAM>(SecretFont()), TRUE);
+}
+
+void AskFor(HWND hDlg, UINT uString, int nControl)
+{
+    MessageBoxW(hDlg, LoadResourceText(uString, MAX_COMPLAINT).c_str(), PRODUCT_NAME, MB_ICONINFORMATION);
+    if (const HWND hControl = GetDlgItem(hDlg, nControl); hControl != nullptr)
+    {
+        SetFocus(hControl); // with nothing there the keyboard would have no focus at all
+    }
+}

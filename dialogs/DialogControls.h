@@ -1,0 +1,35 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <cstddef>
+#include <string>
+
+/*
+ * What the dialogs that ask for something do with their controls. A control that the template lacks is passed
+ * over. Main thread.
+ */
+
+/// A control's text, cut to cchText characters, terminator included.
+std::wstring ReadControl(HWND hDlg, int nControl, size_t cchText);
+
+/// A combo box item's text, cut to cchText characters, terminator included; empty when there is no such item.
+std::wstring ItemText(HWND hCombo, WPARAM wItem, size_t cchText);
+
+/// Shows a number in decimal.
+void ShowNumber(HWND hDlg, int nControl, DWORD dwNumber);
+
+/// What a person typed for a number: the digits at its beginning, behind blanks and a sign. Zero without any;
+/// the nearest that fits when there are too many.
+DWORD ParseNumber(const std::wstring& text);
+
+bool IsTicked(HWND hDlg, int nBox);
+
+void EnableControl(HWND hDlg, int nControl, bool bEnable);
+
+/// Gives a control that takes a secret its font.
+void SetSecretFont(HWND hDlg, int nControl);
+
+/// Tells by a text of the language module that something is missing, and moves the focus there.
+void AskFor(HWND hDlg, UINT uString, int nControl);
