@@ -6,8 +6,6 @@
 
 namespace
 {
-constexpr DWORD FEATURE_CREATE_INVITATION = 0x10; // of dwFeatureFlags
-
 constexpr UINT RULED_COMMANDS[] = {ID_TRAY_DISCONNECT_ALL,    ID_TRAY_SETTINGS,     ID_TRAY_CREATE_INVITATION,
                                    ID_TRAY_CONNECT_TO_CLIENT, ID_TRAY_JOIN_SESSION, ID_TRAY_EXIT};
 

@@ -13,6 +13,9 @@
  * What the tray menu offers, decided from plain values. CTaskBarWindow shows it and carries the choice out.
  */
 
+// MSG_TRAYICON_SETTINGS::dwFeatureFlags: invitations may be created.
+constexpr DWORD FEATURE_CREATE_INVITATION = 0x10;
+
 struct TRAY_MENU_STATE
 {
     DWORD dwConnectCount = 0;

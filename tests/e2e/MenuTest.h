@@ -6,6 +6,7 @@
 #include "Include/BoundedText.h"
 #include "devservice/Person.h"
 #include "tray/TKDASTWindow.h"
+#include "tray/TrayMenu.h"
 
 #include <string_view>
 
@@ -36,14 +37,13 @@ class MenuTest : public AgentTest
     /// connection.
     static MSG_TRAYICON_SETTINGS MenuSettings(DWORD dwType = MSG_TYPE_TRAYICON_SETTINGS)
     {
-        constexpr DWORD INVITATIONS_OFFERED = 0x10; // of dwFeatureFlags
         MSG_TRAYICON_SETTINGS settings = {};
         settings.dwType = dwType;
         settings.dwTrayIcon = TRAY_ICON_SHOWN;
         settings.dwDefaultConnectionType = ORDINARY_CONNECTION_TYPE;
         settings.bDisconnectMenu = 1;
         settings.bInvitationMenu = 1;
-        settings.dwFeatureFlags = INVITATIONS_OFFERED;
+        settings.dwFeatureFlags = FEATURE_CREATE_INVITATION;
         CopyText(settings.szLanguage, L"en");
         return settings;
     }

@@ -8,6 +8,7 @@
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
+#include "tray/TrayMenu.h"
 
 #include <string>
 
@@ -241,7 +242,7 @@ void OpenMenu(CTaskBarWindow& window)
     MSG_TRAYICON_SETTINGS& settings = window.m_Settings;
     settings.bSettingsMenu = 1;
     settings.bInvitationMenu = 1;
-    settings.dwFeatureFlags = 0x10;
+    settings.dwFeatureFlags = FEATURE_CREATE_INVITATION;
     settings.bReverseConnectMenu = 1;
     SetCursorPos(300, 200);
     SendMessageW(window.m_hWnd, WM_TRAY_NOTIFY, TRAY_ICON_ID, WM_RBUTTONUP);
