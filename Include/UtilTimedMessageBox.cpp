@@ -8,6 +8,20 @@ const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("UtilTimedMessageBox");
 
 HWND g_hWndToEnable = nullptr;
 bool g_bTimedOut = false;
+int g_nDialogs = 0;         // that are up now
+int g_nDialogsBelow = 0;    // that were up when the box came
+bool g_bTimeOutDue = false; // it came while a dialog lay over the box
+
+void EndBox()
+{
+    TK_LOG_INFO(g_pLogger, L"MessageBoxTimer fired. Posting WM_QUIT.");
+    g_bTimedOut = true;
+    if (g_hWndToEnable != nullptr)
+    {
+        EnableWindow(g_hWndToEnable, TRUE);
+    }
+    PostQuitMessage(0);
+}
 
 // The box ends on the quit message and leaves it in the queue, where it would end the caller's loop as well.
 void EatQuitMessage()
@@ -28,9 +42,12 @@ int TimedMessageBox(HWND hWnd, const wchar_t* pszText, const wchar_t* pszCaption
     const TKLogBlock block(L"TimedMessageBox", g_pLogger);
     g_hWndToEnable = hWnd != nullptr && IsWindowEnabled(hWnd) ? hWnd : nullptr;
     g_bTimedOut = false;
+    g_bTimeOutDue = false;
+    g_nDialogsBelow = g_nDialogs;
     const UINT_PTR uTimer = SetTimer(nullptr, 0, dwTimeoutMs, MessageBoxTimer);
     const int nResult = MessageBoxW(hWnd, pszText, pszCaption, uType);
     KillTimer(nullptr, uTimer);
+    g_bTimeOutDue = false;
     if (g_bTimedOut)
     {
         EatQuitMessage();
@@ -40,11 +57,24 @@ int TimedMessageBox(HWND hWnd, const wchar_t* pszText, const wchar_t* pszCaption
 
 void CALLBACK MessageBoxTimer(HWND, UINT, UINT_PTR, DWORD)
 {
-    TK_LOG_INFO(g_pLogger, L"MessageBoxTimer fired. Posting WM_QUIT.");
-    g_bTimedOut = true;
-    if (g_hWndToEnable != nullptr)
+    g_bTimeOutDue = g_nDialogs > g_nDialogsBelow;
+    if (!g_bTimeOutDue)
     {
-        EnableWindow(g_hWndToEnable, TRUE);
+        EndBox();
     }
-    PostQuitMessage(0);
+}
+
+CModalDialogScope::CModalDialogScope()
+{
+    ++g_nDialogs;
+}
+
+CModalDialogScope::~CModalDialogScope()
+{
+    --g_nDialogs;
+    if (g_bTimeOutDue && g_nDialogs <= g_nDialogsBelow)
+    {
+        g_bTimeOutDue = false;
+        EndBox();
+    }
 }

@@ -1,6 +1,9 @@
 #include "devservice/Person.h"
 
+#include "Include/Clipboard.h"
 #include "tray/TKDASTWindow.h"
+
+#include <shellapi.h>
 
 #include <algorithm>
 #include <iterator>
@@ -92,4 +95,28 @@ bool PressKey(std::wstring_view key)
     keybd_event(*pressed, 0, 0, 0);
     keybd_event(*pressed, 0, KEYEVENTF_KEYUP, 0);
     return true;
+}
+
+std::wstring ClipboardText()
+{
+    const CClipboard clipboard(nullptr);
+    const HANDLE hText = clipboard ? GetClipboardData(CF_TEXT) : nullptr;
+    const char* const pszText = hText != nullptr ? static_cast<const char*>(GlobalLock(hText)) : nullptr;
+    if (pszText == nullptr)
+        return std::wstring();
+    std::wstring text(static_cast<size_t>(MultiByteToWideChar(CP_ACP, 0, pszText, -1, nullptr, 0)), L'\0');
+    MultiByteToWideChar(CP_ACP, 0, pszText, -1, text.data(), static_cast<int>(text.size()));
+    GlobalUnlock(hText);
+    text.pop_back(); // the terminator
+    return text;
+}
+
+std::wstring ClipboardFile()
+{
+    const CClipboard clipboard(nullptr);
+    const HANDLE hFiles = clipboard ? GetClipboardData(CF_HDROP) : nullptr;
+    wchar_t szPath[MAX_PATH] = {};
+    if (hFiles != nullptr)
+        DragQueryFileW(static_cast<HDROP>(hFiles), 0, szPath, MAX_PATH);
+    return szPath;
 }

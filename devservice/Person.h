@@ -28,3 +28,10 @@ bool OpenTrayMenu(HWND hTrayWindow, DWORD dwMilliseconds, const PAUSE_FUNCTION& 
 /// Presses keys, each a letter or one of Escape, Enter, Tab, Up, Down. False for any other word, with nothing
 /// pressed.
 bool PressKey(std::wstring_view key);
+
+/// The text that has been copied, as programs that know only the ANSI code page see it; empty when there is
+/// none.
+std::wstring ClipboardText();
+
+/// The path of the file that has been copied, the first of several; empty when there is none.
+std::wstring ClipboardFile();

@@ -65,6 +65,7 @@ class CScriptRunner
     bool Agent(WORDS words);
     bool Agents(WORDS words);
     bool Answers(WORDS words);
+    bool Clipboard(WORDS words);
     bool Close(WORDS words);
     bool Connect(WORDS words);
     bool Count(WORDS words);
@@ -76,6 +77,7 @@ class CScriptRunner
     bool Exit(WORDS words);
     bool Expect(WORDS words);
     bool ExpectExit(WORDS words);
+    bool File(WORDS words);
     bool Forget(WORDS words);
     bool Handshake(WORDS words);
     bool Help(WORDS words);
@@ -117,6 +119,8 @@ class CScriptRunner
     bool ExpectRecord(unsigned int uAgent, const EXPECTATION& expectation);
     bool ExpectNothing(unsigned int uAgent, const EXPECTATION& expectation);
     bool ExpectClosed(unsigned int uAgent, const EXPECTATION& expectation);
+    bool AwaitOutcome(WORDS words, std::wstring_view what, const std::wstring& wanted,
+                      const std::function<std::wstring()>& read);
     bool PauseWhileWaiting(DWORD dwMilliseconds);
     bool ReadMilliseconds(WORDS words, DWORD& dwMilliseconds);
     bool ReadNumber(std::wstring_view text, DWORD& dwValue);

@@ -223,6 +223,7 @@ class CTaskBarWindow
     void OnConnectToClient();
     void OnCreateInvitation();
     void OnJoinSession();
+    INT_PTR RunDialog(UINT uTemplate, DLGPROC pfnDialog, void* pParameter) const;
     bool TakeInvitation(MSG_REVERSE_CONNECTION& record) const;
     bool IsJoinWanted() const;
     void RequestReverseConnection(MSG_REVERSE_CONNECTION& record);

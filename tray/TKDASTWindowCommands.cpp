@@ -158,14 +158,21 @@ void CTaskBarWindow::OnExit()
     DestroyWindow(m_hWnd);
 }
 
+// pParameter goes to the dialog as its initial parameter. Returns what the dialog ended with.
+INT_PTR CTaskBarWindow::RunDialog(UINT uTemplate, DLGPROC pfnDialog, void* pParameter) const
+{
+    const CModalDialogScope scope;
+    return DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(uTemplate), m_hWnd, pfnDialog,
+                           reinterpret_cast<LPARAM>(pParameter));
+}
+
 void CTaskBarWindow::OnAbout()
 {
     m_bServiceReplied = 0;
     MSG_TRAYICON_TYPE_ONLY request = {MSG_TYPE_TRAYICON_IP_ADDRESSES};
     SendRecord(request);
     AwaitServiceReply();
-    DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_ABOUT), m_hWnd, AboutWndProc,
-                    reinterpret_cast<LPARAM>(&m_IpAddresses));
+    RunDialog(IDD_ABOUT, AboutWndProc, &m_IpAddresses);
     m_bDialogReserved = 0;
 }
 
@@ -182,8 +189,7 @@ void CTaskBarWindow::OnConnectToClient()
     }
     MSG_REVERSE_CONNECTION record = {};
     record.bProxyAllowed = m_Settings.bProxyAllowed;
-    if (DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_CONNECT_TO_CLIENT), m_hWnd, ConnectToClient,
-                        reinterpret_cast<LPARAM>(&record)) == IDOK)
+    if (RunDialog(IDD_CONNECT_TO_CLIENT, ConnectToClient, &record) == IDOK)
     {
         RequestReverseConnection(record);
     }
@@ -202,8 +208,7 @@ void CTaskBarWindow::OnCreateInvitation()
     MSG_TRAYICON_TYPE_ONLY request = {MSG_TYPE_TRAYICON_SETTINGS_REQUEST};
     SendRecord(request);
     AwaitServiceReply();
-    DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_CREATE_INVITATION), m_hWnd,
-                    CreateInvitationWndProc, reinterpret_cast<LPARAM>(this));
+    RunDialog(IDD_CREATE_INVITATION, CreateInvitationWndProc, this);
 }
 
 void CTaskBarWindow::OnJoinSession()
@@ -235,8 +240,7 @@ bool CTaskBarWindow::TakeInvitation(MSG_REVERSE_CONNECTION& record) const
         BringWindowToTop(g_hJoinAttendedSessionDlg);
         return false;
     }
-    return DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_JOIN_ATTENDED_SESSION), m_hWnd,
-                           JoinAttendedSessionProc, reinterpret_cast<LPARAM>(&record)) == IDOK;
+    return RunDialog(IDD_JOIN_ATTENDED_SESSION, JoinAttendedSessionProc, &record) == IDOK;
 }
 
 // In progress it is even when the service can't be told: only its word ends the attempt.
@@ -253,6 +257,7 @@ bool CTaskBarWindow::IsJoinWanted() const
     {
         return true;
     }
+    const CModalDialogScope scope;
     return MessageBoxW(m_hWnd, QuestionText(IDS_ASK_JOIN_IN_SESSION).c_str(),
                        QuestionText(IDS_ASK_TITLE).c_str(),
                        MB_TOPMOST | MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2) == IDYES;
@@ -296,6 +301,10 @@ int CTaskBarWindow::ShowBox(HWND hOwner, const std::wstring& text, const std::ws
     m_bBoxOpen = true;
     const int nAnswer = TimedMessageBox(hOwner, text.c_str(), title.c_str(), uType, dwTimeoutMs);
     m_bBoxOpen = false;
+    if (!IsWindow(m_hWnd)) // it went while the box timed out, and its quit message was taken for the box's
+    {
+        PostQuitMessage(EXIT_AGENT_ENDED);
+    }
     if (m_bServiceMessageDue)
     {
         m_bServiceMessageDue = false;

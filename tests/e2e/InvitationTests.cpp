@@ -1,10 +1,8 @@
 #include "tests/e2e/MenuTest.h"
 
 #include "Include/BoundedText.h"
-#include "Include/Clipboard.h"
+#include "devservice/Person.h"
 #include "resources/resource.h"
-
-#include <shellapi.h>
 
 #include <cstring>
 #include <filesystem>
@@ -32,31 +30,6 @@ bool WaitUntil(const std::function<bool()>& test)
         Sleep(LOOK_MS);
     }
     return false;
-}
-
-std::string CopiedText()
-{
-    const CClipboard clipboard(nullptr);
-    const HANDLE hText = clipboard ? GetClipboardData(CF_TEXT) : nullptr;
-    if (hText == nullptr)
-    {
-        return "";
-    }
-    std::string text = static_cast<const char*>(GlobalLock(hText));
-    GlobalUnlock(hText);
-    return text;
-}
-
-std::wstring CopiedFile()
-{
-    const CClipboard clipboard(nullptr);
-    const HANDLE hFiles = clipboard ? GetClipboardData(CF_HDROP) : nullptr;
-    wchar_t szPath[MAX_PATH] = {};
-    if (hFiles != nullptr)
-    {
-        DragQueryFileW(static_cast<HDROP>(hFiles), 0, szPath, MAX_PATH);
-    }
-    return szPath;
 }
 
 // What an invitation's file holds, character for character.
@@ -133,11 +106,11 @@ TEST_F(InvitationTest, AnInvitationIsMadeCopiedSavedAndDeleted)
     ASSERT_NO_FATAL_FAILURE(Create());
 
     Click(IDC_INVITE_COPY_TEXT);
-    EXPECT_TRUE(WaitUntil([] { return CopiedText() == INVITATION; }));
+    EXPECT_TRUE(WaitUntil([] { return ClipboardText() == L"join me\r\nsoon"; }));
 
     Click(IDC_INVITE_COPY_FILE);
-    ASSERT_TRUE(WaitUntil([] { return !CopiedFile().empty(); }));
-    const std::filesystem::path copied = CopiedFile();
+    ASSERT_TRUE(WaitUntil([] { return !ClipboardFile().empty(); }));
+    const std::filesystem::path copied = ClipboardFile();
     m_files.push_back(copied);
     EXPECT_EQ(copied.filename(), m_name + L".inv");
     EXPECT_EQ(FileText(copied), L"join me\r\nsoon");

@@ -21,5 +21,5 @@ int WINAPI BoxTrace::Record(HWND hWnd, LPCWSTR pszText, LPCWSTR pszTitle, UINT u
     {
         whileOpen();
     }
-    return IDOK;
+    return s_pThis->m_nAnswer;
 }

@@ -18,7 +18,7 @@ struct SHOWN_MESSAGE
     UINT uType;
 };
 
-/// Answers message boxes at once, with OK, for as long as the object lives. One at a time.
+/// Answers message boxes at once, for as long as the object lives. One at a time.
 class BoxTrace
 {
   public:
@@ -30,6 +30,8 @@ class BoxTrace
     /// On the thread that shows boxes, or when it shows none.
     const std::vector<SHOWN_MESSAGE>& Boxes() const { return m_boxes; }
     void Forget() { m_boxes.clear(); }
+
+    int m_nAnswer = IDOK;
 
     /// Runs while the next box is open.
     std::function<void()> m_whileOpen;

@@ -2,10 +2,12 @@
 #include "TKDAS/SimultanousSessionMutex.h"
 #include "dialogs/CreateInvitationDialog.h"
 #include "resources/resource.h"
+#include "Include/UtilTimedMessageBox.h"
 #include "startup/TKDAST.h"
 #include "tests/support/AgentFolder.h"
 #include "tests/support/ImportHook.h"
 #include "tests/unit/AgentHarness.h"
+#include "tests/unit/BoxTrace.h"
 
 #include <gtest/gtest.h>
 
@@ -23,33 +25,6 @@ namespace
 {
 using Clock = std::chrono::steady_clock;
 
-struct SHOWN_BOX
-{
-    HWND hWndOwner;
-    std::wstring text;
-    std::wstring title;
-    UINT uType;
-};
-
-/// What the user answers, and what was asked.
-struct BOX_SCRIPT
-{
-    int nAnswer = IDYES;
-    std::function<void()> whileOpen;
-    std::vector<SHOWN_BOX> boxes;
-};
-BOX_SCRIPT g_boxes;
-
-int WINAPI PlayBox(HWND hWnd, LPCWSTR pszText, LPCWSTR pszTitle, UINT uType)
-{
-    g_boxes.boxes.push_back({hWnd, pszText, pszTitle, uType});
-    if (g_boxes.whileOpen)
-    {
-        std::exchange(g_boxes.whileOpen, nullptr)();
-    }
-    return g_boxes.nAnswer;
-}
-
 struct DIALOG_CALL
 {
     UINT uTemplate;
@@ -58,12 +33,17 @@ struct DIALOG_CALL
     Clock::time_point when;
 };
 std::vector<DIALOG_CALL> g_dialogs;
+std::function<void()> g_whileDialog; // runs while the next dialog is open
 
 INT_PTR WINAPI RecordDialog(HINSTANCE hModule, LPCWSTR pszTemplate, HWND hWndOwner, DLGPROC, LPARAM lParam)
 {
     EXPECT_EQ(hModule, g_hResourceModule.load());
     g_dialogs.push_back(
         {static_cast<UINT>(reinterpret_cast<ULONG_PTR>(pszTemplate)), hWndOwner, lParam, Clock::now()});
+    if (const std::function<void()> whileDialog = std::exchange(g_whileDialog, nullptr); whileDialog)
+    {
+        whileDialog();
+    }
     return 0;
 }
 
@@ -73,7 +53,7 @@ class TrayCommandTest : public AgentHarness
     void SetUp() override
     {
         AgentHarness::SetUp();
-        g_boxes = BOX_SCRIPT();
+        m_boxes.m_nAnswer = IDYES;
         g_dialogs.clear();
         g_hResourceModule = m_hResources.get();
     }
@@ -100,7 +80,7 @@ class TrayCommandTest : public AgentHarness
 
     const CModule m_hResources{LoadLibraryExW((StageFolder() / L"TKDASTRES.dll").c_str(), nullptr,
                                               LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE)};
-    ImportHook<decltype(MessageBoxW)> m_box{"user32.dll", "MessageBoxW", &PlayBox};
+    BoxTrace m_boxes;
     ImportHook<decltype(DialogBoxParamW)> m_dialog{"user32.dll", "DialogBoxParamW", &RecordDialog};
 };
 
@@ -136,8 +116,8 @@ TEST_F(TrayCommandTest, DisconnectAllAsksForTheCountOfConnectionsAndSendsOnYes)
 {
     Window().m_Connection.dwConnectCount = 12;
     Choose(ID_TRAY_DISCONNECT_ALL);
-    ASSERT_EQ(g_boxes.boxes.size(), 1U);
-    const SHOWN_BOX& box = g_boxes.boxes[0];
+    ASSERT_EQ(m_boxes.Boxes().size(), 1U);
+    const SHOWN_MESSAGE& box = m_boxes.Boxes()[0];
     EXPECT_EQ(box.uType, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
     EXPECT_EQ(box.hWndOwner, nullptr);
     EXPECT_NE(box.text.find(L"12"), std::wstring::npos);
@@ -151,7 +131,7 @@ TEST_F(TrayCommandTest, DisconnectAllAsksForTheCountOfConnectionsAndSendsOnYes)
 TEST_F(TrayCommandTest, DisconnectAllWithNobodyConnectedAsksNothing)
 {
     Choose(ID_TRAY_DISCONNECT_ALL);
-    EXPECT_TRUE(g_boxes.boxes.empty());
+    EXPECT_TRUE(m_boxes.Boxes().empty());
     ExpectSilence();
 }
 
@@ -160,11 +140,11 @@ TEST_F(TrayCommandTest, AQuestionThatIsRefusedOrLeftUnansweredChangesNothing)
     Window().m_Connection.dwConnectCount = 1;
     for (const int nAnswer : {IDNO, IDCANCEL, NO_ANSWER})
     {
-        g_boxes.nAnswer = nAnswer;
+        m_boxes.m_nAnswer = nAnswer;
         Choose(ID_TRAY_DISCONNECT_ALL);
         Choose(ID_TRAY_EXIT);
     }
-    EXPECT_EQ(g_boxes.boxes.size(), 6U);
+    EXPECT_EQ(m_boxes.Boxes().size(), 6U);
     ExpectSilence();
     EXPECT_TRUE(IsWindow(Window().m_hWnd));
     EXPECT_EQ(g_nExitCode, EXIT_AGENT_ENDED);
@@ -176,7 +156,7 @@ TEST_F(TrayCommandTest, ExitWithNobodyConnectedAsksNothingAndEndsTheAgent)
     Receive<MSG_TRAYICON_DESKTOP_USER_INFORMATION>();
     m_trace.Forget();
     Choose(ID_TRAY_EXIT);
-    EXPECT_TRUE(g_boxes.boxes.empty());
+    EXPECT_TRUE(m_boxes.Boxes().empty());
     MSG_TRAYICON_EXIT expected = {};
     expected.dwType = MSG_TYPE_TRAYICON_EXIT;
     ExpectRecord(expected);
@@ -189,37 +169,80 @@ TEST_F(TrayCommandTest, ExitWithSomebodyConnectedAsksFirst)
 {
     Window().m_Connection.dwConnectCount = 3;
     Choose(ID_TRAY_EXIT);
-    ASSERT_EQ(g_boxes.boxes.size(), 1U);
-    EXPECT_EQ(g_boxes.boxes[0].uType, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
-    EXPECT_NE(g_boxes.boxes[0].text.find(L'3'), std::wstring::npos);
+    ASSERT_EQ(m_boxes.Boxes().size(), 1U);
+    EXPECT_EQ(m_boxes.Boxes()[0].uType, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
+    EXPECT_NE(m_boxes.Boxes()[0].text.find(L'3'), std::wstring::npos);
     EXPECT_EQ(Receive<MSG_TRAYICON_EXIT>().dwType, static_cast<DWORD>(MSG_TYPE_TRAYICON_EXIT));
 }
 
 TEST_F(TrayCommandTest, ASecondQuestionWhileOneIsOpenIsANo)
 {
     Window().m_Connection.dwConnectCount = 1;
-    g_boxes.nAnswer = IDNO;
-    g_boxes.whileOpen = [this] {
+    m_boxes.m_nAnswer = IDNO;
+    m_boxes.m_whileOpen = [this] {
         SendMessageW(Window().m_hWnd, WM_COMMAND, ID_TRAY_EXIT, 0);
         SendMessageW(Window().m_hWnd, WM_COMMAND, ID_TRAY_DISCONNECT_ALL, 0);
     };
     Choose(ID_TRAY_DISCONNECT_ALL);
-    EXPECT_EQ(g_boxes.boxes.size(), 1U);
+    EXPECT_EQ(m_boxes.Boxes().size(), 1U);
     ExpectSilence();
     Choose(ID_TRAY_DISCONNECT_ALL);
-    EXPECT_EQ(g_boxes.boxes.size(), 2U) << "the next one is asked again";
+    EXPECT_EQ(m_boxes.Boxes().size(), 2U) << "the next one is asked again";
+}
+
+// Both ends post a quit message, the system keeps one, and the box takes that for its own.
+TEST_F(TrayCommandTest, AnAgentThatGoesWhileABoxTimesOutStillEnds)
+{
+    Window().m_Connection.dwConnectCount = 1;
+    m_boxes.m_nAnswer = NO_ANSWER;
+    m_boxes.m_whileOpen = [this] {
+        MessageBoxTimer(nullptr, WM_TIMER, 0, 0);
+        DestroyWindow(Window().m_hWnd);
+    };
+    bool bQuit = false;
+    OnWindowThread([&] {
+        Choose(ID_TRAY_DISCONNECT_ALL);
+        MSG message = {};
+        bQuit = PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_NOREMOVE) != FALSE;
+    });
+    EXPECT_TRUE(bQuit);
+}
+
+TEST_F(TrayCommandTest, ABoxUnderADialogWaitsUntilTheDialogHasGone)
+{
+    Window().m_Connection.dwConnectCount = 1;
+    Window().m_bServiceReplied = 1;
+    m_boxes.m_nAnswer = NO_ANSWER;
+    bool bQuitInDialog = true;
+    bool bQuitBehindDialog = false;
+    const auto isQuitDue = [] {
+        MSG message = {};
+        return PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_NOREMOVE) != FALSE;
+    };
+    g_whileDialog = [&] {
+        MessageBoxTimer(nullptr, WM_TIMER, 0, 0);
+        bQuitInDialog = isQuitDue();
+    };
+    m_boxes.m_whileOpen = [&] {
+        Choose(ID_TRAY_CREATE_INVITATION);
+        bQuitBehindDialog = isQuitDue();
+    };
+    Choose(ID_TRAY_DISCONNECT_ALL);
+    EXPECT_EQ(g_dialogs.size(), 1U);
+    EXPECT_FALSE(bQuitInDialog);
+    EXPECT_TRUE(bQuitBehindDialog);
 }
 
 TEST_F(TrayCommandTest, AServiceMessageDuringAQuestionIsShownBehindIt)
 {
     Window().m_Connection.dwConnectCount = 1;
-    g_boxes.nAnswer = IDNO;
+    m_boxes.m_nAnswer = IDNO;
     CopyText(Window().m_szServiceMessage, L"The connection was refused.");
-    g_boxes.whileOpen = [this] { SendMessageW(Window().m_hWnd, WM_SHOW_SERVICE_MESSAGE, 0, 0); };
+    m_boxes.m_whileOpen = [this] { SendMessageW(Window().m_hWnd, WM_SHOW_SERVICE_MESSAGE, 0, 0); };
     Choose(ID_TRAY_DISCONNECT_ALL);
     OnWindowThread([] {});
-    ASSERT_EQ(g_boxes.boxes.size(), 2U);
-    EXPECT_EQ(g_boxes.boxes[1].text, L"The connection was refused.");
+    ASSERT_EQ(m_boxes.Boxes().size(), 2U);
+    EXPECT_EQ(m_boxes.Boxes()[1].text, L"The connection was refused.");
 }
 
 TEST_F(TrayCommandTest, AServiceMessageIsShownAsItIsForTwentySeconds)
@@ -227,15 +250,15 @@ TEST_F(TrayCommandTest, AServiceMessageIsShownAsItIsForTwentySeconds)
     for (const DWORD bIsError : {0U, 1U})
     {
         m_trace.Forget();
-        g_boxes.boxes.clear();
+        m_boxes.Forget();
         CopyText(Window().m_szServiceMessage, L"100 %s of %d");
         CopyText(Window().m_szServiceMessageTitle, L"Title %n");
         Window().m_bServiceMessageIsError = bIsError;
         SendMessageW(Window().m_hWnd, WM_SHOW_SERVICE_MESSAGE, 0, 0);
-        ASSERT_EQ(g_boxes.boxes.size(), 1U);
-        EXPECT_EQ(g_boxes.boxes[0].text, L"100 %s of %d");
-        EXPECT_EQ(g_boxes.boxes[0].title, L"Title %n");
-        EXPECT_EQ(g_boxes.boxes[0].uType, bIsError != 0 ? 0x40010U : 0x40040U);
+        ASSERT_EQ(m_boxes.Boxes().size(), 1U);
+        EXPECT_EQ(m_boxes.Boxes()[0].text, L"100 %s of %d");
+        EXPECT_EQ(m_boxes.Boxes()[0].title, L"Title %n");
+        EXPECT_EQ(m_boxes.Boxes()[0].uType, bIsError != 0 ? 0x40010U : 0x40040U);
         EXPECT_EQ(m_trace.Calls("timer"), std::vector<std::string>{"timer 0 20000"});
     }
 }
@@ -335,7 +358,7 @@ TEST_F(TrayCommandTest, AnInvitedAgentJoinsWithItsInvitationAndOnlyOnce)
     CopyText(expected.szInvitation, L"invitation %s");
     const auto received = Receive<MSG_REVERSE_CONNECTION>();
     EXPECT_EQ(memcmp(&received, &expected, sizeof(expected)), 0);
-    EXPECT_TRUE(g_boxes.boxes.empty()) << "no session is in progress";
+    EXPECT_TRUE(m_boxes.Boxes().empty()) << "no session is in progress";
     EXPECT_EQ(Window().m_bReverseInProgress, 1U);
     Choose(ID_TRAY_JOIN_SESSION);
     ExpectSilence();
@@ -349,14 +372,14 @@ TEST_F(TrayCommandTest, JoiningDuringASessionIsWarnedOfAndOnlyYesGoesOn)
         const CSimultanousSessionMutex session(bOti);
         for (const int nAnswer : {IDNO, IDYES})
         {
-            g_boxes.boxes.clear();
-            g_boxes.nAnswer = nAnswer;
+            m_boxes.Forget();
+            m_boxes.m_nAnswer = nAnswer;
             Window().m_bReverseInProgress = 0;
             Choose(ID_TRAY_JOIN_SESSION);
-            ASSERT_EQ(g_boxes.boxes.size(), 1U);
-            EXPECT_EQ(g_boxes.boxes[0].uType,
+            ASSERT_EQ(m_boxes.Boxes().size(), 1U);
+            EXPECT_EQ(m_boxes.Boxes()[0].uType,
                       static_cast<UINT>(MB_TOPMOST | MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2));
-            EXPECT_EQ(g_boxes.boxes[0].hWndOwner, Window().m_hWnd);
+            EXPECT_EQ(m_boxes.Boxes()[0].hWndOwner, Window().m_hWnd);
             if (nAnswer == IDYES)
             {
                 Receive<MSG_REVERSE_CONNECTION>();
@@ -373,7 +396,7 @@ TEST_F(TrayCommandTest, NumbersThatAreNoCommandsDoNothing)
     {
         EXPECT_EQ(Choose(uCommand), 0);
     }
-    EXPECT_TRUE(g_boxes.boxes.empty() && g_dialogs.empty());
+    EXPECT_TRUE(m_boxes.Boxes().empty() && g_dialogs.empty());
     ExpectSilence();
 }
 

@@ -68,6 +68,33 @@ bool IsQuitWaiting()
     return bQuit;
 }
 
+INT_PTR CALLBACK EndWithTimersResult(HWND hDlg, UINT uMessage, WPARAM wParam, LPARAM lParam)
+{
+    if (uMessage == WM_INITDIALOG)
+    {
+        SetTimer(hDlg, 1, static_cast<UINT>(LOWORD(lParam)), nullptr);
+        SetWindowLongPtrW(hDlg, GWLP_USERDATA, HIWORD(lParam));
+    }
+    if (uMessage == WM_TIMER && wParam == 1)
+    {
+        EndDialog(hDlg, GetWindowLongPtrW(hDlg, GWLP_USERDATA));
+    }
+    return FALSE;
+}
+
+// A dialog without controls that ends by itself with that result.
+INT_PTR RunDialogFor(WORD wMilliseconds, WORD wResult)
+{
+    struct
+    {
+        DLGTEMPLATE dialog;
+        WORD awNothing[3]; // menu, class, title
+    } dialogTemplate = {{WS_POPUP | WS_VISIBLE | WS_CAPTION, 0, 0, 0, 0, 60, 20}, {}};
+    const CModalDialogScope scope;
+    return DialogBoxIndirectParamW(nullptr, &dialogTemplate.dialog, nullptr, EndWithTimersResult,
+                                   MAKELONG(wMilliseconds, wResult));
+}
+
 class TimedMessageBoxTest : public testing::Test
 {
   protected:
@@ -180,6 +207,40 @@ TEST_F(TimedMessageBoxTest, ATimeOutOfOneBoxDoesNotReachIntoTheNext)
     const ModalScenario scenario([](HWND hBox) { PostMessageW(hBox, WM_COMMAND, IDNO, 0); });
     EXPECT_EQ(Ask(nullptr, LATER), IDNO);
     EXPECT_EQ(g_nReads, 0);
+}
+
+// The whole of it: a box, a real dialog that a message of the box's loop opens, and the box's time-out
+// meanwhile.
+TEST_F(TimedMessageBoxTest, ADialogOverABoxLivesThroughTheBoxsTimeOut)
+{
+    INT_PTR nDialog = 0;
+    const ModalScenario scenario([&](HWND) { nDialog = RunDialogFor(5 * SOON, 77); });
+    EXPECT_NE(Ask(nullptr, SOON), IDYES);
+    EXPECT_EQ(nDialog, 77);
+    EXPECT_FALSE(IsQuitWaiting());
+    EXPECT_EQ(FindWindowW(L"#32770", L"Title"), nullptr);
+}
+
+TEST_F(TimedMessageBoxTest, ABoxOverADialogTimesOutAsEver)
+{
+    const CModalDialogScope below;
+    EXPECT_NE(Ask(nullptr, SOON), IDYES);
+    EXPECT_FALSE(IsQuitWaiting());
+}
+
+TEST_F(TimedMessageBoxTest, ABoxThatIsAnsweredBehindADialogTakesNoTimeOutWithIt)
+{
+    const ModalScenario scenario([](HWND hBox) {
+        const CModalDialogScope over;
+        MessageBoxTimer(nullptr, WM_TIMER, 0, 0);
+        SendMessageW(hBox, WM_COMMAND, IDYES, 0);
+    });
+    Ask(nullptr, LATER);
+    EXPECT_FALSE(IsQuitWaiting());
+    {
+        const CModalDialogScope later;
+    }
+    EXPECT_FALSE(IsQuitWaiting());
 }
 
 TEST_F(TimedMessageBoxTest, LogsTheTimeOut)
