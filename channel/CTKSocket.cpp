@@ -1,6 +1,7 @@
 #include "channel/CTKSocket.h"
 
 #include <charconv>
+#include <new>
 
 namespace
 {
@@ -224,4 +225,16 @@ int CTKSocket::SetTimeouts(unsigned int nMilliseconds)
 bool IsSocketValid(const CTKSocket* pSocket)
 {
     return pSocket != nullptr && pSocket->GetSocket() != INVALID_SOCKET;
+}
+
+std::shared_ptr<CTKSocket> CreateSharedSocket()
+{
+    try
+    {
+        return std::make_shared<CTKSocket>();
+    }
+    catch (const std::bad_alloc&)
+    {
+        return nullptr;
+    }
 }

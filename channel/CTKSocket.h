@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <memory>
 
 /*
  * The agent's only way to the network, and it is only ever pointed at "localhost". One object is the
@@ -79,3 +80,6 @@ class CTKSocket
 
 /// True if there is an object and it holds a socket. Any thread.
 bool IsSocketValid(const CTKSocket* pSocket);
+
+/// A socket that threads share, each with a reference of its own; null without memory. Any thread.
+std::shared_ptr<CTKSocket> CreateSharedSocket();

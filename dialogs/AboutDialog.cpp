@@ -106,13 +106,7 @@ void OnPaint(HWND hWnd)
     PAINTSTRUCT paint = {};
     const HDC hDC = BeginPaint(hWnd, &paint);
     g_state.background.Paint(hWnd, hDC);
-    if (const HWND hIcon = GetDlgItem(hWnd, IDC_ABOUT_ICON); hIcon != nullptr)
-    {
-        RECT rect = {};
-        GetWindowRect(hIcon, &rect);
-        MapWindowPoints(nullptr, hWnd, reinterpret_cast<POINT*>(&rect), 2);
-        g_state.background.DrawProductIcon(hDC, {rect.left, rect.top});
-    }
+    g_state.background.DrawProductIconAt(hWnd, hDC, IDC_ABOUT_ICON);
     EndPaint(hWnd, &paint);
 }
 

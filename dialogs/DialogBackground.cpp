@@ -1,5 +1,6 @@
 #include "dialogs/DialogBackground.h"
 
+#include "dialogs/DialogControls.h"
 #include "dialogs/GradientFill.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
@@ -89,12 +90,28 @@ void CDialogBackground::DrawProductIcon(HDC hDC, POINT at) const
     DrawIcon(hDC, at.x, at.y, m_hIcon.get());
 }
 
+void CDialogBackground::DrawProductIconAt(HWND hDlg, HDC hDC, int nControl) const
+{
+    if (GetDlgItem(hDlg, nControl) != nullptr)
+    {
+        const RECT place = ControlPlace(hDlg, nControl);
+        DrawProductIcon(hDC, {place.left, place.top});
+    }
+}
+
 INT_PTR CDialogBackground::AnswerControlColor(HWND hDlg, HDC hDC) const
 {
     SetBkMode(hDC, TRANSPARENT);
     SetTextColor(hDC, m_crText);
     SetWindowLongPtrW(hDlg, DWLP_MSGRESULT, 1);
     return m_bGradient ? reinterpret_cast<INT_PTR>(GetStockObject(NULL_BRUSH)) : 0;
+}
+
+INT_PTR CDialogBackground::AnswerPlainControlColor(HWND hDlg, HDC hDC) const
+{
+    SetBkColor(hDC, PLAIN_COLOR);
+    const INT_PTR nBrush = AnswerControlColor(hDlg, hDC);
+    return m_bGradient ? nBrush : reinterpret_cast<INT_PTR>(m_hPlainBrush.get());
 }
 
 void CDialogBackground::LayUnder(HWND hEdit)

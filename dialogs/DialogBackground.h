@@ -16,7 +16,7 @@ class CDialogBackground
     /// At WM_DESTROY.
     void Unload();
 
-    /// Makes the brush that stands in behind text when the gradient has become unavailable.
+    /// Makes the brush that stands in when the gradient has become unavailable, if there is none yet.
     void CreatePlainBrush();
 
     bool HasGradient() const { return m_bGradient; }
@@ -27,8 +27,14 @@ class CDialogBackground
 
     void DrawProductIcon(HDC hDC, POINT at) const;
 
+    /// In the top left corner of a control, where the dialog has it.
+    void DrawProductIconAt(HWND hDlg, HDC hDC, int nControl) const;
+
     /// The dialog procedure's answer to WM_CTLCOLORDLG and WM_CTLCOLORSTATIC.
     INT_PTR AnswerControlColor(HWND hDlg, HDC hDC) const;
+
+    /// The same for a dialog that has the plain colour of its own where there is no gradient.
+    INT_PTR AnswerPlainControlColor(HWND hDlg, HDC hDC) const;
 
     /// Lets a read-only edit control stand on the gradient: it has no background of its own to scroll, so its
     /// part of the dialog's is drawn under it whenever its text moves.

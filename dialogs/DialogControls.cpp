@@ -3,6 +3,7 @@
 #include "Include/BoundedText.h"
 #include "Include/Product.h"
 #include "Include/UtilResource.h"
+#include "dialogs/PaintedFont.h"
 
 #include <cwchar>
 
@@ -18,6 +19,18 @@ HFONT SecretFont()
                                            ANSI_CHARSET, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS,
                                            DEFAULT_QUALITY, FIXED_PITCH | FF_MODERN, L"Microsoft Sans Serif");
     return hFont;
+}
+
+LONG LineHeight(HWND hControl)
+{
+    TEXTMETRICW metrics = {};
+    const HDC hDC = GetDC(hControl);
+    {
+        const CSelectedFont font(hDC, reinterpret_cast<HGDIOBJ>(SendMessageW(hControl, WM_GETFONT, 0, 0)));
+        GetTextMetricsW(hDC, &metrics);
+    }
+    ReleaseDC(hControl, hDC);
+    return metrics.tmHeight;
 }
 } // namespace
 
@@ -48,6 +61,24 @@ void ShowNumber(HWND hDlg, int nControl, DWORD dwNumber)
 DWORD ParseNumber(const std::wstring& text)
 {
     return static_cast<DWORD>(std::wcstol(text.c_str(), nullptr, 10));
+}
+
+RECT ControlPlace(HWND hDlg, int nControl)
+{
+    RECT rect = {};
+    GetWindowRect(GetDlgItem(hDlg, nControl), &rect);
+    MapWindowPoints(nullptr, hDlg, reinterpret_cast<POINT*>(&rect), 2);
+    return rect;
+}
+
+void HideIdleScrollBar(HWND hEdit)
+{
+    RECT room = {};
+    SendMessageW(hEdit, EM_GETRECT, 0, reinterpret_cast<LPARAM>(&room));
+    if (SendMessageW(hEdit, EM_GETLINECOUNT, 0, 0) * LineHeight(hEdit) <= room.bottom - room.top)
+    {
+        ShowScrollBar(hEdit, SB_VERT, FALSE);
+    }
 }
 
 bool IsTicked(HWND hDlg, int nBox)

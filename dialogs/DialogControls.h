@@ -7,7 +7,7 @@
 #include <string>
 
 /*
- * What the dialogs that ask for something do with their controls. A control that the template lacks is passed
+ * What dialogs do with their controls. A control that the template lacks is passed
  * over. Main thread.
  */
 
@@ -23,6 +23,12 @@ void ShowNumber(HWND hDlg, int nControl, DWORD dwNumber);
 /// What a person typed for a number: the digits at its beginning, behind blanks and a sign. Zero without any;
 /// the nearest that fits when there are too many.
 DWORD ParseNumber(const std::wstring& text);
+
+/// Where a control stands in its dialog, in client coordinates.
+RECT ControlPlace(HWND hDlg, int nControl);
+
+/// Takes the scroll bar off an edit control whose text can be seen whole.
+void HideIdleScrollBar(HWND hEdit);
 
 bool IsTicked(HWND hDlg, int nBox);
 

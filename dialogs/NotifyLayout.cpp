@@ -1,8 +1,9 @@
 #include "dialogs/NotifyLayout.h"
 
-#include "Include/Handles.h"
+#include "dialogs/DialogControls.h"
 #include "dialogs/DialogPlacement.h"
 #include "dialogs/NotifyText.h"
+#include "dialogs/PaintedFont.h"
 #include "resources/resource.h"
 
 #include <algorithm>
@@ -19,44 +20,6 @@ static_assert(BODY_FORMAT == 8208);
 constexpr LONG SCREEN_GAP = 8;         // pixels left free around the largest popup
 constexpr LONG WIDTH_STEPS[] = {3, 4}; // halves of the template's width that are tried when the popup is tall
 
-// A font in a device context for one scope.
-class CSelectedFont
-{
-  public:
-    CSelectedFont(HDC hDC, HGDIOBJ hFont) : m_hDC(hDC), m_hPrevious(SelectObject(hDC, hFont)) {}
-    ~CSelectedFont() { SelectObject(m_hDC, m_hPrevious); }
-    CSelectedFont(const CSelectedFont&) = delete;
-    CSelectedFont& operator=(const CSelectedFont&) = delete;
-
-  private:
-    const HDC m_hDC;
-    const HGDIOBJ m_hPrevious;
-};
-
-// The stock font for windows, which no resolution makes larger: above the usual one it is taken in
-// proportion.
-class CBodyFont
-{
-  public:
-    explicit CBodyFont(HDC hDC)
-    {
-        const int nResolution = GetDeviceCaps(hDC, LOGPIXELSY);
-        LOGFONTW font = {};
-        if (nResolution > USER_DEFAULT_SCREEN_DPI &&
-            GetObjectW(GetStockObject(ANSI_VAR_FONT), sizeof(font), &font) != 0)
-        {
-            font.lfHeight = MulDiv(font.lfHeight, nResolution, USER_DEFAULT_SCREEN_DPI);
-            font.lfWidth = 0;
-            m_hLarger.reset(CreateFontIndirectW(&font));
-        }
-    }
-
-    HGDIOBJ get() const { return m_hLarger ? m_hLarger.get() : GetStockObject(ANSI_VAR_FONT); }
-
-  private:
-    CGdiObject m_hLarger;
-};
-
 LONG WidthOf(const RECT& rect)
 {
     return rect.right - rect.left;
@@ -65,14 +28,6 @@ LONG WidthOf(const RECT& rect)
 LONG HeightOf(const RECT& rect)
 {
     return rect.bottom - rect.top;
-}
-
-RECT ControlRect(HWND hWnd, int nControl)
-{
-    RECT rect = {};
-    GetWindowRect(GetDlgItem(hWnd, nControl), &rect);
-    MapWindowPoints(nullptr, hWnd, reinterpret_cast<POINT*>(&rect), 2);
-    return rect;
 }
 
 void MoveControl(HWND hWnd, int nControl, const RECT& rect)
@@ -114,9 +69,9 @@ NOTIFY_LAYOUT ReadLayout(HWND hWnd)
     RECT client = {};
     GetClientRect(hWnd, &client);
     return {{client.right, client.bottom},
-            ControlRect(hWnd, IDC_NOTIFY_HEAD),
-            ControlRect(hWnd, IDC_NOTIFY_BODY),
-            ControlRect(hWnd, IDC_NOTIFY_DISCONNECT)};
+            ControlPlace(hWnd, IDC_NOTIFY_HEAD),
+            ControlPlace(hWnd, IDC_NOTIFY_BODY),
+            ControlPlace(hWnd, IDC_NOTIFY_DISCONNECT)};
 }
 
 NOTIFY_NEED MeasureNeed(HWND hWnd, HDC hDC, const NOTIFY_LAYOUT& layout, const std::wstring& paintedBody)
@@ -128,7 +83,7 @@ NOTIFY_NEED MeasureNeed(HWND hWnd, HDC hDC, const NOTIFY_LAYOUT& layout, const s
         need.nHeadHeight =
             MeasureText(hDC, ReadControlText(hWnd, IDC_NOTIFY_HEAD), WidthOf(layout.head), HEAD_FORMAT);
     }
-    const CBodyFont bodyFont(hDC);
+    const CPaintedFont bodyFont(hDC);
     const CSelectedFont font(hDC, bodyFont.get());
     need.nBodyHeight = MeasureText(hDC, DoubleAmpersands(paintedBody), WidthOf(layout.body), BODY_FORMAT);
     return need;
@@ -208,10 +163,10 @@ void FitNotifyDialog(HWND hWnd, const std::wstring& paintedBody)
 
 void DrawNotifyBody(HWND hWnd, HDC hDC)
 {
-    RECT rect = ControlRect(hWnd, IDC_NOTIFY_BODY);
+    RECT rect = ControlPlace(hWnd, IDC_NOTIFY_BODY);
     const std::wstring text = DoubleAmpersands(ReadControlText(hWnd, IDC_NOTIFY_BODY));
     SetBkMode(hDC, TRANSPARENT);
-    const CBodyFont bodyFont(hDC);
+    const CPaintedFont bodyFont(hDC);
     const CSelectedFont font(hDC, bodyFont.get());
     DrawTextW(hDC, text.c_str(), static_cast<int>(text.size()), &rect, BODY_FORMAT);
 }

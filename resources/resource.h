@@ -29,6 +29,7 @@
 // Dialogs.
 #define IDD_NOTIFY 102 // the notification popup
 #define IDD_ABOUT 106
+#define IDD_PERMISSION 107 // may somebody connect?
 #define IDD_CONNECT_TO_CLIENT 132
 #define IDD_JOIN_ATTENDED_SESSION 134
 #define IDD_CONNECT_IN_PROGRESS 136 // the waiting window
@@ -47,6 +48,12 @@
 #define IDC_ABOUT_TEXT 1005    // the lines about service, network and user
 #define IDC_ABOUT_VERSION 1011 // version and copyright
 #define IDC_ABOUT_COPY 1013    // puts the lines on the clipboard
+
+// Controls of IDD_PERMISSION, beside IDOK, which allows, and IDCANCEL, which denies.
+#define IDC_PERMISSION_TEXT 1001      // what the service says about the request
+#define IDC_PERMISSION_REQUEST 1002   // format, one of IDS_PERMISSION_*: what is asked for
+#define IDC_PERMISSION_ICON 1003      // where the product's icon is drawn
+#define IDC_PERMISSION_COUNTDOWN 1014 // owner-drawn, so that the dialog paints its text
 
 // Controls of IDD_CONNECT_TO_CLIENT, beside IDOK and IDCANCEL. What is typed for a proxy is disabled until
 // its box is ticked.
@@ -109,6 +116,7 @@
 #define IDS_ASK_EXIT 18               // format, the count of connections: question before the agent ends
 #define IDS_ASK_JOIN_IN_SESSION 19    // warning before joining while a session is in progress
 #define IDS_NOTIFY_DISCONNECTED 20    // popup, first line: who follows has left
+#define IDS_PERMISSION_COUNTDOWN 21   // format, a number: the seconds left to answer
 #define IDS_NOTIFY_NOBODY 22          // popup: in place of the list
 #define IDS_REVERSE_FAILED 23         // format, the reason: a host couldn't be reached; host and port follow
 #define IDS_CONNECT_FAILED 25        // the service runs but is out of reach; the reason follows on a new line
@@ -149,6 +157,8 @@
 #define IDS_ONE_TIME_BALLOON 69       // balloon of a one-time agent whose icon has just appeared
 #define IDS_CONNECT_PORT_EMPTY 70     // Connect to client: there is no port
 #define IDS_CONNECT_HOST_EMPTY 71     // Connect to client: there is no host
+#define IDS_PERMISSION_CONTROL 72     // in IDC_PERMISSION_REQUEST: to see and to control
+#define IDS_PERMISSION_VIEW 74        // in IDC_PERMISSION_REQUEST: to see only
 #define IDS_TIP_ONE_TIME 75           // in front of the tip of a one-time agent
 #define IDS_TIP_PERMISSION 89         // a line in front of the tip while consent is asked for; also in About
 

@@ -16,7 +16,6 @@
 #include <process.h>
 
 #include <iterator>
-#include <new>
 
 UINT g_uTaskbarCreatedMessage = 0;
 
@@ -26,18 +25,6 @@ const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDASTWindow");
 
 constexpr int SHELL_WITH_BALLOONS = 5; // major version of Shell32.dll
 constexpr wchar_t DEFAULT_LANGUAGE[] = L"en";
-
-std::shared_ptr<CTKSocket> CreateChannelSocket()
-{
-    try
-    {
-        return std::make_shared<CTKSocket>();
-    }
-    catch (const std::bad_alloc&)
-    {
-        return nullptr;
-    }
-}
 } // namespace
 
 CTaskBarWindow::CTaskBarWindow(unsigned int uiPort)
@@ -118,7 +105,7 @@ void CTaskBarWindow::LoadTrayIcons()
 bool CTaskBarWindow::OnInit()
 {
     const TKLogBlock block(L"CTaskBarWindow::OnInit", g_pLogger);
-    m_pSocket = CreateChannelSocket();
+    m_pSocket = CreateSharedSocket();
     if (m_pSocket.load() == nullptr)
     {
         return false;

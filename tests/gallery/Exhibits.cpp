@@ -3,18 +3,22 @@
 #include "Include/BoundedText.h"
 #include "TKDAS/SimultanousSessionMutex.h"
 #include "dialogs/AboutDialog.h"
+#include "dialogs/ClientPermissionDialog.h"
 #include "dialogs/ConnectToClientDialog.h"
 #include "dialogs/CreateInvitationDialog.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
+#include "tests/support/LoopbackPeer.h"
 #include "tray/TrayMenu.h"
 
 #include <string>
+#include <thread>
 
 namespace
 {
-constexpr size_t LONGEST_NAME = 259;       // characters
+constexpr size_t LONGEST_NAME = 259; // characters
+constexpr size_t LONGEST_PERMISSION_TEXT = 4096;
 constexpr size_t LONGEST_FIRST_LINE = 779; // characters
 
 std::wstring Words(size_t cch)
@@ -311,6 +315,57 @@ void ShowConnectInProgress(CTaskBarWindow& window)
 {
     SendMessageW(window.m_hWnd, WM_JOIN_SESSION_STATE, JOIN_SESSION_SHOW_WAIT, 0);
 }
+
+int WINAPI NameScreenSaver(HANDLE, int, PVOID pvName, DWORD cbName, LPDWORD)
+{
+    CopyText(static_cast<wchar_t*>(pvName), cbName / sizeof(wchar_t), L"Screen-saver");
+    return TRUE;
+}
+
+// The prompt of a service that asks this, and doesn't care for the answer.
+void RunPermission(const std::wstring& text, DWORD bDefaultDeny, DWORD bVariantText)
+{
+    constexpr DWORD PATIENCE = 10000; // milliseconds
+    LoopbackResponder service;
+    std::thread asking([&] {
+        MSG_PERMISSION_PROMPT prompt = {};
+        prompt.dwType = MSG_TYPE_PERMISSION_PROMPT;
+        CopyText(prompt.szPrompt, text);
+        prompt.bDefaultDeny = bDefaultDeny;
+        prompt.bVariantText = bVariantText;
+        if (service.Receive(PATIENCE))
+        {
+            service.Reply(&prompt, sizeof(prompt));
+        }
+    });
+    // A desktop that needs no look at the session, which takes a second.
+    const ImportHook hook("user32.dll", "GetUserObjectInformationW", &NameScreenSaver);
+    CreatePermissionDialog(service.Port(), AF_INET);
+    asking.join();
+}
+
+const wchar_t PERMISSION_TEXT[] =
+    L"Alice Müller & Sons (Example Support Ltd) wants to connect from HELPDESK-07.";
+
+void ShowPermission(CTaskBarWindow&)
+{
+    RunPermission(PERMISSION_TEXT, 0, 0);
+}
+
+void ShowPermissionDeny(CTaskBarWindow&)
+{
+    RunPermission(PERMISSION_TEXT, 1, 0);
+}
+
+void ShowPermissionView(CTaskBarWindow&)
+{
+    RunPermission(PERMISSION_TEXT, 0, 1);
+}
+
+void ShowPermissionLong(CTaskBarWindow&)
+{
+    RunPermission(Words(LONGEST_PERMISSION_TEXT), 1, 1);
+}
 } // namespace
 
 const EXHIBIT g_exhibits[] = {
@@ -326,6 +381,10 @@ const EXHIBIT g_exhibits[] = {
     {L"list-empty", L"popup: nobody is connected", ShowListEmpty},
     {L"about", L"About", ShowAbout},
     {L"about-unanswered", L"About without an answer of the service", ShowAboutUnanswered},
+    {L"permission", L"may somebody connect?", ShowPermission},
+    {L"permission-deny", L"the same with Deny as the default button", ShowPermissionDeny},
+    {L"permission-view", L"the same for somebody who may only see", ShowPermissionView},
+    {L"permission-long", L"the same with the longest text that a record can hold", ShowPermissionLong},
     {L"menu", L"menu of the icon", ShowMenu},
     {L"menu-one-time", L"menu of a one-time agent", ShowOneTimeMenu},
     {L"ask-disconnect", L"question before everyone is disconnected", ShowDisconnectQuestion},
