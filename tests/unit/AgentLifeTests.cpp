@@ -5,16 +5,14 @@
 #include "tests/support/LoopbackPeer.h"
 #include "tests/support/ObjectCounts.h"
 #include "tests/support/Watchdog.h"
+#include "tests/unit/StartedThreads.h"
 #include "tray/TKDASTWindow.h"
 
 #include <gtest/gtest.h>
 
-#include <process.h>
-
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <vector>
 
 namespace
 {
@@ -24,24 +22,11 @@ constexpr int WARMING_ROUNDS = 5;
 constexpr int ROUNDS = 200;
 
 decltype(&Sleep) g_pfnSleep = nullptr;
-decltype(&_beginthreadex) g_pfnBeginThread = nullptr;
-std::vector<CKernelHandle> g_threads; // all that the agent has started
 
 // The agent's pauses give threads time to end; the test waits for the threads themselves.
 void WINAPI ShortSleep(DWORD dwMilliseconds)
 {
     g_pfnSleep(dwMilliseconds != 0 ? 1 : 0);
-}
-
-uintptr_t __cdecl KeepingBeginThread(void* pSecurity, unsigned uStack, unsigned(__stdcall* pfnThread)(void*),
-                                     void* pParameter, unsigned uFlags, unsigned* puId)
-{
-    const uintptr_t uThread = g_pfnBeginThread(pSecurity, uStack, pfnThread, pParameter, uFlags, puId);
-    CKernelHandle hThread;
-    DuplicateHandle(GetCurrentProcess(), reinterpret_cast<HANDLE>(uThread), GetCurrentProcess(),
-                    hThread.put(), 0, FALSE, DUPLICATE_SAME_ACCESS);
-    g_threads.push_back(std::move(hThread));
-    return uThread;
 }
 
 /// The test as service, and the main thread of agents that come and go.
@@ -51,7 +36,6 @@ class AgentLifeTest : public testing::Test
     void SetUp() override
     {
         g_pfnSleep = m_sleep.Original();
-        g_pfnBeginThread = m_beginThread.Original();
         g_hInstance = GetModuleHandleW(nullptr);
         // Not as data, as the agent loads it: from data the test system makes a new icon at each load, where
         // Windows gives the one that is there. The agent itself loads its icons once.
@@ -75,7 +59,7 @@ class AgentLifeTest : public testing::Test
         MSG message = {};
         ASSERT_TRUE(PeekMessageW(&message, pWindow->m_hWnd, WM_AGENT_INIT, WM_AGENT_INIT, PM_REMOVE));
         DispatchMessageW(&message);
-        ASSERT_EQ(g_threads.size(), 3U) << "the reader and two that watch the desktop";
+        ASSERT_EQ(m_threads.Count(), 3U) << "the reader and two that watch the desktop";
         std::optional<LoopbackConnection> service = m_listener.Accept(WAIT_MS);
         ASSERT_TRUE(service.has_value());
         Talk(*service);
@@ -86,11 +70,7 @@ class AgentLifeTest : public testing::Test
             DispatchMessageW(&message);
         }
         EXPECT_TRUE(service->WaitForEnd(WAIT_MS));
-        for (const CKernelHandle& hThread : g_threads)
-        {
-            EXPECT_EQ(WaitForSingleObject(hThread.get(), WAIT_MS), WAIT_OBJECT_0);
-        }
-        g_threads.clear();
+        EXPECT_TRUE(m_threads.JoinAll(WAIT_MS));
         pWindow.reset();
         g_hQuitEvent.reset();
     }
@@ -127,8 +107,7 @@ class AgentLifeTest : public testing::Test
     // What would be the system's own event, so that the thread that waits for it lives as long as the agent.
     CKernelHandle m_hSwitch{CreateEventW(nullptr, FALSE, FALSE, L"WinSta0_DesktopSwitch")};
     ImportHook<decltype(ShortSleep)> m_sleep{"kernel32.dll", "Sleep", &ShortSleep};
-    ImportHook<decltype(KeepingBeginThread)> m_beginThread{"msvcrt.dll", "_beginthreadex",
-                                                           &KeepingBeginThread};
+    StartedThreads m_threads;
 };
 } // namespace
 

@@ -369,6 +369,14 @@ SIZE NeededSize(HWND hControl)
     return text.empty() ? SIZE{0, 0} : SIZE{rect.right, rect.bottom};
 }
 
+bool HasRoomToSpare(HWND hControl)
+{
+    const SIZE needed = NeededSize(hControl);
+    RECT client = {};
+    GetClientRect(hControl, &client);
+    return needed.cx * ROOM_TO_SPARE <= client.right && needed.cy <= client.bottom;
+}
+
 RECT PlaceInDialog(HWND hDialog, HWND hControl)
 {
     RECT rect = {};
@@ -482,6 +490,39 @@ TEST_P(LanguageModule, HoldsEveryTextTheAgentAsksFor)
     }
 }
 
+TEST_P(LanguageModule, GivesTheFilledInTextsOfThePermissionPromptRoomToSpare)
+{
+    const CWindow hDialog = MakeDialog(m_module.get(), MAKEINTRESOURCEW(IDD_PERMISSION));
+    const HWND hRequest = GetDlgItem(hDialog.get(), IDC_PERMISSION_REQUEST);
+    const HWND hCountdown = GetDlgItem(hDialog.get(), IDC_PERMISSION_COUNTDOWN);
+    const std::wstring format = TextOf(hRequest);
+    const std::map<unsigned, std::wstring> strings = ReadModule(m_module.get()).strings;
+    for (const unsigned uPhrase : {IDS_PERMISSION_CONTROL, IDS_PERMISSION_VIEW})
+    {
+        std::wstring text = format;
+        ASSERT_NE(text.find(L"%s"), std::wstring::npos);
+        SetWindowTextW(hRequest, text.replace(text.find(L"%s"), 2, strings.at(uPhrase)).c_str());
+        EXPECT_TRUE(HasRoomToSpare(hRequest)) << uPhrase;
+    }
+    std::wstring countdown = strings.at(IDS_PERMISSION_COUNTDOWN);
+    SetWindowTextW(hCountdown, countdown.replace(countdown.find(L"%d"), 2, L"120").c_str());
+    EXPECT_TRUE(HasRoomToSpare(hCountdown));
+}
+
+TEST_P(LanguageModule, OffersBothAnswersOfThePermissionPromptToTheKeyboard)
+{
+    const CWindow hDialog = MakeDialog(m_module.get(), MAKEINTRESOURCEW(IDD_PERMISSION));
+    for (const int nButton : {IDOK, IDCANCEL})
+    {
+        const HWND hButton = GetDlgItem(hDialog.get(), nButton);
+        EXPECT_NE(ShortcutKey(hButton), L'\0');
+        EXPECT_NE(GetWindowLongPtrW(hButton, GWL_STYLE) & WS_TABSTOP, 0);
+    }
+    EXPECT_EQ(GetNextDlgTabItem(hDialog.get(), nullptr, FALSE),
+              GetDlgItem(hDialog.get(), IDC_PERMISSION_TEXT))
+        << "where a letter that was meant for another window presses no button";
+}
+
 TEST_P(LanguageModule, MarksTextsAndVersionWithItsOwnLanguage)
 {
     for (const LPCWSTR pszType : {RT_STRING, RT_DIALOG, RT_VERSION})
@@ -499,6 +540,9 @@ TEST_P(LanguageModule, HoldsTheDialogsWithTheirControls)
     const std::map<std::wstring, std::set<int>> expected = {
         {L"#102", {IDC_NOTIFY_BODY, IDC_NOTIFY_HEAD, IDC_NOTIFY_DISCONNECT}},
         {L"#106", {IDOK, IDC_ABOUT_ICON, IDC_ABOUT_TEXT, IDC_ABOUT_VERSION, IDC_ABOUT_COPY}},
+        {L"#107",
+         {IDOK, IDCANCEL, IDC_PERMISSION_TEXT, IDC_PERMISSION_REQUEST, IDC_PERMISSION_ICON,
+          IDC_PERMISSION_COUNTDOWN}},
         {L"#132",
          {IDOK, IDCANCEL, IDC_CONNECT_USE_PROXY, IDC_CONNECT_USE_PROXY_SECRET, IDC_CONNECT_PROXY_SECRET,
           IDC_CONNECT_HOST, IDC_CONNECT_PORT, IDC_CONNECT_DEFAULT_PORTS, IDC_CONNECT_PROXY_HOST,
@@ -572,15 +616,8 @@ TEST_P(LanguageModule, GivesEveryTextOfADialogRoomToSpare)
         const CWindow hDialog = MakeDialog(m_module.get(), name.c_str());
         ASSERT_TRUE(hDialog);
         for (const HWND hControl : ControlsOf(hDialog.get()))
-        {
-            const SIZE needed = NeededSize(hControl);
-            RECT client = {};
-            GetClientRect(hControl, &client);
-            EXPECT_LE(needed.cx * ROOM_TO_SPARE, client.right)
+            EXPECT_TRUE(HasRoomToSpare(hControl))
                 << ResourceName(name.c_str()) << " " << GetDlgCtrlID(hControl);
-            EXPECT_LE(needed.cy, client.bottom)
-                << ResourceName(name.c_str()) << " " << GetDlgCtrlID(hControl);
-        }
     }
 }
 
