@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <string>
@@ -16,7 +18,6 @@ namespace
 constexpr DWORD RACES_LIMIT_MS = 300000;
 constexpr int CLICK_RACES = 200;
 constexpr int COUNTDOWN_RACES = 100;
-constexpr int LEADS = 20;                   // how far the withdrawal is ahead, in steps
 constexpr LONGLONG STEP_PER_SECOND = 20000; // of 50 microseconds
 
 void WaitSteps(int nSteps)
@@ -42,8 +43,10 @@ class ClientPermissionRaceTest : public PermissionHarness
     {
         Watchdog::Allow(RACES_LIMIT_MS);
         std::map<DWORD, int> wins;
+        int nLead = 0; // of the withdrawal, in steps: whoever has won starts later the next time
         for (int nRound = 0; nRound < nRounds && !HasFailure(); ++nRound)
         {
+            std::atomic<bool> bReady = false;
             std::atomic<bool> bGo = false;
             std::thread service;
             m_trace.Forget();
@@ -51,19 +54,26 @@ class ClientPermissionRaceTest : public PermissionHarness
                                 [&](HWND hDlg) {
                                     prepare(hDlg);
                                     service = std::thread([&] {
+                                        bReady = true;
                                         while (!bGo)
                                         {
                                             YieldProcessor();
                                         }
                                         Withdraw();
                                     });
+                                    while (!bReady)
+                                    {
+                                        SwitchToThread();
+                                    }
                                     bGo = true;
-                                    WaitSteps(nRound % LEADS);
+                                    WaitSteps(nLead);
                                     answer(hDlg);
                                 }),
                       1);
             service.join();
-            ++wins[CheckedAnswer()];
+            const DWORD dwAnswer = CheckedAnswer();
+            ++wins[dwAnswer];
+            nLead = dwAnswer == PERMISSION_ANSWER_WITHDRAWN ? std::max(nLead - 1, 0) : nLead + 1;
         }
         return wins;
     }
