@@ -8,6 +8,7 @@
 namespace
 {
 constexpr DWORD WINDOW_TIMEOUT_MS = 20000;
+constexpr std::wstring_view TIMES_OPTION = L"times";
 
 // The agent that the person clicks on last: the icon of the newest one.
 HWND FindTrayWindow()
@@ -70,10 +71,28 @@ bool CScriptRunner::Press(WORDS words)
     DWORD dwControl = 0;
     if (!ReadNumber(words[0].text, dwControl))
         return false;
+    if (!IsWindow(m_hWindow))
+        return Fail(L"there is no window to press it in");
     const HWND hControl = GetDlgItem(m_hWindow, static_cast<int>(dwControl));
     const BOOL bPosted = IsCheckBox(hControl) ? PostMessageW(hControl, BM_CLICK, 0, 0)
                                               : PostMessageW(m_hWindow, WM_COMMAND, dwControl, 0);
     return bPosted || Fail(L"there is no window to press it in");
+}
+
+bool CScriptRunner::Timer(WORDS words)
+{
+    DWORD dwTimer = 0;
+    std::optional<DWORD> times;
+    const WORDS options = words.subspan(1);
+    if (!ReadNumber(words[0].text, dwTimer) || !HasOnly(options, {TIMES_OPTION}) ||
+        !ReadOption(options, TIMES_OPTION, times))
+        return false;
+    for (DWORD dwTime = 0; dwTime < times.value_or(1); ++dwTime)
+    {
+        if (!IsWindow(m_hWindow) || !PostMessageW(m_hWindow, WM_TIMER, dwTimer, 0))
+            return Fail(L"there is no window that could have a timer");
+    }
+    return true;
 }
 
 bool CScriptRunner::Enter(WORDS words)

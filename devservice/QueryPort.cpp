@@ -5,18 +5,11 @@
 #include "devservice/RecordText.h"
 
 #include <cstddef>
-#include <vector>
 
 namespace
 {
-constexpr size_t LARGEST_DATAGRAM = 65536;
 // Askers that sent a header and then nothing are forgotten when there are so many of them.
 constexpr size_t MOST_OPEN_REQUESTS = 256;
-
-std::wstring EndPointName(const sockaddr_in& address)
-{
-    return L"port " + std::to_wstring(ntohs(address.sin_port));
-}
 
 const RECORD_DESCRIPTION* RequestRecord(DWORD dwRequest)
 {
@@ -69,26 +62,13 @@ void CQueryPort::SetLookup(LOOKUP_MODE mode, unsigned int uPort)
 
 void CQueryPort::OnReadable()
 {
-    std::vector<BYTE> buffer(LARGEST_DATAGRAM);
-    for (;;)
-    {
-        sockaddr_in from = {};
-        int cbFrom = sizeof(from);
-        const int cb =
-            recvfrom(m_hSocket.get(), reinterpret_cast<char*>(buffer.data()), static_cast<int>(buffer.size()),
-                     0, reinterpret_cast<sockaddr*>(&from), &cbFrom);
-        // An asker that has gone already shows as a reset; the next datagram is still good.
-        if (cb == SOCKET_ERROR && WSAGetLastError() == WSAECONNRESET)
-            continue;
-        if (cb == SOCKET_ERROR)
-            return;
-        OnDatagram(from, std::span<const BYTE>(buffer.data(), static_cast<size_t>(cb)));
-    }
+    TakeDatagrams(m_hSocket.get(),
+                  [this](const END_POINT& from, std::span<const BYTE> bytes) { OnDatagram(from, bytes); });
 }
 
-void CQueryPort::OnDatagram(const sockaddr_in& from, std::span<const BYTE> bytes)
+void CQueryPort::OnDatagram(const END_POINT& from, std::span<const BYTE> bytes)
 {
-    const auto open = m_requests.find(from.sin_port);
+    const auto open = m_requests.find(PortOf(from));
     const DWORD dwOpenRequest = open == m_requests.end() ? 0 : open->second;
     SERVICE_EVENT event;
     event.kind = SERVICE_EVENT_KIND::QueryReceived;
@@ -113,12 +93,12 @@ void CQueryPort::OnDatagram(const sockaddr_in& from, std::span<const BYTE> bytes
         m_requests.clear();
     const DWORD dwRequest = ReadDword(bytes, offsetof(MSG_UDP_HEADER, dwRequest));
     if (RequestRecord(dwRequest) != nullptr)
-        m_requests[from.sin_port] = dwRequest;
+        m_requests[PortOf(from)] = dwRequest;
     else
         OnRequest(from, dwRequest);
 }
 
-void CQueryPort::OnRequest(const sockaddr_in& from, DWORD dwRequest)
+void CQueryPort::OnRequest(const END_POINT& from, DWORD dwRequest)
 {
     if (dwRequest == UDP_REQUEST_PORT_LOOKUP && m_mode == LOOKUP_MODE::Answer)
         AnswerLookup(from);
@@ -130,7 +110,7 @@ void CQueryPort::OnRequest(const sockaddr_in& from, DWORD dwRequest)
         NoteUnanswered(from, dwRequest);
 }
 
-void CQueryPort::NoteUnanswered(const sockaddr_in& from, DWORD dwRequest)
+void CQueryPort::NoteUnanswered(const END_POINT& from, DWORD dwRequest)
 {
     SERVICE_EVENT event;
     event.text =
@@ -138,7 +118,7 @@ void CQueryPort::NoteUnanswered(const sockaddr_in& from, DWORD dwRequest)
     m_emit(event);
 }
 
-void CQueryPort::AnswerLookup(const sockaddr_in& to)
+void CQueryPort::AnswerLookup(const END_POINT& to)
 {
     MSG_UDP_PORT_LOOKUP answer = {};
     answer.dwRequest = UDP_REQUEST_PORT_LOOKUP;
@@ -146,7 +126,7 @@ void CQueryPort::AnswerLookup(const sockaddr_in& to)
     Send(to, L"MSG_UDP_PORT_LOOKUP", ImageOf(answer, ANSWER_MODE::Answer));
 }
 
-void CQueryPort::AnswerInvitation(const sockaddr_in& to)
+void CQueryPort::AnswerInvitation(const END_POINT& to)
 {
     MSG_UDP_CREATE_INVITATION answer = {};
     answer.dwRequest = UDP_REQUEST_CREATE_INVITATION;
@@ -162,7 +142,7 @@ void CQueryPort::AnswerInvitation(const sockaddr_in& to)
         Send(to, nullptr, m_invitation.text);
 }
 
-void CQueryPort::AnswerDeletion(const sockaddr_in& to)
+void CQueryPort::AnswerDeletion(const END_POINT& to)
 {
     const MSG_UDP_DELETE_INVITATIONS answer = {UDP_REQUEST_DELETE_INVITATIONS, m_deletion.dwStatus,
                                                m_deletion.count.value_or(m_dwInvitations)};
@@ -172,7 +152,7 @@ void CQueryPort::AnswerDeletion(const sockaddr_in& to)
 }
 
 // pszRecord is null for bytes that are no record.
-void CQueryPort::Send(const sockaddr_in& to, const wchar_t* pszRecord, std::span<const BYTE> bytes)
+void CQueryPort::Send(const END_POINT& to, const wchar_t* pszRecord, std::span<const BYTE> bytes)
 {
     SERVICE_EVENT event;
     event.kind = SERVICE_EVENT_KIND::QueryAnswered;
@@ -180,6 +160,5 @@ void CQueryPort::Send(const sockaddr_in& to, const wchar_t* pszRecord, std::span
     event.bytes = bytes;
     event.text = EndPointName(to);
     m_emit(event);
-    sendto(m_hSocket.get(), reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size()), 0,
-           reinterpret_cast<const sockaddr*>(&to), sizeof(to));
+    SendDatagram(m_hSocket.get(), to, bytes);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "devservice/Datagrams.h"
 #include "devservice/ServiceEvent.h"
-#include "devservice/SocketHandle.h"
 
 #include <map>
 #include <optional>
@@ -67,13 +67,13 @@ class CQueryPort
     void OnReadable();
 
   private:
-    void OnDatagram(const sockaddr_in& from, std::span<const BYTE> bytes);
-    void OnRequest(const sockaddr_in& from, DWORD dwRequest);
-    void NoteUnanswered(const sockaddr_in& from, DWORD dwRequest);
-    void AnswerLookup(const sockaddr_in& to);
-    void AnswerInvitation(const sockaddr_in& to);
-    void AnswerDeletion(const sockaddr_in& to);
-    void Send(const sockaddr_in& to, const wchar_t* pszRecord, std::span<const BYTE> bytes);
+    void OnDatagram(const END_POINT& from, std::span<const BYTE> bytes);
+    void OnRequest(const END_POINT& from, DWORD dwRequest);
+    void NoteUnanswered(const END_POINT& from, DWORD dwRequest);
+    void AnswerLookup(const END_POINT& to);
+    void AnswerInvitation(const END_POINT& to);
+    void AnswerDeletion(const END_POINT& to);
+    void Send(const END_POINT& to, const wchar_t* pszRecord, std::span<const BYTE> bytes);
 
     EVENT_FUNCTION m_emit;
     CSocketHandle m_hSocket;

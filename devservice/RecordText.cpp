@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <locale>
 #include <optional>
 #include <sstream>
@@ -39,7 +40,7 @@ constexpr VALUE_NAME s_aValueNames[] = {
     {L"dwAnswer", PERMISSION_ANSWER_DENIED, L"denied"},
     {L"dwAnswer", PERMISSION_ANSWER_EXPIRED, L"expired"},
     {L"dwAnswer", PERMISSION_ANSWER_WITHDRAWN, L"withdrawn"},
-    {L"dwAnswer", PERMISSION_ANSWER_UNUSABLE, L"desktop unusable"},
+    {L"dwAnswer", PERMISSION_ANSWER_UNUSABLE, L"unusable"},
     {L"nAfType", AF_INET, L"IPv4"},
     {L"nAfType", AF_INET6, L"IPv6"},
 };
@@ -65,17 +66,6 @@ bool WriteValue(std::span<BYTE> bytes, const std::optional<Value>& value)
 std::wstring_view TextOf(std::span<const BYTE> bytes)
 {
     return FixedText(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t));
-}
-
-std::wstring FormatDword(std::wstring_view name, DWORD dwValue)
-{
-    std::wstring text = dwValue >= SHOWN_AS_HEX_FROM ? HexDword(dwValue) : std::to_wstring(dwValue);
-    for (const VALUE_NAME& known : s_aValueNames)
-    {
-        if (known.dwValue == dwValue && name == known.pszField)
-            text.append(L" (").append(known.pszName).append(L")");
-    }
-    return text;
 }
 
 std::wstring FormatDouble(double dblValue)
@@ -276,6 +266,36 @@ bool WriteFieldOrExplain(const RECORD_FIELD& field, std::span<BYTE> bytes, std::
     return false;
 }
 } // namespace
+
+std::wstring FormatDword(std::wstring_view field, DWORD dwValue)
+{
+    std::wstring text = dwValue >= SHOWN_AS_HEX_FROM ? HexDword(dwValue) : std::to_wstring(dwValue);
+    for (const VALUE_NAME& known : s_aValueNames)
+    {
+        if (known.dwValue == dwValue && field == known.pszField)
+            text.append(L" (").append(known.pszName).append(L")");
+    }
+    return text;
+}
+
+std::optional<DWORD> FindNamedValue(std::wstring_view field, std::wstring_view name)
+{
+    const auto found = std::find_if(
+        std::begin(s_aValueNames), std::end(s_aValueNames),
+        [field, name](const VALUE_NAME& known) { return field == known.pszField && name == known.pszName; });
+    return found == std::end(s_aValueNames) ? std::nullopt : std::optional(found->dwValue);
+}
+
+std::wstring ValueNames(std::wstring_view field)
+{
+    std::wstring names;
+    for (const VALUE_NAME& known : s_aValueNames)
+    {
+        if (field == known.pszField)
+            names.append(names.empty() ? L"" : L", ").append(known.pszName);
+    }
+    return names;
+}
 
 std::wstring FormatRecord(const RECORD_DESCRIPTION& record, std::span<const BYTE> bytes)
 {

@@ -12,6 +12,15 @@
  * Records as text, both ways, by the field table. All functions may run on any thread.
  */
 
+/// The number, with its name where that field's numbers have names: "1111 (allowed)".
+std::wstring FormatDword(std::wstring_view field, DWORD dwValue);
+
+/// The number that goes by that name in that field, if one does.
+std::optional<DWORD> FindNamedValue(std::wstring_view field, std::wstring_view name);
+
+/// All names of that field's numbers, with commas between them.
+std::wstring ValueNames(std::wstring_view field);
+
 /// The fields that are not zero, as "name=value name=value" in the record's order, without the type. Secrets
 /// are masked, long texts and bytes cut. Bytes that are missing at the end are left out.
 std::wstring FormatRecord(const RECORD_DESCRIPTION& record, std::span<const BYTE> bytes);

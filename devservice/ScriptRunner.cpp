@@ -1,6 +1,7 @@
 #include "devservice/ScriptRunner.h"
 
 #include "Include/Handles.h"
+#include "Include/UtilFile.h"
 #include "channel/TrayMessages.h"
 #include "devservice/RecordText.h"
 #include "devservice/TextFile.h"
@@ -16,6 +17,13 @@ namespace
 constexpr DWORD ARRIVAL_TIMEOUT_MS = 30000;
 constexpr DWORD MARK_TIMEOUT_MS = 30000;
 constexpr DWORD MARK_LOOK_MS = 50;
+
+std::wstring AccountName()
+{
+    wchar_t szAccount[std::size(MSG_PERMISSION_PROMPT().szUsername)] = {};
+    GetAccountName(szAccount, std::size(szAccount));
+    return szAccount;
+}
 } // namespace
 
 // A command is one row here and one function.
@@ -93,6 +101,11 @@ struct SCRIPT_COMMANDS
              &RUNNER::Marker},
             {L"menu", 0, ANY, L"[KEY]... [within=MS]", L"open the menu of the agent's icon and press keys",
              &RUNNER::Menu},
+            {L"permission", 0, ANY,
+             L"[TEXT...] [ipv6=1] [field=value]... [within=MS] | "
+             L"expect ANSWER [prompt=N] [user=NAME] [within=MS] | withdraw [prompt=N]",
+             L"ask for permission and wait for the agent's prompt; its one answer; end it",
+             &RUNNER::Permission},
             {L"played-session", 1, 1, L"locked | unlocked",
              L"tell agents that have the playing wtsapi32.dll beside them ($played is 1 then)",
              &RUNNER::PlayedSession},
@@ -113,6 +126,8 @@ struct SCRIPT_COMMANDS
              L"change the kept settings and send them; but for an update expect the desktop's user",
              &RUNNER::Settings},
             {L"start", 1, ANY, L"PROGRAM [WORD]...", L"start a program and go on", &RUNNER::StartProgram},
+            {L"timer", 1, 2, L"ID [times=N]", L"let a timer of the window last waited for fire",
+             &RUNNER::Timer},
             {L"wait", 1, 1, L"MS | forever", L"do nothing for a while", &RUNNER::Wait},
             {L"wallpaper", 1, 1, L"FILE",
              L"put a picture on the desktop, as its user would; \"\" takes it away", &RUNNER::Wallpaper},
@@ -191,7 +206,7 @@ bool CScriptRunner::RunStatement(const SCRIPT_STATEMENT& statement)
     std::vector<SCRIPT_WORD> words;
     if (!Expand(WORDS(statement.words).subspan(1), words))
         return false;
-    return (this->*SCRIPT_COMMANDS::Find(name)->pfnRun)(words);
+    return (this->*SCRIPT_COMMANDS::Find(name)->pfnRun)(words) && HasNoPromptFault();
 }
 
 bool CScriptRunner::RunBlock(const SCRIPT_STATEMENT& statement)
@@ -218,6 +233,8 @@ bool CScriptRunner::Fail(std::wstring_view reason)
 
 std::optional<std::wstring> CScriptRunner::Variable(std::wstring_view name) const
 {
+    if (name == L"account")
+        return AccountName();
     if (name == L"dir")
         return m_settings.programFolder;
     if (name == L"played")
@@ -250,7 +267,7 @@ bool CScriptRunner::ExpandText(std::wstring_view text, std::wstring& expanded)
         const std::optional<std::wstring> value = Variable(name);
         if (!value && text.substr(n, 2) != L"$$")
             return Fail(L"unknown variable $" + std::wstring(name) +
-                        L"; there are $dir, $played, $port, $round, $session, and $$ for the sign");
+                        L"; there are $account, $dir, $played, $port, $round, $session, and $$ for the sign");
         expanded += value.value_or(L"$");
         n = value ? nEnd - 1 : n + 1;
     }

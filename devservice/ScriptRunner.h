@@ -53,6 +53,8 @@ class CScriptRunner
     friend struct SCRIPT_COMMANDS;
     using WORDS = std::span<const SCRIPT_WORD>;
     struct EXPECTATION;
+    struct EXPECTED_ANSWER;
+    struct QUESTION;
 
     bool RunStatement(const SCRIPT_STATEMENT& statement);
     bool Expand(std::span<const SCRIPT_WORD> words, std::vector<SCRIPT_WORD>& expanded);
@@ -90,6 +92,7 @@ class CScriptRunner
     bool Mark(WORDS words);
     bool Marker(WORDS words);
     bool Menu(WORDS words);
+    bool Permission(WORDS words);
     bool PlayedSession(WORDS words);
     bool Press(WORDS words);
     bool Quit(WORDS words);
@@ -101,6 +104,7 @@ class CScriptRunner
     bool Send(WORDS words);
     bool Settings(WORDS words);
     bool StartProgram(WORDS words);
+    bool Timer(WORDS words);
     bool Wait(WORDS words);
     bool Wallpaper(WORDS words);
     bool Window(WORDS words);
@@ -130,6 +134,17 @@ class CScriptRunner
     bool ReadQuietMode(WORDS words, ANSWER_MODE& mode);
     bool ReadInvitation(WORDS words, INVITATION_ANSWER& answer);
     bool ReadRefusal(WORDS words, INVITATION_ANSWER& answer);
+    bool AskPermission(WORDS words);
+    bool WithdrawPermission(WORDS words);
+    bool ExpectPermission(WORDS words);
+    bool ReadQuestion(WORDS words, QUESTION& question);
+    bool OpenPrompt(unsigned int uAgent, const QUESTION& question, std::vector<unsigned int>& prompts);
+    bool ReadPrompt(WORDS words, unsigned int& uPrompt);
+    bool ReadExpectedAnswer(WORDS words, EXPECTED_ANSWER& expected);
+    bool CheckAnswer(unsigned int uPrompt, const MSG_PERMISSION_PROMPT& answer,
+                     const EXPECTED_ANSWER& expected);
+    bool HasNoPromptFault();
+    bool FailWaiting(std::wstring_view what, DWORD dwMilliseconds);
     bool Launch(WORDS words, unsigned int& uProgram);
     bool AwaitExit(unsigned int uProgram, DWORD dwMilliseconds, std::optional<DWORD> expected);
 

@@ -20,10 +20,12 @@ const wchar_t* DirectionArrow(SERVICE_EVENT_KIND kind)
     case SERVICE_EVENT_KIND::RecordSent:
     case SERVICE_EVENT_KIND::RawSent:
     case SERVICE_EVENT_KIND::QueryAnswered:
+    case SERVICE_EVENT_KIND::PromptSent:
         return L"==>";
     case SERVICE_EVENT_KIND::RecordReceived:
     case SERVICE_EVENT_KIND::RawReceived:
     case SERVICE_EVENT_KIND::QueryReceived:
+    case SERVICE_EVENT_KIND::PromptReceived:
         return L"<==";
     default:
         return L"   ";
@@ -35,10 +37,17 @@ bool IsQuery(SERVICE_EVENT_KIND kind)
     return kind == SERVICE_EVENT_KIND::QueryReceived || kind == SERVICE_EVENT_KIND::QueryAnswered;
 }
 
+bool IsPrompt(SERVICE_EVENT_KIND kind)
+{
+    return kind == SERVICE_EVENT_KIND::PromptReceived || kind == SERVICE_EVENT_KIND::PromptSent;
+}
+
 std::wstring Speaker(const SERVICE_EVENT& event)
 {
     if (IsQuery(event.kind))
         return L"query";
+    if (event.uPrompt != 0)
+        return L"prompt " + std::to_wstring(event.uPrompt);
     if (event.uAgent == 0)
         return L"service";
     return L"agent " + std::to_wstring(event.uAgent);
@@ -53,7 +62,7 @@ std::wstring RawText(std::span<const BYTE> bytes)
     return text;
 }
 
-std::wstring QueryText(const SERVICE_EVENT& event)
+std::wstring DatagramText(const SERVICE_EVENT& event)
 {
     std::wstring text = event.text + L' ';
     if (event.pRecord == nullptr)
@@ -67,8 +76,8 @@ std::wstring What(const SERVICE_EVENT& event)
 {
     if (event.pMessage != nullptr)
         return FormatMessage(*event.pMessage, event.bytes);
-    if (IsQuery(event.kind))
-        return QueryText(event);
+    if (IsQuery(event.kind) || IsPrompt(event.kind))
+        return DatagramText(event);
     if (event.kind == SERVICE_EVENT_KIND::RawSent || event.kind == SERVICE_EVENT_KIND::RawReceived)
         return RawText(event.bytes);
     return event.text;

@@ -18,14 +18,17 @@ enum class SERVICE_EVENT_KIND
     RawReceived,    // bytes behind a lost frame
     QueryReceived,  // a datagram on the query port: bytes, pRecord if its kind is known; text says who asked
     QueryAnswered,  // bytes, pRecord; text says who gets it
+    PromptReceived, // a datagram of a permission exchange: bytes, pRecord, uPrompt; text says who sent it
+    PromptSent,     // the same; text says who gets it
 };
 
 /// One thing that happened, as the log and the recording see it. The bytes live only during the call.
 struct SERVICE_EVENT
 {
     SERVICE_EVENT_KIND kind = SERVICE_EVENT_KIND::Note;
-    double dblSeconds = 0;   // since the service object was made
-    unsigned int uAgent = 0; // in order of arrival from 1 on; 0: none
+    double dblSeconds = 0;    // since the service object was made
+    unsigned int uAgent = 0;  // in order of arrival from 1 on; 0: none
+    unsigned int uPrompt = 0; // in the order of their asking from 1 on; 0: none
     const MESSAGE_DESCRIPTION* pMessage = nullptr;
     const RECORD_DESCRIPTION* pRecord = nullptr;
     std::span<const BYTE> bytes;

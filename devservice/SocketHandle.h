@@ -27,9 +27,10 @@ class CWinsockUse
     bool m_bStarted;
 };
 
-/// A non-blocking socket of that type (SOCK_STREAM or SOCK_DGRAM) bound to 127.0.0.1; port 0 takes any free
-/// one. Invalid on failure, with the reason as the last error. A stream listens already. Any thread.
-CSocketHandle OpenLoopbackSocket(int nType, unsigned short nPort);
+/// A non-blocking socket of that type (SOCK_STREAM or SOCK_DGRAM) bound to 127.0.0.1, or to ::1 for the
+/// family AF_INET6; port 0 takes any free one. Invalid on failure, with the reason as the last error. A
+/// stream listens already. Any thread.
+CSocketHandle OpenLoopbackSocket(int nType, unsigned short nPort, int nFamily = AF_INET);
 
 /// The port that the socket is bound to, 0 if it isn't.
 unsigned short BoundPort(SOCKET hSocket);

@@ -108,7 +108,7 @@ struct CStandInService::AGENT
 
 CStandInService::CStandInService()
     : m_handshake(DefaultHandshake()), m_queryPort([this](SERVICE_EVENT& event) { Emit(event); }),
-      m_hWake(OpenWakeSocket())
+      m_prompts([this](SERVICE_EVENT& event) { Emit(event); }, [this] { Wake(); }), m_hWake(OpenWakeSocket())
 {
     m_thread = std::thread([this] { Run(); });
 }
@@ -363,6 +363,7 @@ void CStandInService::Interrupt()
         SetEvent(m_hInterrupt.get());
     }
     m_changed.notify_all();
+    m_prompts.Interrupt();
 }
 
 bool CStandInService::IsInterrupted() const
@@ -406,6 +407,8 @@ void CStandInService::Run()
             if (hSocket != INVALID_SOCKET)
                 polls.push_back(ReadPoll(hSocket));
         }
+        for (const SOCKET hPrompt : m_prompts.GetSockets())
+            polls.push_back(ReadPoll(hPrompt));
         std::erase_if(agents, [](const auto& pAgent) { return !pAgent->hSocket; });
         for (const auto& pAgent : agents)
             polls.push_back(ReadPoll(pAgent->hSocket.get()));
@@ -418,6 +421,7 @@ void CStandInService::Run()
             if (m_queryPort.GetSocket() != INVALID_SOCKET)
                 m_queryPort.OnReadable();
         }
+        m_prompts.OnReadable();
         AcceptAgents();
         const size_t nFirstAgent = polls.size() - agents.size();
         for (size_t n = 0; n < agents.size(); ++n)

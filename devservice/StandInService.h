@@ -1,6 +1,7 @@
 #pragma once
 
 #include "channel/TrayMessages.h"
+#include "devservice/PermissionPrompts.h"
 #include "devservice/QueryPort.h"
 #include "devservice/RecordFramer.h"
 #include "devservice/ServiceEvent.h"
@@ -49,10 +50,10 @@ struct AGENT_RESPONDER
     std::function<void(unsigned int uAgent)> onGone;
 };
 
-/// Plays the service's side of the main channel and of the query port on 127.0.0.1, for any number of agents
-/// at once. Agents are numbered from 1 on in the order of their arrival and keep their number after they have
-/// gone. A thread of its own takes what arrives; all operations may be called from any thread except from
-/// inside an event sink.
+/// Plays the service's side of the main channel, of the query port and of permission exchanges on 127.0.0.1,
+/// for any number of agents at once. Agents are numbered from 1 on in the order of their arrival and keep
+/// their number after they have gone. A thread of its own takes what arrives; all operations may be called
+/// from any thread except from inside an event sink.
 class CStandInService
 {
   public:
@@ -85,6 +86,9 @@ class CStandInService
     void SetDeletionAnswer(DELETION_ANSWER answer);
     /// 0 when it is closed.
     unsigned short GetQueryPort() const;
+
+    /// The permission exchanges. Naming their ports to agents is up to the caller.
+    CPermissionPrompts& Prompts() { return m_prompts; }
 
     /// What an agent that connects is sent at once; empty means nothing.
     void SetHandshake(std::optional<MSG_VERSION> handshake);
@@ -172,6 +176,9 @@ class CStandInService
     CQueryPort m_queryPort;
     LOOKUP_MODE m_lookupMode = LOOKUP_MODE::Answer;
     std::optional<unsigned int> m_lookupPort;
+
+    // Its own lock is taken before m_mutex, never after.
+    CPermissionPrompts m_prompts;
 
     CSocketHandle m_hWake; // connected to itself: one byte wakes the thread
     std::thread m_thread;
