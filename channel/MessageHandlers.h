@@ -75,6 +75,9 @@ bool OnSftDropClient(CHANNEL_CONTEXT& context);
 void BeforeReverseConnection(CHANNEL_CONTEXT& context);
 bool OnReverseConnection(CHANNEL_CONTEXT& context);
 
+// PermissionMessages.cpp
+bool OnPermission(CHANNEL_CONTEXT& context);
+
 // ChatMessages.cpp
 bool OnChatMessage(CHANNEL_CONTEXT& context);
 

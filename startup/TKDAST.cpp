@@ -9,6 +9,8 @@
 #include "Include/UtilRegistry.h"
 #include "Include/UtilWTS.h"
 #include "channel/TrayMessages.h"
+#include "startup/CommandLine.h"
+#include "startup/OneShotRuns.h"
 #include "tray/TKDASTWindow.h"
 
 #include <commctrl.h>
@@ -16,6 +18,7 @@
 #include <cwchar>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 
 HINSTANCE g_hInstance = nullptr;
@@ -44,9 +47,8 @@ constexpr wchar_t DESKTOP_INSTANCE_NAME[] =
 constexpr DWORD OWN_DESKTOP_NAME_BYTES = 260; // half of g_szDesktopName: a longer name counts as unreadable
 constexpr size_t MAX_INSTANCE_NAME = 260;     // characters
 constexpr DWORD INSTANCE_MAPPING_SIZE = 4;
-constexpr DWORD TEAR_DOWN_PAUSE = 500;    // milliseconds
-constexpr size_t MAX_PORT_PARAMETER = 40; // characters, terminator included
-constexpr DWORD MAX_OWN_USER_NAME = 240;  // characters
+constexpr DWORD TEAR_DOWN_PAUSE = 500;   // milliseconds
+constexpr DWORD MAX_OWN_USER_NAME = 240; // characters
 
 void ReadLoggingConfiguration()
 {
@@ -73,35 +75,16 @@ void ReadUserName()
     SetLastError(0);
 }
 
-// The text between the line's first blank and the next one. False when the line holds no blank.
-bool FindFirstParameter(std::wstring_view line, std::wstring_view* pParameter)
-{
-    const size_t uBlank = line.find(L' ');
-    if (uBlank == std::wstring_view::npos)
-    {
-        return false;
-    }
-    const std::wstring_view rest = line.substr(uBlank + 1);
-    *pParameter = rest.substr(0, rest.find(L' '));
-    return true;
-}
-
 // The port of a one-time agent, which comes from the command line alone. 0: there is none.
 unsigned int ReadOneTimePort(std::wstring_view line)
 {
-    std::wstring_view parameter;
-    if (!FindFirstParameter(line, &parameter))
+    const std::optional<std::wstring_view> parameter = FindFirstParameter(line);
+    if (!parameter)
     {
         TK_LOG_ERROR(g_pLogger, L"-onetimesession needs to followed by port parameter.");
         return 0;
     }
-    wchar_t szPort[MAX_PORT_PARAMETER] = {};
-    // No port has that many digits, and a cut parameter could become a port that nobody asked for.
-    if (parameter.size() < MAX_PORT_PARAMETER)
-    {
-        CopyText(szPort, parameter);
-    }
-    const unsigned int uiPort = static_cast<unsigned int>(wcstoul(szPort, nullptr, 10));
+    const unsigned int uiPort = ParseOneTimePort(*parameter);
     if (uiPort == 0)
     {
         TK_LOG_ERROR(g_pLogger, L"Error converting one-time TKDAST port parameter.");
@@ -208,7 +191,7 @@ int RunTrayAgent(HINSTANCE hInstance, const wchar_t* pszCommandLine)
     const INITCOMMONCONTROLSEX controls = {sizeof(controls), ICC_WIN95_CLASSES | ICC_LINK_CLASS};
     InitCommonControlsEx(&controls);
     // For the runs that act on the desktop with the user's input: taken now, before it can change.
-    const CDesktop hInputDesktop(OpenInputDesktop(0, FALSE, DESKTOP_READOBJECTS));
+    CDesktop hInputDesktop(OpenInputDesktop(0, FALSE, DESKTOP_READOBJECTS));
     ReadOwnDesktopName();
     ReadUserName();
     g_hResourceModule = LoadLanguageModule(LANGUAGE_MODULE);
@@ -223,6 +206,10 @@ int RunTrayAgent(HINSTANCE hInstance, const wchar_t* pszCommandLine)
     }
     g_dwSessionId = GetSessionID();
     TK_LOG_INFO(g_pLogger, L"SessionID is " << g_dwSessionId);
+    if (const ONE_SHOT_RUN* const pRun = FindOneShotRun(pszCommandLine))
+    {
+        return pRun->pfnRun(ONE_SHOT_CONTEXT{pszCommandLine, hInputDesktop});
+    }
     return RunNormally(uiPort);
 }
 

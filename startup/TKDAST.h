@@ -60,6 +60,9 @@ enum AGENT_EXIT_CODE : int
     EXIT_SYSTEM_ACCOUNT = -50,
     EXIT_ASKED_TO_END = -56, // by the user, the service or the end of the session
     EXIT_ALREADY_RUNNING = -56,
+    // Of a one-shot run that shows something.
+    EXIT_NOTHING_SHOWN = 0,
+    EXIT_SHOWN = 1,
 };
 
 // Answers of CheckDesktopState.
@@ -69,7 +72,8 @@ enum DESKTOP_ANSWER : int
     DESKTOP_NOT_REACHABLE = -50,
 };
 
-/// The whole life of the process: start-up, command line, normal run. Main thread. Returns the exit code.
+/// The whole life of the process: start-up, then the one-shot run that the command line asks for, or the
+/// normal run. Main thread. Returns the exit code.
 int RunTrayAgent(HINSTANCE hInstance, const wchar_t* pszCommandLine);
 
 /// 1 if this is the first agent on this desktop, which it then stays to the end of the process; else 0. Main
