@@ -11,6 +11,7 @@
 namespace
 {
 constexpr int SEND_TIMEOUT_MS = 10000;
+constexpr int POLL_END_MS = 5000; // for a thread that is woken out of it
 constexpr size_t RECEIVE_BYTES = 65536;
 // What nobody asks for is dropped from the oldest on beyond this, so that a service may run for days.
 constexpr size_t MOST_PENDING_BYTES = 256 * 1024 * 1024;
@@ -156,14 +157,27 @@ bool CStandInService::Listen(unsigned short nPort)
 
 void CStandInService::StopListening()
 {
+    unsigned int uPolls = 0;
     {
         const std::lock_guard lock(m_mutex);
         if (!m_hListener)
             return;
         m_hListener.reset();
+        uPolls = m_uPolls;
     }
     Wake();
+    AwaitPollAfter(uPolls);
     Note(L"no longer listening");
+}
+
+// A closed socket that is still polled goes on taking connections.
+void CStandInService::AwaitPollAfter(unsigned int uPolls)
+{
+    if (std::this_thread::get_id() == m_thread.get_id())
+        return; // it doesn't poll now
+    std::unique_lock lock(m_mutex);
+    m_changed.wait_for(lock, std::chrono::milliseconds(POLL_END_MS),
+                       [this, uPolls] { return m_bStopping || m_uPolls != uPolls; });
 }
 
 unsigned short CStandInService::GetPort() const
@@ -414,6 +428,11 @@ void CStandInService::Run()
             polls.push_back(ReadPoll(pAgent->hSocket.get()));
         if (WSAPoll(polls.data(), static_cast<ULONG>(polls.size()), -1) == SOCKET_ERROR)
             break;
+        {
+            const std::lock_guard lock(m_mutex);
+            ++m_uPolls;
+        }
+        m_changed.notify_all();
 
         DrainWakeSocket(m_hWake.get());
         {

@@ -149,6 +149,7 @@ class CStandInService
     void Emit(SERVICE_EVENT& event);
     void EmitAgent(SERVICE_EVENT_KIND kind, unsigned int uAgent, std::wstring text);
     void UpdateLookup();
+    void AwaitPollAfter(unsigned int uPolls);
     void Wake();
 
     const CWinsockUse m_winsock;
@@ -166,6 +167,7 @@ class CStandInService
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     CSocketHandle m_hListener;
+    unsigned int m_uPolls = 0; // that the service's thread has come back from
     std::vector<std::shared_ptr<AGENT>> m_agents;
     std::optional<MSG_VERSION> m_handshake;
     bool m_bStopping = false;
