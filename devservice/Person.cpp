@@ -13,15 +13,40 @@
 namespace
 {
 constexpr DWORD LOOK_MS = 20;
-constexpr size_t MAX_TITLE = 512; // characters
+constexpr DWORD ANSWER_TIMEOUT_MS = 1000;  // of a window that may hang
+constexpr size_t MAX_TITLE = 512;          // characters
+constexpr size_t MAX_CONTROL_TEXT = 16384; // characters
 constexpr std::wstring_view MENU_CLASS = L"#32768";
 constexpr std::wstring_view MENU_TITLE = L"menu";
 
 struct WINDOW_SEARCH
 {
     std::wstring_view title;
+    std::wstring_view text;
     HWND hFound = nullptr;
 };
+
+// Looks at one control. A field's text is asked of the field itself, since it is another process's.
+BOOL CALLBACK MatchControl(HWND hControl, LPARAM lParam)
+{
+    WINDOW_SEARCH& search = *reinterpret_cast<WINDOW_SEARCH*>(lParam);
+    std::wstring text(MAX_CONTROL_TEXT, L'\0');
+    DWORD_PTR dwLength = 0;
+    SendMessageTimeoutW(hControl, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()),
+                        SMTO_ABORTIFHUNG, ANSWER_TIMEOUT_MS, &dwLength);
+    text.resize(std::min<size_t>(dwLength, text.size()));
+    if (text.find(search.text) == std::wstring::npos)
+        return TRUE;
+    search.hFound = hControl;
+    return FALSE;
+}
+
+bool HasControlWith(HWND hWnd, std::wstring_view text)
+{
+    WINDOW_SEARCH search = {{}, text};
+    EnumChildWindows(hWnd, MatchControl, reinterpret_cast<LPARAM>(&search));
+    return search.hFound != nullptr;
+}
 
 bool HasTitle(HWND hWnd, std::wstring_view title)
 {
@@ -39,7 +64,8 @@ BOOL CALLBACK MatchWindow(HWND hWnd, LPARAM lParam)
     WINDOW_SEARCH& search = *reinterpret_cast<WINDOW_SEARCH*>(lParam);
     DWORD dwProcessId = 0;
     GetWindowThreadProcessId(hWnd, &dwProcessId);
-    if (dwProcessId != GetCurrentProcessId() && IsWindowVisible(hWnd) && HasTitle(hWnd, search.title))
+    if (dwProcessId != GetCurrentProcessId() && IsWindowVisible(hWnd) && HasTitle(hWnd, search.title) &&
+        (search.text.empty() || HasControlWith(hWnd, search.text)))
         search.hFound = hWnd;
     return search.hFound == nullptr;
 }
@@ -62,19 +88,19 @@ std::optional<BYTE> KeyOf(std::wstring_view key)
 }
 } // namespace
 
-HWND FindShownWindow(std::wstring_view title)
+HWND FindShownWindow(std::wstring_view title, std::wstring_view text)
 {
-    WINDOW_SEARCH search = {title};
+    WINDOW_SEARCH search = {title, text};
     EnumWindows(MatchWindow, reinterpret_cast<LPARAM>(&search));
     return search.hFound;
 }
 
 bool WaitForShownWindow(std::wstring_view title, bool bThere, DWORD dwMilliseconds,
-                        const PAUSE_FUNCTION& pause)
+                        const PAUSE_FUNCTION& pause, std::wstring_view text)
 {
     for (DWORD dwWaited = 0;; dwWaited += LOOK_MS)
     {
-        if ((FindShownWindow(title) != nullptr) == bThere)
+        if ((FindShownWindow(title, text) != nullptr) == bThere)
             return true;
         if (dwWaited >= dwMilliseconds || !pause(LOOK_MS))
             return false;

@@ -15,12 +15,12 @@
 using PAUSE_FUNCTION = std::function<bool(DWORD dwMilliseconds)>;
 
 /// A visible top-level window whose title holds the text, of any process but this one; null when there is
-/// none. An open menu has the title "menu".
-HWND FindShownWindow(std::wstring_view title);
+/// none. An open menu has the title "menu". Where there is a text, one of the window's controls must hold it.
+HWND FindShownWindow(std::wstring_view title, std::wstring_view text = {});
 
 /// Waits until such a window is there, or is gone. False when the time is over.
 bool WaitForShownWindow(std::wstring_view title, bool bThere, DWORD dwMilliseconds,
-                        const PAUSE_FUNCTION& pause);
+                        const PAUSE_FUNCTION& pause, std::wstring_view text = {});
 
 /// Clicks on the agent's icon, as the shell tells it, and waits for the menu. False when none comes.
 bool OpenTrayMenu(HWND hTrayWindow, DWORD dwMilliseconds, const PAUSE_FUNCTION& pause);

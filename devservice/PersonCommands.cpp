@@ -8,6 +8,7 @@
 namespace
 {
 constexpr DWORD WINDOW_TIMEOUT_MS = 20000;
+constexpr std::wstring_view TEXT_OPTION = L"text";
 constexpr std::wstring_view TIMES_OPTION = L"times";
 
 // The agent that the person clicks on last: the icon of the newest one.
@@ -56,13 +57,17 @@ bool CScriptRunner::Window(WORDS words)
     if (!ReadMilliseconds(words, dwMilliseconds))
         return false;
     const std::wstring& title = words[0].text;
+    const SCRIPT_WORD* const pText = FindOption(words, TEXT_OPTION);
+    const std::wstring_view text = pText != nullptr ? pText->Value() : std::wstring_view();
     const bool bThere = !IsWord(words, 1, L"gone");
-    if (!WaitForShownWindow(title, bThere, dwMilliseconds,
-                            [this](DWORD dwPause) { return PauseWhileWaiting(dwPause); }))
+    if (!WaitForShownWindow(
+            title, bThere, dwMilliseconds, [this](DWORD dwPause) { return PauseWhileWaiting(dwPause); },
+            text))
         return Fail(L"the window " + QuotedText(title, title.size()) +
+                    (text.empty() ? std::wstring() : L" with " + QuotedText(text, text.size())) +
                     (bThere ? L" did not come" : L" stayed") + L" within " + std::to_wstring(dwMilliseconds) +
                     L" ms");
-    m_hWindow = bThere ? FindShownWindow(title) : nullptr;
+    m_hWindow = bThere ? FindShownWindow(title, text) : nullptr;
     return true;
 }
 

@@ -131,8 +131,9 @@ struct SCRIPT_COMMANDS
             {L"wait", 1, 1, L"MS | forever", L"do nothing for a while", &RUNNER::Wait},
             {L"wallpaper", 1, 1, L"FILE",
              L"put a picture on the desktop, as its user would; \"\" takes it away", &RUNNER::Wallpaper},
-            {L"window", 1, 3, L"TITLE [gone] [within=MS]",
-             L"wait for a window whose title holds the text, or for its end", &RUNNER::Window},
+            {L"window", 1, 4, L"TITLE [gone] [text=TEXT] [within=MS]",
+             L"wait for a window whose title holds the text, and a control the other one, or for its end",
+             &RUNNER::Window},
         };
         return s_aCommands;
     }
