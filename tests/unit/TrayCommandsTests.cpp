@@ -231,6 +231,7 @@ TEST_F(TrayCommandTest, ABoxUnderADialogWaitsUntilTheDialogHasGone)
     EXPECT_EQ(g_dialogs.size(), 1U);
     EXPECT_FALSE(bQuitInDialog);
     EXPECT_TRUE(bQuitBehindDialog);
+    g_whileDialog = nullptr; // nothing here may outlive the test
 }
 
 TEST_F(TrayCommandTest, AServiceMessageDuringAQuestionIsShownBehindIt)
