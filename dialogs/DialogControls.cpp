@@ -5,11 +5,14 @@
 #include "Include/UtilResource.h"
 #include "dialogs/PaintedFont.h"
 
+#include <commctrl.h>
+
 #include <cwchar>
 
 namespace
 {
 constexpr int SECRET_FONT_HEIGHT = 14; // logical units
+constexpr UINT_PTR LINK_SUBCLASS = 2;
 constexpr size_t MAX_COMPLAINT = 1024; // characters, terminator included
 
 // Made once and never freed: a control goes on using it until its window is gone.
@@ -31,6 +34,21 @@ LONG LineHeight(HWND hControl)
     }
     ReleaseDC(hControl, hDC);
     return metrics.tmHeight;
+}
+
+LRESULT CALLBACK LinkProcedure(HWND hLink, UINT uMessage, WPARAM wParam, LPARAM lParam, UINT_PTR uSubclass,
+                               DWORD_PTR)
+{
+    if (uMessage == WM_KEYDOWN && wParam == VK_RETURN)
+    {
+        NMHDR click = {hLink, static_cast<UINT_PTR>(GetDlgCtrlID(hLink)), static_cast<UINT>(NM_CLICK)};
+        return SendMessageW(GetParent(hLink), WM_NOTIFY, click.idFrom, reinterpret_cast<LPARAM>(&click));
+    }
+    if (uMessage == WM_NCDESTROY)
+    {
+        RemoveWindowSubclass(hLink, LinkProcedure, uSubclass);
+    }
+    return DefSubclassProc(hLink, uMessage, wParam, lParam);
 }
 } // namespace
 
@@ -103,4 +121,9 @@ void AskFor(HWND hDlg, UINT uString, int nControl)
     {
         SetFocus(hControl); // with nothing there the keyboard would have no focus at all
     }
+}
+
+void ClickLinkByEnter(HWND hDlg, int nLink)
+{
+    SetWindowSubclass(GetDlgItem(hDlg, nLink), LinkProcedure, LINK_SUBCLASS, 0);
 }

@@ -39,3 +39,6 @@ void SetSecretFont(HWND hDlg, int nControl);
 
 /// Tells by a text of the language module that something is missing, and moves the focus there.
 void AskFor(HWND hDlg, UINT uString, int nControl);
+
+/// Makes the Enter key on a link what a click of the mouse is to the dialog.
+void ClickLinkByEnter(HWND hDlg, int nLink);

@@ -1,10 +1,10 @@
 #include "dialogs/JoinAttendedSessionDialog.h"
 
 #include "Include/BoundedText.h"
-#include "Include/Handles.h"
 #include "Include/TKLogging.h"
 #include "Include/UtilResource.h"
 #include "channel/TrayMessages.h"
+#include "dialogs/DialogBanner.h"
 #include "dialogs/DialogControls.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
@@ -27,47 +27,10 @@ constexpr wchar_t TRIMMED[] = L"\n\r ";
 struct JOIN_STATE
 {
     MSG_REVERSE_CONNECTION* pRecord = nullptr;
-    CGdiObject hBanner;
+    CDialogBanner banner;
 };
 
 JOIN_STATE g_state;
-
-bool IsScreenFine(HWND hWnd)
-{
-    const HDC hDC = GetDC(hWnd);
-    const int nDotsPerInch = GetDeviceCaps(hDC, LOGPIXELSX);
-    ReleaseDC(hWnd, hDC);
-    return nDotsPerInch > USER_DEFAULT_SCREEN_DPI;
-}
-
-// What was shown before; the caller's to free.
-HGDIOBJ ReplaceBanner(HWND hWnd, HGDIOBJ hBanner)
-{
-    return reinterpret_cast<HGDIOBJ>(SendDlgItemMessageW(hWnd, IDC_JOIN_BANNER, STM_SETIMAGE, IMAGE_BITMAP,
-                                                         reinterpret_cast<LPARAM>(hBanner)));
-}
-
-void ShowFineBanner(HWND hWnd)
-{
-    g_state.hBanner.reset(
-        LoadBitmapW(g_hResourceModule, MAKEINTRESOURCEW(IDB_BITMAP_INTERNET_SESSION_BANNER)));
-    if (!g_state.hBanner)
-    {
-        TK_LOG_DEBUG(g_pLogger, L"Failed to load IDB_BITMAP_INTERNET_SESSION_BANNER scale bitmap.");
-        return;
-    }
-    const CGdiObject hOwnBanner(ReplaceBanner(hWnd, g_state.hBanner.get()));
-}
-
-// Not every system frees the banner that a template has loaded, so it is taken off first.
-void TakeBannerOff(HWND hWnd)
-{
-    CGdiObject hShown(ReplaceBanner(hWnd, nullptr));
-    if (hShown.get() == g_state.hBanner.get())
-    {
-        (void)hShown.release();
-    }
-}
 
 INT_PTR OnInitDialog(HWND hWnd, MSG_REVERSE_CONNECTION* pRecord)
 {
@@ -78,9 +41,9 @@ INT_PTR OnInitDialog(HWND hWnd, MSG_REVERSE_CONNECTION* pRecord)
     {
         TK_LOG_ERROR(g_pLogger, L"WM_INITDIALOG: pJoinAttendedSession is NULL");
     }
-    if (IsScreenFine(hWnd))
+    if (!g_state.banner.Show(hWnd, IDC_JOIN_BANNER))
     {
-        ShowFineBanner(hWnd);
+        TK_LOG_DEBUG(g_pLogger, L"Failed to load IDB_BITMAP_INTERNET_SESSION_BANNER scale bitmap.");
     }
     return TRUE;
 }
@@ -143,7 +106,7 @@ INT_PTR OnStaticColor(HWND hControl, HDC hDC)
 void OnDestroy(HWND hWnd)
 {
     g_hJoinAttendedSessionDlg = nullptr;
-    TakeBannerOff(hWnd);
+    g_state.banner.TakeOff(hWnd, IDC_JOIN_BANNER);
     g_state = JOIN_STATE();
 }
 } // namespace

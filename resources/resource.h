@@ -32,7 +32,8 @@
 #define IDD_PERMISSION 107 // may somebody connect?
 #define IDD_CONNECT_TO_CLIENT 132
 #define IDD_JOIN_ATTENDED_SESSION 134
-#define IDD_CONNECT_IN_PROGRESS 136 // the waiting window
+#define IDD_CONNECT_IN_PROGRESS 136  // the waiting window
+#define IDD_VALIDATE_CERTIFICATE 137 // may a certificate be trusted?
 #define IDD_CREATE_INVITATION 115
 
 // Of every text in a dialog that nobody addresses.
@@ -75,7 +76,15 @@
 // Controls of IDD_CONNECT_IN_PROGRESS, beside IDCANCEL.
 #define IDC_PROGRESS_BAR 1038
 
-// Bitmaps: the banner of IDD_JOIN_ATTENDED_SESSION for 96 dots per inch, and for all finer screens.
+// Controls of IDD_VALIDATE_CERTIFICATE, beside IDYES, which accepts, and IDNO, which declines.
+#define IDC_VALIDATE_SHOW 3        // shows the certificate
+#define IDC_VALIDATE_HELP 1035     // a link, opens IDS_VALIDATE_HELP_ADDRESS
+#define IDC_VALIDATE_BANNER 1039   // as IDC_JOIN_BANNER
+#define IDC_VALIDATE_REMEMBER 1041 // an accepted certificate is not asked about again
+#define IDC_VALIDATE_NAME 1042     // the certificate's; until then the words for none
+
+// Bitmaps: the banner of IDD_JOIN_ATTENDED_SESSION and IDD_VALIDATE_CERTIFICATE for 96 dots per inch, and for
+// all finer screens.
 #define IDB_JOIN_BANNER 133
 #define IDB_BITMAP_INTERNET_SESSION_BANNER 137
 
@@ -160,6 +169,7 @@
 #define IDS_PERMISSION_CONTROL 72     // in IDC_PERMISSION_REQUEST: to see and to control
 #define IDS_PERMISSION_VIEW 74        // in IDC_PERMISSION_REQUEST: to see only
 #define IDS_TIP_ONE_TIME 75           // in front of the tip of a one-time agent
+#define IDS_VALIDATE_HELP_ADDRESS 76  // where the link of the question about a certificate leads to
 #define IDS_TIP_PERMISSION 89         // a line in front of the tip while consent is asked for; also in About
 
 #define IDS_ABOUT_SERVICE 116       // one of the next two stands behind it

@@ -11,6 +11,7 @@
 
 constexpr wchar_t PERMISSION_SWITCH[] = L"-Permission";
 constexpr wchar_t INVITATION_SWITCH[] = L"-Invitation"; // the same prompt by another name
+constexpr wchar_t VALIDATE_CERT_SWITCH[] = L"-ValidateCert";
 
 /// The text between the line's first blank and the next one. Empty when the line holds no blank.
 std::optional<std::wstring_view> FindFirstParameter(std::wstring_view line);

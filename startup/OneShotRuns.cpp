@@ -1,5 +1,7 @@
 #include "startup/OneShotRuns.h"
 
+#include "Include/TKLogging.h"
+#include "certificates/ValidateCertDialog.h"
 #include "dialogs/ClientPermissionDialog.h"
 #include "startup/CommandLine.h"
 #include "startup/TKDAST.h"
@@ -10,6 +12,8 @@
 
 namespace
 {
+const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDAST");
+
 int RunPermissionPrompt(const ONE_SHOT_CONTEXT& context)
 {
     const std::optional<PERMISSION_PARAMETERS> parameters = ParsePermissionLine(context.pszCommandLine);
@@ -21,10 +25,17 @@ int RunPermissionPrompt(const ONE_SHOT_CONTEXT& context)
                                                                                : EXIT_NOTHING_SHOWN;
 }
 
+int RunCertificateQuestion(const ONE_SHOT_CONTEXT&)
+{
+    TK_LOG_INFO(g_pLogger, L"Displaying ValidateCert dialog");
+    return ValidateCertDialog() ? EXIT_TRUSTED : EXIT_NOT_TRUSTED;
+}
+
 // The order is part of what callers rely on: of several switches in a line the first one here counts.
 constexpr ONE_SHOT_RUN s_aRuns[] = {
     {INVITATION_SWITCH, SWITCH_MATCH::Anywhere, RunPermissionPrompt},
     {PERMISSION_SWITCH, SWITCH_MATCH::Anywhere, RunPermissionPrompt},
+    {VALIDATE_CERT_SWITCH, SWITCH_MATCH::Anywhere, RunCertificateQuestion},
 };
 
 bool IsAskedFor(const ONE_SHOT_RUN& run, const wchar_t* pszCommandLine)

@@ -63,6 +63,9 @@ enum AGENT_EXIT_CODE : int
     // Of a one-shot run that shows something.
     EXIT_NOTHING_SHOWN = 0,
     EXIT_SHOWN = 1,
+    // Of the question whether a certificate may be trusted.
+    EXIT_TRUSTED = 0,
+    EXIT_NOT_TRUSTED = 1,
 };
 
 // Answers of CheckDesktopState.

@@ -2,6 +2,7 @@
 
 #include "Include/BoundedText.h"
 #include "TKDAS/SimultanousSessionMutex.h"
+#include "certificates/ValidateCertDialog.h"
 #include "dialogs/AboutDialog.h"
 #include "dialogs/ClientPermissionDialog.h"
 #include "dialogs/ConnectToClientDialog.h"
@@ -10,10 +11,12 @@
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/TestCertificates.h"
 #include "tray/TrayMenu.h"
 
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace
 {
@@ -366,6 +369,31 @@ void ShowPermissionLong(CTaskBarWindow&)
 {
     RunPermission(Words(LONGEST_PERMISSION_TEXT), 1, 1);
 }
+
+// Without a name: no candidate has been found.
+void RunCertificate(const char* pszName)
+{
+    const std::vector<BYTE> bytes = pszName != nullptr ? TestCertificate(pszName) : std::vector<BYTE>();
+    g_CertContext =
+        CertCreateCertificateContext(CERTIFICATE_ENCODING, bytes.data(), static_cast<DWORD>(bytes.size()));
+    DialogBoxParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_VALIDATE_CERTIFICATE), nullptr, ValidateCertProc,
+                    0);
+}
+
+void ShowCertificate(CTaskBarWindow&)
+{
+    RunCertificate("rsa");
+}
+
+void ShowCertificateLong(CTaskBarWindow&)
+{
+    RunCertificate("long");
+}
+
+void ShowCertificateNone(CTaskBarWindow&)
+{
+    RunCertificate(nullptr);
+}
 } // namespace
 
 const EXHIBIT g_exhibits[] = {
@@ -399,5 +427,8 @@ const EXHIBIT g_exhibits[] = {
     {L"invitation", L"Create invitation, as it opens", ShowInvitation},
     {L"invitation-made", L"Create invitation with a finished text", ShowInvitationMade},
     {L"invitation-forbidden", L"Create invitation where the settings allow nothing", ShowInvitationForbidden},
+    {L"certificate", L"may this certificate be trusted?", ShowCertificate},
+    {L"certificate-long", L"the same with a name of 250 characters", ShowCertificateLong},
+    {L"certificate-none", L"the same without a certificate", ShowCertificateNone},
     {nullptr, nullptr, nullptr},
 };

@@ -5,6 +5,7 @@
 #include "channel/TrayMessages.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
+#include "tests/unit/BannerDialog.h"
 #include "tests/unit/BoxTrace.h"
 #include "tests/unit/DialogHarness.h"
 #include "tests/unit/LogCapture.h"
@@ -20,45 +21,11 @@
 
 namespace
 {
-constexpr int FINE_SCREEN = 120;   // dots per inch
-constexpr int USUAL_SCREEN = 96;   // dots per inch
-constexpr LONG FINE_BANNER = 798;  // pixels across
-constexpr LONG USUAL_BANNER = 399; // pixels across
 constexpr size_t MOST_TEXT = 8095; // characters
-
-int g_nDotsPerInch = USUAL_SCREEN;
-
-int WINAPI AnswerDeviceCaps(HDC, int)
-{
-    return g_nDotsPerInch;
-}
-
-struct OPENED
-{
-    std::wstring verb;
-    std::wstring address;
-    int nShow;
-};
-std::vector<OPENED> g_opened;
-
-HINSTANCE WINAPI RecordOpening(HWND, LPCWSTR pszVerb, LPCWSTR pszFile, LPCWSTR pszParameters,
-                               LPCWSTR pszFolder, INT nShow)
-{
-    EXPECT_TRUE(pszParameters == nullptr && pszFolder == nullptr);
-    g_opened.push_back({pszVerb, pszFile, nShow});
-    return nullptr; // failed: nobody looks
-}
 
 class JoinAttendedSessionTest : public DialogHarness
 {
   protected:
-    void SetUp() override
-    {
-        DialogHarness::SetUp();
-        g_nDotsPerInch = USUAL_SCREEN;
-        g_opened.clear();
-    }
-
     INT_PTR Run(const std::function<void(HWND)>& scenario, MSG_REVERSE_CONNECTION* pRecord)
     {
         const ModalScenario modal(scenario);
@@ -87,29 +54,10 @@ class JoinAttendedSessionTest : public DialogHarness
     }
     static void Cancel(HWND hDialog) { PostMessageW(hDialog, WM_COMMAND, IDCANCEL, 0); }
 
-    // Pixels across of the banner's picture; zero when there is none.
-    static LONG BannerWidth(HWND hDialog)
-    {
-        const auto hBanner = reinterpret_cast<HBITMAP>(
-            SendDlgItemMessageW(hDialog, IDC_JOIN_BANNER, STM_GETIMAGE, IMAGE_BITMAP, 0));
-        BITMAP bitmap = {};
-        GetObjectW(hBanner, sizeof(bitmap), &bitmap);
-        return bitmap.bmWidth;
-    }
-
-    static void ClickLink(HWND hDialog, UINT uCode, UINT_PTR uFrom = IDC_JOIN_HELP)
-    {
-        NMHDR notification = {};
-        notification.hwndFrom = GetDlgItem(hDialog, static_cast<int>(uFrom));
-        notification.idFrom = uFrom;
-        notification.code = uCode;
-        SendMessageW(hDialog, WM_NOTIFY, uFrom, reinterpret_cast<LPARAM>(&notification));
-    }
-
     MSG_REVERSE_CONNECTION m_record = {};
     BoxTrace m_boxes;
-    ImportHook<decltype(GetDeviceCaps)> m_deviceCaps{"gdi32.dll", "GetDeviceCaps", &AnswerDeviceCaps};
-    ImportHook<decltype(ShellExecuteW)> m_shell{"shell32.dll", "ShellExecuteW", &RecordOpening};
+    PlayedScreen m_screen;
+    OpeningTrace m_opened;
 };
 } // namespace
 
@@ -217,18 +165,18 @@ TEST_F(JoinAttendedSessionTest, ADialogWithoutARecordSaysSoRefusesOkAndGoesOn)
 TEST_F(JoinAttendedSessionTest, TheLinkOpensItsAddressAndTheDialogStays)
 {
     Run([this](HWND hDialog) {
-        ClickLink(hDialog, static_cast<UINT>(NM_CLICK));
-        ASSERT_EQ(g_opened.size(), 1U);
-        EXPECT_EQ(g_opened[0].verb, L"open");
-        EXPECT_EQ(g_opened[0].address, m_language.Text(IDS_JOIN_HELP_ADDRESS));
-        EXPECT_TRUE(g_opened[0].address.starts_with(L"https://"));
-        EXPECT_EQ(g_opened[0].nShow, SW_SHOWNORMAL);
+        NotifyFrom(hDialog, IDC_JOIN_HELP, static_cast<UINT>(NM_CLICK));
+        ASSERT_EQ(m_opened.Documents().size(), 1U);
+        EXPECT_EQ(m_opened.Documents()[0].verb, L"open");
+        EXPECT_EQ(m_opened.Documents()[0].address, m_language.Text(IDS_JOIN_HELP_ADDRESS));
+        EXPECT_TRUE(m_opened.Documents()[0].address.starts_with(L"https://"));
+        EXPECT_EQ(m_opened.Documents()[0].nShow, SW_SHOWNORMAL);
         EXPECT_TRUE(IsWindowVisible(hDialog));
-        ClickLink(hDialog, static_cast<UINT>(NM_RETURN));
-        EXPECT_EQ(g_opened.size(), 2U) << "by keyboard, too";
-        ClickLink(hDialog, static_cast<UINT>(NM_SETFOCUS));
-        ClickLink(hDialog, static_cast<UINT>(NM_CLICK), IDC_JOIN_BANNER);
-        EXPECT_EQ(g_opened.size(), 2U);
+        NotifyFrom(hDialog, IDC_JOIN_HELP, static_cast<UINT>(NM_RETURN));
+        EXPECT_EQ(m_opened.Documents().size(), 2U) << "by keyboard, too";
+        NotifyFrom(hDialog, IDC_JOIN_HELP, static_cast<UINT>(NM_SETFOCUS));
+        NotifyFrom(hDialog, IDC_JOIN_BANNER, static_cast<UINT>(NM_CLICK));
+        EXPECT_EQ(m_opened.Documents().size(), 2U);
         Cancel(hDialog);
     });
 }
@@ -259,9 +207,9 @@ TEST_F(JoinAttendedSessionTest, AFinerScreenGetsTheFinerBanner)
                                                {FINE_SCREEN, FINE_BANNER},
                                                {192, FINE_BANNER}})
     {
-        g_nDotsPerInch = nDotsPerInch;
+        m_screen.nDotsPerInch = nDotsPerInch;
         Run([nWidth = nWidth](HWND hDialog) {
-            EXPECT_EQ(BannerWidth(hDialog), nWidth);
+            EXPECT_EQ(BannerWidth(hDialog, IDC_JOIN_BANNER), nWidth);
             Cancel(hDialog);
         });
     }
@@ -269,12 +217,13 @@ TEST_F(JoinAttendedSessionTest, AFinerScreenGetsTheFinerBanner)
 
 TEST_F(JoinAttendedSessionTest, WithoutAFinerBannerTheTemplatesOwnStays)
 {
-    g_nDotsPerInch = FINE_SCREEN;
+    m_screen.nDotsPerInch = FINE_SCREEN;
     const ImportHook hook(
-        "user32.dll", "LoadBitmapW", +[](HINSTANCE, LPCWSTR) -> HBITMAP { return nullptr; });
+        "user32.dll", "LoadImageW",
+        +[](HINSTANCE, LPCWSTR, UINT, int, int, UINT) -> HANDLE { return nullptr; });
     const LogCapture capture("JoinAttendedSessionDialog", log4cxx::Level::getDebug());
     Run([](HWND hDialog) {
-        EXPECT_EQ(BannerWidth(hDialog), USUAL_BANNER);
+        EXPECT_EQ(BannerWidth(hDialog, IDC_JOIN_BANNER), USUAL_BANNER);
         Cancel(hDialog);
     });
     EXPECT_THAT(capture.Texts(),
@@ -300,7 +249,7 @@ TEST_F(JoinAttendedSessionTest, ManyInARowLeaveNothingBehindOnAnyScreen)
 {
     for (const int nDotsPerInch : {USUAL_SCREEN, FINE_SCREEN})
     {
-        g_nDotsPerInch = nDotsPerInch;
+        m_screen.nDotsPerInch = nDotsPerInch;
         Run(Cancel);
         const ObjectCounts before = CountObjects();
         for (int nRound = 0; nRound < 100; ++nRound)

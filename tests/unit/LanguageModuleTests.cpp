@@ -549,6 +549,9 @@ TEST_P(LanguageModule, HoldsTheDialogsWithTheirControls)
           IDC_CONNECT_PROXY_PORT}},
         {L"#134", {IDOK, IDCANCEL, IDC_JOIN_INVITATION, IDC_JOIN_HELP, IDC_JOIN_HINT, IDC_JOIN_BANNER}},
         {L"#136", {IDCANCEL, IDC_PROGRESS_BAR}},
+        {L"#137",
+         {IDYES, IDNO, IDC_VALIDATE_SHOW, IDC_VALIDATE_HELP, IDC_VALIDATE_BANNER, IDC_VALIDATE_REMEMBER,
+          IDC_VALIDATE_NAME}},
         {L"#115", {IDCANCEL, 4,    5,    8,    10,   12,   1006, 1007, 1008, 1009, 1010,
                    1011,     1012, 1015, 1016, 1017, 1018, 1019, 1022, 1023, 1024}}};
     const ModuleTexts texts = ReadModule(m_module.get());

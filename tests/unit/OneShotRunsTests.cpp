@@ -8,6 +8,8 @@
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
 #include "tests/unit/LateBinding.h"
+#include "tests/unit/LogCapture.h"
+#include "tests/unit/RegistrySandbox.h"
 
 #include <gtest/gtest.h>
 
@@ -186,6 +188,18 @@ TEST(OneShotRuns, ThePromptsSwitchesAreFoundAnywhereInTheLine)
     EXPECT_EQ(SwitchOf(L"-Permission -Invitation"), INVITATION_SWITCH) << "the order is the table's";
 }
 
+TEST(OneShotRuns, TheCertificatesSwitchIsFoundAnywhereInTheLineBehindThePrompts)
+{
+    for (const wchar_t* const pszLine :
+         {L"-ValidateCert", L"foo -ValidateCert", L"x-ValidateCerty", L"-ValidateCert 5"})
+    {
+        EXPECT_EQ(SwitchOf(pszLine), VALIDATE_CERT_SWITCH);
+    }
+    EXPECT_EQ(SwitchOf(L"-ValidateCert -Permission 5 2"), PERMISSION_SWITCH) << "the order is the table's";
+    EXPECT_EQ(FindOneShotRun(L"-validatecert"), nullptr);
+    EXPECT_EQ(FindOneShotRun(L"-ValidateCer"), nullptr);
+}
+
 TEST(OneShotRuns, NearMissesAreLinesOfTheNormalRun)
 {
     for (const wchar_t* const pszLine :
@@ -303,4 +317,26 @@ TEST_F(OneShotRunTest, OtherLinesStartTheNormalRun)
     EXPECT_EQ(Run(L"-permission " + Port() + L" 2"), EXIT_ALREADY_RUNNING) << "no mark could be made";
     EXPECT_EQ(g_calls.nMappings, 1);
     EXPECT_FALSE(m_service.Receive(0).has_value());
+}
+
+TEST_F(OneShotRunTest, OnlyAnAcceptedCertificateIsZero)
+{
+    const RegistrySandbox hives(HKEY_USERS);
+    const RegistrySandbox user(HKEY_CURRENT_USER);
+    for (const auto& [nResult, nExitCode] :
+         {std::pair<INT_PTR, int>{IDYES, 0}, {IDNO, 1}, {IDCANCEL, 1}, {-1, 1}, {0, 1}, {1, 1}})
+    {
+        g_calls.nDialogResult = nResult;
+        const LogCapture log("TKDAST", log4cxx::Level::getInfo());
+        EXPECT_EQ(Run(L"foo -ValidateCert"), nExitCode) << nResult;
+        EXPECT_EQ(log.Texts().back(), "INFO Displaying ValidateCert dialog");
+    }
+    EXPECT_EQ(g_calls.nDialogs, 6);
+    ExpectNoAgentWasMade();
+}
+
+TEST_F(OneShotRunTest, AOneTimeLineNeedsItsPortForACertificateToo)
+{
+    EXPECT_EQ(Run(L"-onetimesession -ValidateCert"), EXIT_BAD_PARAMETER);
+    EXPECT_EQ(g_calls.nDialogs, 0);
 }
