@@ -1,5 +1,6 @@
 #pragma once
 
+#include "devservice/LaidCertificates.h"
 #include "devservice/PlayedSession.h"
 #include "devservice/Programs.h"
 #include "devservice/Script.h"
@@ -67,6 +68,7 @@ class CScriptRunner
     bool Agent(WORDS words);
     bool Agents(WORDS words);
     bool Answers(WORDS words);
+    bool Certificate(WORDS words);
     bool Clipboard(WORDS words);
     bool Close(WORDS words);
     bool Connect(WORDS words);
@@ -153,6 +155,7 @@ class CScriptRunner
     CSessionKeeper m_keeper;
     CPlayedSession m_playedSession;
     CPrograms m_programs;
+    CLaidCertificates m_certificates;
     std::optional<unsigned int> m_target = 1; // empty: all that are connected
     HWND m_hWindow = nullptr;                 // the window last waited for
     unsigned int m_uRound = 0;                // of the innermost repeat
