@@ -3,6 +3,7 @@
 #include "tests/support/ImportHook.h"
 #include "tests/support/TestCertificates.h"
 #include "tests/unit/CertificateHarness.h"
+#include "tests/unit/DialogHarness.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -314,16 +315,13 @@ TEST_F(CertificateRegistry, NothingIsLeftOpenOfAThousandSearches)
     PutCandidate(Garbage());
     PutIntoHive(L"A", Garbage());
     GetCertFromACRegistry();
-    DWORD dwBefore = 0;
-    DWORD dwAfter = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &dwBefore);
+    const ObjectCounts before = CountObjects();
     for (int nSearch = 0; nSearch < 1000; ++nSearch)
     {
         GetCertFromACRegistry();
         IsCertInRegistry(g_CertContext);
     }
-    GetProcessHandleCount(GetCurrentProcess(), &dwAfter);
-    EXPECT_LE(dwAfter, dwBefore + 4);
+    ExpectNoMoreThan(before);
 }
 
 // ---- The certificate's name.
