@@ -323,6 +323,7 @@ TEST_F(OneShotRunTest, OnlyAnAcceptedCertificateIsZero)
 {
     const RegistrySandbox hives(HKEY_USERS);
     const RegistrySandbox user(HKEY_CURRENT_USER);
+    const LogCapture quiet("ValidateCertDialog");
     for (const auto& [nResult, nExitCode] :
          {std::pair<INT_PTR, int>{IDYES, 0}, {IDNO, 1}, {IDCANCEL, 1}, {-1, 1}, {0, 1}, {1, 1}})
     {
