@@ -143,13 +143,16 @@ TEST_F(ValidateCertTest, ACertificateThatIsOnlyAcceptedIsAskedAboutAgain)
 
 TEST_F(ValidateCertTest, HoweverItIsDeclinedNothingIsKept)
 {
-    for (const auto& decline : {std::function<void(HWND)>(Decline),
-                                {[](HWND hDialog) {
-                                    Click(hDialog, IDC_VALIDATE_REMEMBER);
-                                    Decline(hDialog);
-                                }},
-                                {[](HWND hDialog) { PostMessageW(hDialog, WM_CLOSE, 0, 0); }},
-                                {[](HWND hDialog) { PostMessageW(hDialog, WM_SYSCOMMAND, SC_CLOSE, 0); }}})
+    const std::vector<std::function<void(HWND)>> ways = {
+        Decline,
+        [](HWND hDialog) {
+            Click(hDialog, IDC_VALIDATE_REMEMBER);
+            Decline(hDialog);
+        },
+        [](HWND hDialog) { PostMessageW(hDialog, WM_CLOSE, 0, 0); },
+        [](HWND hDialog) { PostMessageW(hDialog, WM_SYSCOMMAND, SC_CLOSE, 0); },
+    };
+    for (const auto& decline : ways)
     {
         Forget();
         PutCandidate(TestCertificate("rsa"));
