@@ -28,6 +28,9 @@
  * Any thread.
  */
 
+/// What a record can tell the length of, in characters.
+constexpr size_t MAX_CHAT_PAYLOAD = MAXDWORD / sizeof(wchar_t);
+
 /// Who a message is from. The view lives as long as the record.
 inline std::wstring_view ChatSender(const MSG_CHAT_MESSAGE& message) noexcept
 {
@@ -49,10 +52,11 @@ inline std::wstring ReadChatText(const MSG_CHAT_MESSAGE& message, size_t cchMost
     return ReadChatText(&message + 1, message.dwMessageLength, cchMost);
 }
 
-/// A whole record, head and payload, as it goes over the wire. A name that doesn't fit is cut.
+/// A whole record, head and payload, as it goes over the wire. A name that doesn't fit is cut, as
+/// is a text of more than MAX_CHAT_PAYLOAD.
 inline std::vector<char> MakeChatRecord(std::wstring_view username, std::wstring_view text)
 {
-    const size_t cbText = text.size() * sizeof(wchar_t);
+    const size_t cbText = std::min(text.size(), MAX_CHAT_PAYLOAD) * sizeof(wchar_t);
     MSG_CHAT_MESSAGE head = {};
     head.dwType = MSG_TYPE_CHAT_MESSAGE;
     CopyText(head.szUsername, username);

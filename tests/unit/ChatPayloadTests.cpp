@@ -45,7 +45,7 @@ TEST(ChatPayload, TakesAnEmptyPayloadForAnEmptyText)
     EXPECT_EQ(record.size(), sizeof(MSG_CHAT_MESSAGE));
     EXPECT_EQ(HeadOf(record).dwMessageLength, 0u);
     EXPECT_EQ(ReadChatText(*reinterpret_cast<const MSG_CHAT_MESSAGE*>(record.data())), L"");
-    EXPECT_EQ(ReadChatText(nullptr, 0), L"");
+    EXPECT_EQ(ReadChatText("", 0), L"");
 }
 
 TEST(ChatPayload, IgnoresAnOddLastByte)
