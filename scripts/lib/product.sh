@@ -32,7 +32,8 @@ build_product() {
 # check_stage: sees to it that what is staged is whole and hardened.
 check_stage() {
     local file missing=0
-    for file in TKDAST.exe TKDASTRES.dll Localization/{fr,de}/TKDASTRES.dll TKDAST.Logging.xml TKDAS.exe; do
+    for file in TKDAST.exe TKDASTRES.dll Localization/{fr,de}/TKDASTRES.dll TKDAST.Logging.xml TKDAS.exe \
+        TKDAChat.dll; do
         if [ ! -e "$TKDAST_STAGE/$file" ]; then
             warn "build/stage/$file was not built"
             missing=1

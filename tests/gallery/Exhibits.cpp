@@ -9,6 +9,7 @@
 #include "dialogs/CreateInvitationDialog.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
+#include "tests/gallery/ChatExhibits.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
 #include "tests/support/TestCertificates.h"
@@ -430,5 +431,9 @@ const EXHIBIT g_exhibits[] = {
     {L"certificate", L"may this certificate be trusted?", ShowCertificate},
     {L"certificate-long", L"the same with a name of 250 characters", ShowCertificateLong},
     {L"certificate-none", L"the same without a certificate", ShowCertificateNone},
+    {L"chat", L"the chat window in the middle of a conversation", ShowChat},
+    {L"chat-empty", L"the chat window as it opens", ShowChatEmpty},
+    {L"chat-long", L"the chat window with long names and texts, as small as it gets", ShowChatLong},
+    {L"chat-rtl", L"the chat window with texts that are written from right to left", ShowChatRightToLeft},
     {nullptr, nullptr, nullptr},
 };

@@ -115,6 +115,7 @@ int wmain(int argc, wchar_t** argv)
         return PrintUsage();
     }
     g_hInstance = GetModuleHandleW(nullptr);
+    SetEnvironmentVariableW(L"LangUI", argv[2]); // for modules that hold their words themselves
     g_hResourceModule = LoadLanguage(argv[2]);
     if (g_hResourceModule == nullptr)
     {
