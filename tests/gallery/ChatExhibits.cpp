@@ -24,6 +24,12 @@ void PutSmallest(HWND hChat)
     MoveWindow(hChat, rect.left, rect.top, 1, 1, TRUE);
 }
 
+// As from the keyboard: a text that is set from outside tells the window nothing.
+void Type(HWND hChat, const std::wstring& text)
+{
+    SendDlgItemMessageW(hChat, IDC_CHAT_INPUT, EM_REPLACESEL, TRUE, reinterpret_cast<LPARAM>(text.c_str()));
+}
+
 std::wstring Repeat(std::wstring_view words, size_t cch)
 {
     std::wstring text;
@@ -40,14 +46,14 @@ void ShowChat(CTaskBarWindow& window)
     const HWND hChat = Module().Create(window.m_hWnd);
     Module().Tell(hChat, true, L"Alice Müller & Sons connected", 1);
     Module().Say(hChat, L"Alice Müller & Sons", L"Good morning! What can I do for you?");
-    SetDlgItemTextW(hChat, IDC_CHAT_INPUT, L"The printer on the second floor prints everything twice.");
+    Type(hChat, L"The printer on the second floor prints everything twice.");
     SendDlgItemMessageW(hChat, IDC_CHAT_SEND, BM_CLICK, 0, 0);
     Module().Say(hChat, L"Alice Müller & Sons",
                  L"I see. Please open the printer's settings, so that I can have a look. It is probably:\n"
                  L"the number of copies\nor the tray that it takes the paper from");
     Module().Tell(hChat, true, L"Bob connected", 3);
     Module().Say(hChat, L"Bob", L"👋 Hi, I know that one.");
-    SetDlgItemTextW(hChat, IDC_CHAT_INPUT, L"One moment, please");
+    Type(hChat, L"One moment, please");
 }
 
 void ShowChatEmpty(CTaskBarWindow& window)
@@ -62,8 +68,7 @@ void ShowChatLong(CTaskBarWindow& window)
     Module().Tell(hChat, true, name, 12);
     Module().Say(hChat, name, Repeat(L"The administrators of the head office may look. ", LONG_TEXT));
     Module().Say(hChat, name, Repeat(L"WithoutAnyBlank", LONG_TEXT));
-    SetDlgItemTextW(hChat, IDC_CHAT_INPUT,
-                    Repeat(L"What I wanted to say is rather long. ", LONG_TEXT).c_str());
+    Type(hChat, Repeat(L"What I wanted to say is rather long. ", LONG_TEXT));
     PutSmallest(hChat);
 }
 
