@@ -44,14 +44,14 @@ std::wstring Repeat(std::wstring_view words, size_t cch)
 void ShowChat(CTaskBarWindow& window)
 {
     const HWND hChat = Module().Create(window.m_hWnd);
-    Module().Tell(hChat, true, L"Alice Müller & Sons connected", 1);
+    LoadedChatModule::Tell(hChat, true, L"Alice Müller & Sons connected", 1);
     Module().Say(hChat, L"Alice Müller & Sons", L"Good morning! What can I do for you?");
     Type(hChat, L"The printer on the second floor prints everything twice.");
     SendDlgItemMessageW(hChat, IDC_CHAT_SEND, BM_CLICK, 0, 0);
     Module().Say(hChat, L"Alice Müller & Sons",
                  L"I see. Please open the printer's settings, so that I can have a look. It is probably:\n"
                  L"the number of copies\nor the tray that it takes the paper from");
-    Module().Tell(hChat, true, L"Bob connected", 3);
+    LoadedChatModule::Tell(hChat, true, L"Bob connected", 3);
     Module().Say(hChat, L"Bob", L"👋 Hi, I know that one.");
     Type(hChat, L"One moment, please");
 }
@@ -65,7 +65,7 @@ void ShowChatLong(CTaskBarWindow& window)
 {
     const HWND hChat = Module().Create(window.m_hWnd);
     const std::wstring name = Repeat(L"Ambassador-of-Liechtenstein-", LONGEST_NAME);
-    Module().Tell(hChat, true, name, 12);
+    LoadedChatModule::Tell(hChat, true, name, 12);
     Module().Say(hChat, name, Repeat(L"The administrators of the head office may look. ", LONG_TEXT));
     Module().Say(hChat, name, Repeat(L"WithoutAnyBlank", LONG_TEXT));
     Type(hChat, Repeat(L"What I wanted to say is rather long. ", LONG_TEXT));
@@ -75,9 +75,9 @@ void ShowChatLong(CTaskBarWindow& window)
 void ShowChatRightToLeft(CTaskBarWindow& window)
 {
     const HWND hChat = Module().Create(window.m_hWnd);
-    Module().Tell(hChat, true, L"ליאור connected", 2);
+    LoadedChatModule::Tell(hChat, true, L"ליאור connected", 2);
     Module().Say(hChat, L"ליאור", L"שלום, אני רואה את המסך שלך (Windows 11).");
     Module().Say(hChat, L"Alice", L"مرحبا، كيف حالك؟");
     Module().Say(hChat, L"סיגל", L"What does \"שגיאה 42\" mean?\nאפשר להפעיל מחדש?");
-    Module().Tell(hChat, false, L"ליאור disconnected", 1);
+    LoadedChatModule::Tell(hChat, false, L"ליאור disconnected", 1);
 }

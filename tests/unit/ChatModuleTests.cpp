@@ -334,9 +334,7 @@ TEST_F(ChatModuleTest, LeavesNothingBehindAfterFiftyWindows)
         Say(L"Alice", L"Hello");
         Paste(L"Hello, Alice");
         Press(VK_RETURN);
-        SendMessageW(
-            m_hChat, WM_DPICHANGED, MAKEWPARAM(144, 144),
-            reinterpret_cast<LPARAM>(std::addressof(static_cast<const RECT&>(RECT{0, 0, 600, 500}))));
+        SendMessageW(m_hChat, WM_DPICHANGED, MAKEWPARAM(144, 144), reinterpret_cast<LPARAM>(&place));
         m_module.Close();
         PumpMessages();
     };
@@ -594,12 +592,12 @@ TEST_F(ChatModuleTest, TellsWhoTakesPart)
 {
     Open();
     EXPECT_EQ(Text(IDC_CHAT_PEOPLE), L"Conversation");
-    m_module.Tell(m_hChat, true, L"Alice & Sons connected", 2);
+    LoadedChatModule::Tell(m_hChat, true, L"Alice & Sons connected", 2);
     EXPECT_EQ(Text(IDC_CHAT_PEOPLE), L"Conversation with Alice & Sons +1");
     Say(L"Bob", L"Hello");
     EXPECT_EQ(Text(IDC_CHAT_PEOPLE), L"Conversation with Alice & Sons, Bob");
-    m_module.Tell(m_hChat, false, L"Bob disconnected", 1);
-    m_module.Tell(m_hChat, false, L"Alice & Sons disconnected", 0);
+    LoadedChatModule::Tell(m_hChat, false, L"Bob disconnected", 1);
+    LoadedChatModule::Tell(m_hChat, false, L"Alice & Sons disconnected", 0);
     EXPECT_EQ(Text(IDC_CHAT_PEOPLE), L"Conversation (nobody is connected)");
     const std::vector<std::wstring> expected = {L"— Alice & Sons has connected", L"Bob: Hello",
                                                 L"— Bob has left", L"— Alice & Sons has left"};
@@ -622,7 +620,7 @@ TEST_F(ChatModuleTest, ReadsANoticeThatFillsItsField)
 TEST_F(ChatModuleTest, NeverTakesANameForAFormat)
 {
     Open();
-    m_module.Tell(m_hChat, true, L"%s%n%100000d connected", 1);
+    LoadedChatModule::Tell(m_hChat, true, L"%s%n%100000d connected", 1);
     EXPECT_EQ(Lines(), std::vector<std::wstring>{L"— %s%n%100000d has connected"});
 }
 
@@ -754,7 +752,7 @@ TEST_F(ChatModuleTest, SpeaksTheLanguageThatTheAgentHasChosen)
     {
         SetEnvironmentVariableW(L"LangUI", pszLanguage);
         Open();
-        m_module.Tell(m_hChat, false, L"Alice disconnected", 0);
+        LoadedChatModule::Tell(m_hChat, false, L"Alice disconnected", 0);
         EXPECT_EQ(Text(IDC_CHAT_SEND), pszSend) << pszLanguage;
         EXPECT_EQ(Text(IDC_CHAT_PEOPLE), pszNobody) << pszLanguage;
         EXPECT_EQ(Lines(), std::vector<std::wstring>{pszLeft}) << pszLanguage;
