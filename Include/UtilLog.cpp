@@ -6,6 +6,7 @@
 #include "Include/TKLogging.h"
 #include "Include/UtilFile.h"
 
+#include <algorithm>
 #include <atomic>
 #include <string>
 #include <string_view>
@@ -22,6 +23,12 @@ constexpr WORD AGENT_EVENT_CATEGORY = 0;
 constexpr DWORD FACILITY_AND_SIGN_MASK = 0x1FFF0000;
 constexpr DWORD WRAPPED_WINDOWS_CODE = 0x00080000;
 
+// The network's own numbers, and a few more that its messages explain, too.
+constexpr DWORD FIRST_NETWORK_CODE = 2100;
+constexpr DWORD LAST_NETWORK_CODE = 2999;
+constexpr DWORD FIRST_NETWORK_SERVICE_CODE = 3802;
+constexpr DWORD LAST_NETWORK_SERVICE_CODE = 3815;
+
 constexpr DWORD LANGUAGE_OF_USER = MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT);
 
 // The handle stays open to the end of the process. Two threads that report first at the same moment may open
@@ -34,23 +41,46 @@ HANDLE GetEventSource()
     return s_hEventSource;
 }
 
-bool IsNetworkMessageCode(DWORD dwCode)
+bool IsNetworkCode(DWORD dwCode)
 {
-    return (dwCode >= 2100 && dwCode <= 2999) || (dwCode >= 3802 && dwCode <= 3815);
+    return dwCode >= FIRST_NETWORK_CODE && dwCode <= LAST_NETWORK_CODE;
 }
 
-CLocalText LookUpSystemMessage(DWORD dwCode)
+bool IsNetworkServiceCode(DWORD dwCode)
 {
-    const CModule hNetworkMessages(IsNetworkMessageCode(dwCode)
-                                       ? TKLoadSystemLibrary(L"netmsg.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE)
-                                       : nullptr);
+    return dwCode >= FIRST_NETWORK_SERVICE_CODE && dwCode <= LAST_NETWORK_SERVICE_CODE;
+}
+
+HMODULE LoadNetworkMessages()
+{
+    return TKLoadSystemLibrary(L"netmsg.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
+}
+
+// Stays loaded to the end of the process. Two threads that come first at the same moment may load it twice,
+// which does no harm.
+HMODULE GetNetworkMessages()
+{
+    static std::atomic<HMODULE> s_hNetworkMessages{nullptr};
+    if (s_hNetworkMessages == nullptr)
+        s_hNetworkMessages = LoadNetworkMessages();
+    return s_hNetworkMessages;
+}
+
+DWORD UnwrapWindowsCode(DWORD dwCode)
+{
+    return (dwCode & FACILITY_AND_SIGN_MASK) == WRAPPED_WINDOWS_CODE ? LOWORD(dwCode) : dwCode;
+}
+
+// Looks into the module, too, when there is one.
+CLocalText LookUpSystemMessage(DWORD dwCode, HMODULE hNetworkMessages)
+{
     DWORD dwFlags =
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
-    if (hNetworkMessages)
+    if (hNetworkMessages != nullptr)
         dwFlags |= FORMAT_MESSAGE_FROM_HMODULE;
     CLocalText pszMessage;
     // With ALLOCATE_BUFFER the function takes the address of a pointer in the place of the buffer.
-    FormatMessageW(dwFlags, hNetworkMessages.get(), dwCode, LANGUAGE_OF_USER,
+    FormatMessageW(dwFlags, hNetworkMessages, dwCode, LANGUAGE_OF_USER,
                    reinterpret_cast<wchar_t*>(pszMessage.put()), 0, nullptr);
     return pszMessage;
 }
@@ -110,9 +140,25 @@ void ReportToEventLog(WORD wType, DWORD dwEventId, const wchar_t* psz1, const wc
 void FormatSystemError(wchar_t* pszTo, size_t cchTo, DWORD dwCode)
 {
     const CKeepLastError keepLastError;
-    if ((dwCode & FACILITY_AND_SIGN_MASK) == WRAPPED_WINDOWS_CODE)
-        dwCode = LOWORD(dwCode);
-    const CLocalText pszMessage = LookUpSystemMessage(dwCode);
+    dwCode = UnwrapWindowsCode(dwCode);
+    const CModule hNetworkMessages(
+        IsNetworkCode(dwCode) || IsNetworkServiceCode(dwCode) ? LoadNetworkMessages() : nullptr);
+    const CLocalText pszMessage = LookUpSystemMessage(dwCode, hNetworkMessages.get());
     CopyText(pszTo, cchTo,
              SystemErrorLine(dwCode) + L"System Message: " + (pszMessage ? pszMessage.get() : L"Unknow"));
+}
+
+std::wstring ComposeErrorText(DWORD dwCode)
+{
+    const CKeepLastError keepLastError;
+    dwCode = UnwrapWindowsCode(dwCode);
+    const CLocalText pszMessage =
+        LookUpSystemMessage(dwCode, IsNetworkCode(dwCode) ? GetNetworkMessages() : nullptr);
+    std::wstring text = L"Error: " + std::to_wstring(static_cast<int>(dwCode));
+    if (!pszMessage)
+        return text;
+    text.append(L" - ").append(pszMessage.get());
+    std::replace_if(
+        text.begin(), text.end(), [](wchar_t ch) { return ch == L'\r' || ch == L'\n'; }, L' ');
+    return text;
 }

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <string>
 
 /// Tells the administrator of a failure: ERROR in the log, and the Windows event log. A dwErr of 0 stands for
 /// the thread's last error, which is left as it was; the entry is an error, or mere information when the code
@@ -22,3 +23,7 @@ void ReportToEventLog(WORD wType, DWORD dwEventId, const wchar_t* psz1, const wc
 /// The number and the system's words for an error code, Windows or network, truncated into a buffer of cchTo
 /// characters. Keeps the last error. Any thread.
 void FormatSystemError(wchar_t* pszTo, size_t cchTo, DWORD dwCode);
+
+/// The same as one line: "Error: 5 - Access denied.  ", or the number alone where the system has no words.
+/// Line ends become blanks. Keeps the last error. Any thread.
+std::wstring ComposeErrorText(DWORD dwCode);

@@ -47,11 +47,7 @@ bool ConnectToService(CTaskBarWindow& window, CTKSocket& socket)
 
 void LogMessageName(const MESSAGE_HANDLER_ROW& row)
 {
-    if (row.bNameAtInfo)
-    {
-        TK_LOG_INFO(g_pLogger, row.pszName);
-    }
-    else
+    if (!row.bOwnWords)
     {
         TK_LOG_TRACE(g_pLogger, row.pszName);
     }

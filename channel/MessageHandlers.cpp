@@ -8,12 +8,13 @@
 
 namespace
 {
-#define ANY_MESSAGE_ROW(type, record, bNameAtInfo, handler, beforeBody)                                      \
+#define ANY_MESSAGE_ROW(type, record, bOwnWords, handler, beforeBody)                                        \
     {                                                                                                        \
-        type, sizeof(record) - sizeof(DWORD), #type, bNameAtInfo, handler, beforeBody                        \
+        type, sizeof(record) - sizeof(DWORD), #type, bOwnWords, handler, beforeBody                          \
     }
 #define MESSAGE_ROW(type, record, handler) ANY_MESSAGE_ROW(type, record, false, handler, nullptr)
-#define INFO_MESSAGE_ROW(type, record, handler) ANY_MESSAGE_ROW(type, record, true, handler, nullptr)
+#define CHAT_MESSAGE_ROW(type, record, handler, beforeBody)                                                  \
+    ANY_MESSAGE_ROW(type, record, true, handler, beforeBody)
 #define PREPARED_MESSAGE_ROW(type, record, handler, beforeBody)                                              \
     ANY_MESSAGE_ROW(type, record, false, handler, beforeBody)
 
@@ -44,9 +45,9 @@ constexpr MESSAGE_HANDLER_ROW s_aHandlers[] = {
     MESSAGE_ROW(MSG_TYPE_TRAYICON_PERMISSION, MSG_TRAYICON_PERMISSION, OnPermission),
     PREPARED_MESSAGE_ROW(MSG_TYPE_REVERSE_CONNECTION, MSG_REVERSE_CONNECTION, OnReverseConnection,
                          BeforeReverseConnection),
-    INFO_MESSAGE_ROW(MSG_TYPE_TRAYICON_CHAT_OPEN, MSG_TRAYICON_CHAT_OPEN, nullptr),
-    INFO_MESSAGE_ROW(MSG_TYPE_CHAT_MESSAGE, MSG_CHAT_MESSAGE, OnChatMessage),
-    INFO_MESSAGE_ROW(MSG_TYPE_TRAYICON_CHAT_CLOSE, MSG_TRAYICON_TYPE_ONLY, nullptr),
+    CHAT_MESSAGE_ROW(MSG_TYPE_TRAYICON_CHAT_OPEN, MSG_TRAYICON_CHAT_OPEN, OnChatOpen, nullptr),
+    CHAT_MESSAGE_ROW(MSG_TYPE_CHAT_MESSAGE, MSG_CHAT_MESSAGE, OnChatMessage, BeforeChatMessage),
+    CHAT_MESSAGE_ROW(MSG_TYPE_TRAYICON_CHAT_CLOSE, MSG_TRAYICON_TYPE_ONLY, OnChatClose, nullptr),
     MESSAGE_ROW(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE, MSG_TRAYICON_TYPE_ONLY, OnExitReadFixBlockingMode),
 };
 

@@ -32,7 +32,7 @@ struct MESSAGE_HANDLER_ROW
     DWORD dwType;
     unsigned int uBodySize; // bytes to read after the type
     const char* pszName;    // as it is logged
-    bool bNameAtInfo;       // the name is logged at INFO, not at TRACE
+    bool bOwnWords;         // its functions log it at INFO in words of their own, not the name at TRACE
 
     // Runs on the reader thread when the whole record is in pMessage. False leaves the reader's loop. Null:
     // the record is read, so that the stream keeps its frame, and dropped.
@@ -79,7 +79,10 @@ bool OnReverseConnection(CHANNEL_CONTEXT& context);
 bool OnPermission(CHANNEL_CONTEXT& context);
 
 // ChatMessages.cpp
+bool OnChatOpen(CHANNEL_CONTEXT& context);
+void BeforeChatMessage(CHANNEL_CONTEXT& context);
 bool OnChatMessage(CHANNEL_CONTEXT& context);
+bool OnChatClose(CHANNEL_CONTEXT& context);
 
 /// The row of a type, or null for a type that the reader doesn't know. Any thread.
 const MESSAGE_HANDLER_ROW* FindMessageHandler(DWORD dwType);

@@ -169,6 +169,21 @@ class CTaskBarWindow
     /// Puts back what was switched off. Reader and main thread.
     void RetoreDesktopOptions();
 
+    /// Loads the chat module, which then stays, and finds its entries. 1 when all are there; else an ERROR
+    /// line says what is missing, and what was found can be used all the same. Main thread; so are all
+    /// operations on the chat.
+    int InitChatWindow();
+
+    /// Opens the chat window, or brings the open one to the top.
+    void OpenChatWindow();
+
+    /// Shows a message in the chat window, which it opens if need be. The record, head and payload, stays the
+    /// caller's.
+    void ShowChatMessage(const MSG_CHAT_MESSAGE* pMessage);
+
+    /// Without a chat window nothing happens.
+    void CloseChatWindow();
+
     /// Shows a message box that goes away after a time-out, in milliseconds. Such boxes can't be nested:
     /// while one is up, a second one has no time-out. hOwner may be null. Returns what MessageBoxW returned,
     /// never IDYES after a time-out. Main thread.
@@ -208,6 +223,10 @@ class CTaskBarWindow
     bool ReplaceNotifyDlg();
     void OnSftDropWindow(WPARAM wAction, LPARAM lParam);
     void OnShowOneTimeAgentBalloon();
+    void OnChatMessageSent(char* pRecord, unsigned int nBytes);
+    void OnChatOpen();
+    void OnChatMessage(const MSG_CHAT_MESSAGE* pMessage);
+    void OnChatClose();
     void OnJoinSessionState(WPARAM wState);
     void ShowJoinWaitDlg();
     void CancelReverseConnection();

@@ -105,6 +105,18 @@ LRESULT CALLBACK CTaskBarWindow::WndProc(HWND hWnd, UINT uMessage, WPARAM wParam
     case WM_JOIN_SESSION_STATE:
         pWindow->OnJoinSessionState(wParam);
         break;
+    case WM_RC_CHAT_MESSAGE_SENT:
+        pWindow->OnChatMessageSent(reinterpret_cast<char*>(wParam), static_cast<unsigned int>(lParam));
+        return 0;
+    case WM_CHAT_OPEN:
+        pWindow->OnChatOpen();
+        return 0;
+    case WM_CHAT_MESSAGE:
+        pWindow->OnChatMessage(reinterpret_cast<const MSG_CHAT_MESSAGE*>(wParam));
+        return 0;
+    case WM_CHAT_CLOSE:
+        pWindow->OnChatClose();
+        return 0;
     case WM_CHAT_AGENT_ALIVE:
         return 1;
     case WM_CHAT_WINDOW_GONE:
@@ -154,9 +166,7 @@ LRESULT CTaskBarWindow::OnDestroy()
     RetoreDesktopOptions(); // a going agent leaves the user's wallpaper and effects as they were
     CloseChannel();
     DestroyOwnWindow(&m_hNotifyDlg);
-    HWND hChatWindow = m_hChatWindow;
-    DestroyOwnWindow(&hChatWindow);
-    m_hChatWindow = hChatWindow;
+    CloseChatWindow();
     if (m_uTrayRetryTimer != 0)
     {
         KillTimer(m_hWnd, TIMER_TRAY_RETRY);
@@ -284,6 +294,32 @@ void CTaskBarWindow::OnShowOneTimeAgentBalloon()
 {
     TK_LOG_DEBUG(g_pLogger, L"WM_SHOW_ONE_TIME_AGENT_BALLON");
     ShowTrayBalloonMsg(LoadResourceText(IDS_ONE_TIME_BALLOON, MAX_BALLOON_TEXT).c_str());
+}
+
+// The chat module has finished the record: it goes out as it stands.
+void CTaskBarWindow::OnChatMessageSent(char* pRecord, unsigned int nBytes)
+{
+    TK_LOG_INFO(g_pLogger, L"WM_RC_CHAT_MESSAGE_SENT - local user hit send in the chat window");
+    SendToService(pRecord, nBytes);
+}
+
+void CTaskBarWindow::OnChatOpen()
+{
+    TK_LOG_INFO(g_pLogger, L"WM_CHAT_OPEN");
+    OpenChatWindow();
+}
+
+// The reader, whose record it is, waits for the return.
+void CTaskBarWindow::OnChatMessage(const MSG_CHAT_MESSAGE* pMessage)
+{
+    TK_LOG_INFO(g_pLogger, L"WM_CHAT_MESSAGE");
+    ShowChatMessage(pMessage);
+}
+
+void CTaskBarWindow::OnChatClose()
+{
+    TK_LOG_INFO(g_pLogger, L"WM_CHAT_CLOSE");
+    CloseChatWindow();
 }
 
 // The service has taken over: whatever it says, an open join dialog has done its part.

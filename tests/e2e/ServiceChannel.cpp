@@ -97,8 +97,22 @@ bool ServiceChannel::ReadRecord()
     {
         return false;
     }
+    if (dwType == MSG_TYPE_CHAT_MESSAGE && !ReadPayload(record))
+    {
+        return false;
+    }
     const std::lock_guard guard(m_lock);
     m_records[dwType].push_back(std::move(record));
     m_changed.notify_all();
     return true;
+}
+
+// Puts what follows its head behind it.
+bool ServiceChannel::ReadPayload(Record& record)
+{
+    DWORD dwLength = 0;
+    std::memcpy(&dwLength, record.data() + offsetof(MSG_CHAT_MESSAGE, dwMessageLength), sizeof(dwLength));
+    const size_t nHead = record.size();
+    record.resize(nHead + dwLength);
+    return dwLength == 0 || m_connection.ReceiveExactly(record.data() + nHead, dwLength, REST_OF_RECORD_MS);
 }

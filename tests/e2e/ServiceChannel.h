@@ -43,6 +43,7 @@ class ServiceChannel
   private:
     void Read();
     bool ReadRecord();
+    bool ReadPayload(Record& record);
 
     LoopbackConnection m_connection;
     mutable std::mutex m_lock;

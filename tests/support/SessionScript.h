@@ -1,20 +1,12 @@
 #pragma once
 
 #include "devservice/wtsapi32/SessionScript.h"
+#include "tests/support/SharedRecord.h"
 
 /// Steers the session module of all agents that run while this object lives, starting with an active,
 /// unlocked session. One object at a time in one logon session.
-class SessionScript
+class SessionScript : public SharedRecord<SESSION_SCRIPT>
 {
   public:
-    SessionScript();
-    ~SessionScript();
-    SessionScript(const SessionScript&) = delete;
-    SessionScript& operator=(const SessionScript&) = delete;
-
-    SESSION_SCRIPT* operator->() const { return m_pScript; }
-
-  private:
-    HANDLE m_hMapping;
-    SESSION_SCRIPT* m_pScript;
+    SessionScript() : SharedRecord(SESSION_SCRIPT_NAME, MakeActiveSession()) {}
 };

@@ -168,23 +168,6 @@ TEST_F(ReaderTest, AnUnknownTypeCostsOnlyItsFourBytes)
     EXPECT_TRUE(Echoes(service));
 }
 
-TEST_F(ReaderTest, ChatPayloadsOfAnyLengthAreTakenFromTheStream)
-{
-    LoopbackConnection service = ConnectReader();
-    for (const DWORD dwLength : {0UL, 1UL, 47519UL, 47520UL, 47521UL, 1000000UL})
-    {
-        MSG_CHAT_MESSAGE head = {};
-        head.dwType = MSG_TYPE_CHAT_MESSAGE;
-        head.dwMessageLength = dwLength;
-        // Payload bytes that would be messages if they were read as such.
-        std::vector<DWORD> payload(dwLength / sizeof(DWORD) + 1, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE);
-        ASSERT_TRUE(service.SendAll(&head, sizeof(head)));
-        ASSERT_TRUE(dwLength == 0 || service.SendAll(payload.data(), dwLength));
-        EXPECT_TRUE(Echoes(service)) << dwLength;
-    }
-    EXPECT_TRUE(service.StaysSilent(100)) << "a payload was read as messages";
-}
-
 TEST_F(ReaderTest, EndsWhenThePeerClosesInsideAType)
 {
     LoopbackConnection service = ConnectReader();

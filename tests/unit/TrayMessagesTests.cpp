@@ -40,12 +40,12 @@ TEST(MessageHandlers, TypesThatOnlyTheAgentSendsAreUnknown)
     }
 }
 
-TEST(MessageHandlers, OnlyChatIsAnnouncedAtInfo)
+TEST(MessageHandlers, OnlyChatIsAnnouncedInWordsOfItsOwn)
 {
     for (const auto& [dwType, uBodySize] : SERVICE_TYPES)
     {
         const bool bChat = dwType >= MSG_TYPE_TRAYICON_CHAT_OPEN && dwType <= MSG_TYPE_TRAYICON_CHAT_CLOSE;
-        EXPECT_EQ(FindMessageHandler(dwType)->bNameAtInfo, bChat) << dwType;
+        EXPECT_EQ(FindMessageHandler(dwType)->bOwnWords, bChat) << dwType;
     }
 }
 

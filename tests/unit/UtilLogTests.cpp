@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -52,6 +54,16 @@ DWORD WINAPI RecordFormat(DWORD dwFlags, const void*, DWORD, DWORD dwLanguage, w
     g_formatFlags.push_back(dwFlags);
     g_formatLanguages.push_back(dwLanguage);
     return 0;
+}
+
+DWORD WINAPI AnswerTwoLines(DWORD, const void*, DWORD, DWORD, wchar_t* pszAnswer, DWORD, va_list*)
+{
+    constexpr wchar_t szLines[] = L"one\r\ntwo\r\n";
+    void* const pCopy = LocalAlloc(LMEM_FIXED, sizeof(szLines));
+    std::memcpy(pCopy, szLines, sizeof(szLines));
+    // The place of the buffer holds the address of a pointer to it.
+    std::memcpy(pszAnswer, &pCopy, sizeof(pCopy));
+    return static_cast<DWORD>(std::size(szLines) - 1);
 }
 
 HMODULE WINAPI RecordLoad(const wchar_t* pszName, HANDLE, DWORD dwFlags)
@@ -265,5 +277,70 @@ TEST_F(UtilLog, MissingNetworkMessagesLeaveTheSystems)
     binding.SetMissingModule(L"netmsg.dll");
     const ImportHook format("kernel32.dll", "FormatMessageW", &RecordFormat);
     EXPECT_EQ(ErrorText(2100), L"System Error: 2100\r\nSystem Message: Unknow");
+    EXPECT_THAT(g_formatFlags, ElementsAre(0x1300u));
+}
+
+TEST_F(UtilLog, ErrorTextIsOneLineWithTheNumberFirst)
+{
+    const std::wstring text = ComposeErrorText(ERROR_ACCESS_DENIED);
+    EXPECT_THAT(text, StartsWith(L"Error: 5 - "));
+    EXPECT_GT(text.size(), std::wstring_view(L"Error: 5 - ").size());
+    EXPECT_EQ(text.find_first_of(L"\r\n"), std::wstring::npos);
+}
+
+TEST_F(UtilLog, EachLineEndInAnErrorTextBecomesABlank)
+{
+    const ImportHook format("kernel32.dll", "FormatMessageW", &AnswerTwoLines);
+    EXPECT_EQ(ComposeErrorText(5), L"Error: 5 - one  two  ");
+}
+
+TEST_F(UtilLog, ErrorTextWithoutWordsIsTheNumberAlone)
+{
+    EXPECT_EQ(ComposeErrorText(0x3FFF0001), L"Error: 1073676289");
+    EXPECT_EQ(ComposeErrorText(0xBFFF0001), L"Error: -1073807359");
+}
+
+TEST_F(UtilLog, ErrorTextOfFacilityEightIsThatOfItsWindowsCode)
+{
+    EXPECT_EQ(ComposeErrorText(0x80080005), ComposeErrorText(5));
+    EXPECT_EQ(ComposeErrorText(0xE0080005), ComposeErrorText(5)) << "whatever the three highest bits say";
+    EXPECT_THAT(ComposeErrorText(0x80070005), StartsWith(L"Error: -2147024891"));
+}
+
+TEST_F(UtilLog, ErrorTextKeepsTheLastError)
+{
+    SetLastError(4711);
+    ComposeErrorText(0x3FFF0001);
+    EXPECT_EQ(GetLastError(), 4711u);
+}
+
+TEST_F(UtilLogDeathTest, NetworkMessagesForAnErrorTextAreLoadedOnceAndStay)
+{
+    const auto ask = [] {
+        const ImportHook load("kernel32.dll", "LoadLibraryExW", &RecordLoad);
+        const ImportHook release(
+            "kernel32.dll", "FreeLibrary", +[](HMODULE) -> BOOL { ExitProcess(2); });
+        const ImportHook format("kernel32.dll", "FormatMessageW", &RecordFormat);
+        for (const DWORD dwCode : {2099, 3000, 3802, 3815})
+            ComposeErrorText(dwCode);
+        const bool bOthersAskTheSystem = g_loads.empty() && g_formatFlags == std::vector<DWORD>(4, 0x1300);
+        g_formatFlags.clear();
+        for (const DWORD dwCode : {2100, 2999})
+            ComposeErrorText(dwCode);
+        const bool bAsked = g_loads == std::vector<std::wstring>{L"netmsg.dll"} &&
+                            g_loadFlags == std::vector<DWORD>{0x1002} &&
+                            g_formatFlags == std::vector<DWORD>(2, 0x1B00) &&
+                            g_formatLanguages == std::vector<DWORD>(6, 1024);
+        ExitProcess(bOthersAskTheSystem && bAsked ? 7 : 1);
+    };
+    EXPECT_EXIT(ask(), testing::ExitedWithCode(7), "");
+}
+
+TEST_F(UtilLog, MissingNetworkMessagesLeaveTheSystemsForAnErrorText)
+{
+    LateBinding binding;
+    binding.SetMissingModule(L"netmsg.dll");
+    const ImportHook format("kernel32.dll", "FormatMessageW", &RecordFormat);
+    EXPECT_EQ(ComposeErrorText(2100), L"Error: 2100");
     EXPECT_THAT(g_formatFlags, ElementsAre(0x1300u));
 }
