@@ -3,6 +3,7 @@
 #include "Include/BoundedText.h"
 #include "channel/TrayMessages.h"
 #include "devservice/ValueText.h"
+#include "modules/chat/ChatPayload.h"
 
 #include <algorithm>
 #include <cstring>
@@ -85,6 +86,14 @@ std::wstring FormatBytes(std::span<const BYTE> bytes)
     if (bytes.size() > SHOWN_BYTES)
         text += L" ...";
     return text;
+}
+
+// As the text that it should be; what can't be one is shown as it is.
+std::wstring FormatPayload(std::span<const BYTE> payload)
+{
+    if (payload.size() % sizeof(wchar_t) != 0)
+        return FormatBytes(payload);
+    return QuotedText(ReadChatText(payload.data(), payload.size()), SHOWN_TEXT);
 }
 
 bool IsZero(std::span<const BYTE> bytes)
@@ -312,7 +321,7 @@ std::wstring FormatMessage(const MESSAGE_DESCRIPTION& message, std::span<const B
     if (!fields.empty())
         text += L' ' + fields;
     if (bytes.size() > message.pRecord->uSize)
-        text += L" payload=" + FormatBytes(bytes.subspan(message.pRecord->uSize));
+        text += L" payload=" + FormatPayload(bytes.subspan(message.pRecord->uSize));
     return text;
 }
 
@@ -362,8 +371,9 @@ std::optional<std::vector<BYTE>> ParsePayload(std::wstring_view value)
 {
     if (value.starts_with(RAW_PREFIX))
         return ParseHexBytes(value.substr(RAW_PREFIX.size()));
-    const std::string utf8 = ToUtf8(value);
-    return std::vector<BYTE>(utf8.begin(), utf8.end());
+    const std::span<const BYTE> text(reinterpret_cast<const BYTE*>(value.data()),
+                                     value.size() * sizeof(wchar_t));
+    return std::vector<BYTE>(text.begin(), text.end());
 }
 
 std::vector<BYTE> MakeRecord(const MESSAGE_DESCRIPTION& message)

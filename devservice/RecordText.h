@@ -46,8 +46,8 @@ bool CompareRecordField(const RECORD_DESCRIPTION& record, std::span<const BYTE> 
 // The name under which scripts speak of what follows a record's head.
 constexpr std::wstring_view PAYLOAD_FIELD = L"payload";
 
-/// The bytes of a payload: raw ones behind hex:, else the text in UTF-8. Empty if hex: isn't followed by
-/// hexadecimal bytes.
+/// The bytes of a chat message's payload: raw ones behind hex:, else the text in UTF-16LE. Empty if hex:
+/// isn't followed by hexadecimal bytes.
 std::optional<std::vector<BYTE>> ParsePayload(std::wstring_view value);
 
 /// A zeroed record with its type word.

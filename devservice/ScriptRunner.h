@@ -69,6 +69,9 @@ class CScriptRunner
     bool Agents(WORDS words);
     bool Answers(WORDS words);
     bool Certificate(WORDS words);
+    bool Chat(WORDS words);
+    bool ChatClose(WORDS words);
+    bool ChatOpen(WORDS words);
     bool Clipboard(WORDS words);
     bool Close(WORDS words);
     bool Connect(WORDS words);

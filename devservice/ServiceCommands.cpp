@@ -1,5 +1,6 @@
 // The commands that say what happens to a session, where send says what goes over the wire.
 
+#include "devservice/RecordText.h"
 #include "devservice/ScriptRunner.h"
 #include "devservice/TextFile.h"
 #include "devservice/ValueText.h"
@@ -180,6 +181,22 @@ bool CScriptRunner::Reverse(WORDS words)
     const RECORD_EDIT edit = FieldEdit(MSG_TYPE_REVERSE_CONNECTION, words.subspan(1));
     return ForEachTarget(
         [&](unsigned int uAgent) { return m_keeper.SendReverse(uAgent, found->code, edit, m_error); });
+}
+
+bool CScriptRunner::ChatOpen(WORDS words)
+{
+    return Send(MakeMessage(L"CHAT_OPEN", {MakeAssignment(L"szUsername", words[0].text)}));
+}
+
+bool CScriptRunner::Chat(WORDS words)
+{
+    return Send(MakeMessage(L"CHAT_MESSAGE", {MakeAssignment(L"szUsername", words[0].text),
+                                              MakeAssignment(PAYLOAD_FIELD, words[1].text)}));
+}
+
+bool CScriptRunner::ChatClose(WORDS)
+{
+    return Send(MakeMessage(L"CHAT_CLOSE"));
 }
 
 bool CScriptRunner::Exit(WORDS words)

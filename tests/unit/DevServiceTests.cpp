@@ -292,13 +292,13 @@ TEST_F(DevServiceRunner, ChatPayloadFollowsItsRecordWithItsLength)
     struct
     {
         MSG_CHAT_MESSAGE head;
-        BYTE abPayload[3];
+        BYTE abPayload[4];
     } first = {};
-    static_assert(sizeof(first) >= sizeof(MSG_CHAT_MESSAGE) + 3);
-    ASSERT_TRUE(pAgent->Connection().ReceiveExactly(&first, sizeof(MSG_CHAT_MESSAGE) + 3, GENEROUS_MS));
-    EXPECT_EQ(first.head.dwMessageLength, 3u);
+    static_assert(sizeof(first) == sizeof(MSG_CHAT_MESSAGE) + 4);
+    ASSERT_TRUE(pAgent->Receive(first));
+    EXPECT_EQ(first.head.dwMessageLength, 4u);
     EXPECT_STREQ(first.head.szUsername, L"Ann");
-    EXPECT_EQ(memcmp(first.abPayload, "h\xc3\xa4", 3), 0);
+    EXPECT_EQ(memcmp(first.abPayload, L"h\u00e4", 4), 0);
     MSG_CHAT_MESSAGE empty = {};
     ASSERT_TRUE(pAgent->Receive(empty));
     EXPECT_EQ(empty.dwMessageLength, 0u);
