@@ -5,6 +5,10 @@ class Report;
 /// Records per second through the agent's reader thread, against a loop of two blocking receives a record.
 void MeasureReader(Report& report);
 
+/// Chat messages per second from the socket to the chat module, against a bare loop of SendMessageW from one
+/// thread to another.
+void MeasureChat(Report& report);
+
 /// From a settings record's first byte to the shell's new icon, against a bare call of the shell.
 void MeasureIcon(Report& report);
 
