@@ -3,6 +3,8 @@
 #include <winsock2.h>
 #include <windows.h>
 
+#include "Include/Handles.h"
+
 /// The clipboard, opened for one scope; test it before use. The last error of a failed opening stays. Main
 /// thread.
 class CClipboard
@@ -28,3 +30,15 @@ class CClipboard
     const bool m_bOpen;
     bool m_bLeftOpen = false;
 };
+
+/// Puts a block of memory on the clipboard, which owns it then. False when the clipboard doesn't take it: the
+/// block is freed. The clipboard must be open and emptied. Main thread.
+inline bool GiveToClipboard(UINT uFormat, CGlobalBlock hBlock) noexcept
+{
+    if (SetClipboardData(uFormat, hBlock.get()) == nullptr)
+    {
+        return false;
+    }
+    (void)hBlock.release(); // the clipboard owns it now
+    return true;
+}

@@ -143,16 +143,6 @@ CGlobalBlock MakeDroppedFile(const std::wstring& path)
     return hBlock;
 }
 
-bool GiveToClipboard(UINT uFormat, CGlobalBlock hBlock)
-{
-    if (SetClipboardData(uFormat, hBlock.get()) == nullptr)
-    {
-        return false;
-    }
-    (void)hBlock.release(); // the clipboard owns it now
-    return true;
-}
-
 // One byte for each character, as the service's text had; half a text is none.
 bool FillWithAnsi(HGLOBAL hBlock, const std::wstring& text)
 {

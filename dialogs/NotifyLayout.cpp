@@ -41,16 +41,6 @@ std::wstring ReadControlText(HWND hWnd, int nControl)
     return {szText, GetDlgItemTextW(hWnd, nControl, szText, static_cast<int>(std::size(szText)))};
 }
 
-// The body is drawn with a format that takes an ampersand for the mark of a shortcut key; a name has none.
-std::wstring DoubleAmpersands(std::wstring text)
-{
-    for (size_t nAt = text.find(L'&'); nAt != std::wstring::npos; nAt = text.find(L'&', nAt + 2))
-    {
-        text.insert(nAt, 1, L'&');
-    }
-    return text;
-}
-
 bool IsShown(HWND hWnd, int nControl)
 {
     // The popup itself may not be on the screen yet.
@@ -163,10 +153,5 @@ void FitNotifyDialog(HWND hWnd, const std::wstring& paintedBody)
 
 void DrawNotifyBody(HWND hWnd, HDC hDC)
 {
-    RECT rect = ControlPlace(hWnd, IDC_NOTIFY_BODY);
-    const std::wstring text = DoubleAmpersands(ReadControlText(hWnd, IDC_NOTIFY_BODY));
-    SetBkMode(hDC, TRANSPARENT);
-    const CPaintedFont bodyFont(hDC);
-    const CSelectedFont font(hDC, bodyFont.get());
-    DrawTextW(hDC, text.c_str(), static_cast<int>(text.size()), &rect, BODY_FORMAT);
+    DrawControlText(hWnd, hDC, IDC_NOTIFY_BODY, BODY_FORMAT, MAX_NOTIFY_TEXT);
 }

@@ -5,8 +5,11 @@
 
 #include "Include/Handles.h"
 
+#include <cstddef>
+#include <string>
+
 /*
- * Fonts of texts that a dialog draws itself. Main thread.
+ * Texts that a dialog draws itself, and their fonts. Main thread.
  */
 
 /// A font in a device context for one scope; it must outlive this object.
@@ -35,3 +38,10 @@ class CPaintedFont
   private:
     CGdiObject m_hLarger;
 };
+
+/// The text for a drawing format that takes an ampersand for the mark of a shortcut key; a name has none.
+std::wstring DoubleAmpersands(std::wstring text);
+
+/// Draws the text of a hidden control in the control's place, of at most cchText characters, terminator
+/// included, in a DrawTextW format that knows shortcut keys.
+void DrawControlText(HWND hDlg, HDC hDC, int nControl, UINT uFormat, size_t cchText);

@@ -30,6 +30,7 @@
 #define IDD_NOTIFY 102 // the notification popup
 #define IDD_ABOUT 106
 #define IDD_PERMISSION 107 // may somebody connect?
+#define IDD_DROP 110 // files dropped here are sent
 #define IDD_CONNECT_TO_CLIENT 132
 #define IDD_JOIN_ATTENDED_SESSION 134
 #define IDD_CONNECT_IN_PROGRESS 136  // the waiting window
@@ -55,6 +56,9 @@
 #define IDC_PERMISSION_REQUEST 1002   // format, one of IDS_PERMISSION_*: what is asked for
 #define IDC_PERMISSION_ICON 1003      // where the product's icon is drawn
 #define IDC_PERMISSION_COUNTDOWN 1014 // owner-drawn, so that the dialog paints its text
+
+// Controls of IDD_DROP.
+#define IDC_DROP_TEXT 1001 // IDS_DROP_HINT and the client's name
 
 // Controls of IDD_CONNECT_TO_CLIENT, beside IDOK and IDCANCEL. What is typed for a proxy is disabled until
 // its box is ticked.
@@ -128,6 +132,7 @@
 #define IDS_PERMISSION_COUNTDOWN 21   // format, a number: the seconds left to answer
 #define IDS_NOTIFY_NOBODY 22          // popup: in place of the list
 #define IDS_REVERSE_FAILED 23         // format, the reason: a host couldn't be reached; host and port follow
+#define IDS_DROP_HINT 24              // what to do with files; the name of who gets them follows
 #define IDS_CONNECT_FAILED 25        // the service runs but is out of reach; the reason follows on a new line
 #define IDS_SERVICE_STOPPED 26       // the service is installed but doesn't run
 #define IDS_SERVICE_NOT_INSTALLED 27 // there is no service on this machine

@@ -208,6 +208,8 @@ class CTaskBarWindow
     void SetBalloon(std::wstring_view text, UINT uTimeout);
     DROP_RECORD AppendDropRecord(const MSG_TRAYICON_SFT_DROP_CLIENT& record);
     std::list<DROP_RECORD>::iterator FindDropRecord(DWORD dwClientId);
+    DROP_RECORD ListedDropRecord(LPARAM lRecord);
+    void OpenDropWindow(const DROP_RECORD& pRecord) const;
     void TakeDropRecords(DWORD dwClientId, bool bCloseWindows);
 
     static LRESULT OnCreate(HWND hWnd);

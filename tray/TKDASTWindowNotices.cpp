@@ -1,6 +1,9 @@
 #include "tray/TKDASTWindow.h"
 
 #include "Include/TKLogging.h"
+#include "drop/SFT_DropWindow.h"
+#include "resources/resource.h"
+#include "startup/TKDAST.h"
 #include "tray/DesktopOptions.h"
 
 #include <algorithm>
@@ -113,6 +116,35 @@ std::list<CTaskBarWindow::DROP_RECORD>::iterator CTaskBarWindow::FindDropRecord(
 {
     return std::find_if(m_DropWindows.begin(), m_DropWindows.end(),
                         [dwClientId](const DROP_RECORD& pEntry) { return pEntry->dwClientId == dwClientId; });
+}
+
+// Null when the list has forgotten it meanwhile, or never held it: a message may come from anywhere.
+CTaskBarWindow::DROP_RECORD CTaskBarWindow::ListedDropRecord(LPARAM lRecord)
+{
+    const std::lock_guard lock(m_dropWindowsLock);
+    const auto itEntry =
+        std::find_if(m_DropWindows.begin(), m_DropWindows.end(), [lRecord](const DROP_RECORD& pEntry) {
+            return reinterpret_cast<LPARAM>(pEntry.get()) == lRecord;
+        });
+    return itEntry != m_DropWindows.end() ? *itEntry : nullptr;
+}
+
+void CTaskBarWindow::OpenDropWindow(const DROP_RECORD& pRecord) const
+{
+    if (pRecord == nullptr)
+    {
+        return;
+    }
+    const HWND hDropWindow = CreateDialogParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_DROP), m_hWnd,
+                                                SFTDropWndProc, reinterpret_cast<LPARAM>(pRecord.get()));
+    pRecord->ullWindowSlot = reinterpret_cast<ULONG_PTR>(hDropWindow);
+    if (!IsWindow(hDropWindow))
+    {
+        return;
+    }
+    HoldDropRecord(hDropWindow, pRecord);
+    SetWindowLongPtrW(hDropWindow, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(pRecord.get()));
+    ShowWindow(hDropWindow, SW_SHOW);
 }
 
 void CTaskBarWindow::SFT_RemoveDropWindow(DWORD dwClientId)

@@ -283,7 +283,11 @@ bool CTaskBarWindow::ReplaceNotifyDlg()
 
 void CTaskBarWindow::OnSftDropWindow(WPARAM wAction, LPARAM lParam)
 {
-    if (wAction == DROP_WINDOW_FORGET)
+    if (wAction == DROP_WINDOW_CREATE)
+    {
+        OpenDropWindow(ListedDropRecord(lParam));
+    }
+    else if (wAction == DROP_WINDOW_FORGET)
     {
         const DWORD dwClientId = static_cast<DWORD>(lParam);
         SFT_EraseDropWindow(dwClientId != 0 ? dwClientId : ALL_DROP_WINDOWS);

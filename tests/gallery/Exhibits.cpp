@@ -320,6 +320,24 @@ void ShowConnectInProgress(CTaskBarWindow& window)
     SendMessageW(window.m_hWnd, WM_JOIN_SESSION_STATE, JOIN_SESSION_SHOW_WAIT, 0);
 }
 
+void ShowDropFor(CTaskBarWindow& window, const std::wstring& name)
+{
+    MSG_TRAYICON_SFT_DROP_CLIENT client = {};
+    client.dwClientId = 1;
+    CopyText(client.szClientName, name);
+    window.SFT_AddDropWindow(client);
+}
+
+void ShowDrop(CTaskBarWindow& window)
+{
+    ShowDropFor(window, L"Alice Müller & Sons");
+}
+
+void ShowDropLong(CTaskBarWindow& window)
+{
+    ShowDropFor(window, OneWord(LONGEST_NAME + 1));
+}
+
 int WINAPI NameScreenSaver(HANDLE, int, PVOID pvName, DWORD cbName, LPDWORD)
 {
     CopyText(static_cast<wchar_t*>(pvName), cbName / sizeof(wchar_t), L"Screen-saver");
@@ -435,5 +453,7 @@ const EXHIBIT g_exhibits[] = {
     {L"chat-empty", L"the chat window as it opens", ShowChatEmpty},
     {L"chat-long", L"the chat window with long names and texts, as small as it gets", ShowChatLong},
     {L"chat-rtl", L"the chat window with texts that are written from right to left", ShowChatRightToLeft},
+    {L"drop", L"the drop window", ShowDrop},
+    {L"drop-long", L"the same with the longest name that a record can hold", ShowDropLong},
     {nullptr, nullptr, nullptr},
 };

@@ -523,6 +523,21 @@ TEST_P(LanguageModule, OffersBothAnswersOfThePermissionPromptToTheKeyboard)
         << "where a letter that was meant for another window presses no button";
 }
 
+TEST_P(LanguageModule, GivesALongNameRoomToSpareInTheDropWindow)
+{
+    const CWindow hDialog = MakeDialog(m_module.get(), MAKEINTRESOURCEW(IDD_DROP));
+    const HWND hText = GetDlgItem(hDialog.get(), IDC_DROP_TEXT);
+    std::wstring text = ReadModule(m_module.get()).strings.at(IDS_DROP_HINT);
+    EXPECT_EQ(text.back(), L' ') << "the name follows";
+    constexpr size_t LONGEST_NAME = 260; // characters
+    while (text.size() < LONGEST_NAME)
+    {
+        text += L"Alexandra Mustermann ";
+    }
+    SetWindowTextW(hText, text.c_str());
+    EXPECT_TRUE(HasRoomToSpare(hText));
+}
+
 TEST_P(LanguageModule, MarksTextsAndVersionWithItsOwnLanguage)
 {
     for (const LPCWSTR pszType : {RT_STRING, RT_DIALOG, RT_VERSION})
@@ -543,6 +558,7 @@ TEST_P(LanguageModule, HoldsTheDialogsWithTheirControls)
         {L"#107",
          {IDOK, IDCANCEL, IDC_PERMISSION_TEXT, IDC_PERMISSION_REQUEST, IDC_PERMISSION_ICON,
           IDC_PERMISSION_COUNTDOWN}},
+        {L"#110", {IDC_DROP_TEXT}},
         {L"#132",
          {IDOK, IDCANCEL, IDC_CONNECT_USE_PROXY, IDC_CONNECT_USE_PROXY_SECRET, IDC_CONNECT_PROXY_SECRET,
           IDC_CONNECT_HOST, IDC_CONNECT_PORT, IDC_CONNECT_DEFAULT_PORTS, IDC_CONNECT_PROXY_HOST,
