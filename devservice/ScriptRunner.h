@@ -1,6 +1,7 @@
 #pragma once
 
 #include "devservice/LaidCertificates.h"
+#include "Include/Handles.h"
 #include "devservice/PlayedSession.h"
 #include "devservice/Programs.h"
 #include "devservice/Script.h"
@@ -57,6 +58,15 @@ class CScriptRunner
     struct EXPECTED_ANSWER;
     struct QUESTION;
 
+    // The window of which an agent was last told, until something has been dropped on it.
+    struct DROP_WINDOW
+    {
+        std::wstring viewer;
+        std::wstring eventName;
+        CKernelHandle hEvent = CKernelHandle(); // set by the agent when the names are ready
+        DWORD dwClientId = 0;
+    };
+
     bool RunStatement(const SCRIPT_STATEMENT& statement);
     bool Expand(std::span<const SCRIPT_WORD> words, std::vector<SCRIPT_WORD>& expanded);
     std::optional<std::wstring> Variable(std::wstring_view name) const;
@@ -78,6 +88,8 @@ class CScriptRunner
     bool Count(WORDS words);
     bool Deletions(WORDS words);
     bool Disconnect(WORDS words);
+    bool Drop(WORDS words);
+    bool DropFiles(WORDS words);
     bool Echo(WORDS words);
     bool Effects(WORDS words);
     bool Enter(WORDS words);
@@ -150,6 +162,11 @@ class CScriptRunner
                      const EXPECTED_ANSWER& expected);
     bool HasNoPromptFault();
     bool FailWaiting(std::wstring_view what, DWORD dwMilliseconds);
+    bool OpenDropWindow(const std::wstring& viewer, const std::wstring& eventName);
+    bool SendDropClient(DROP_WINDOW& window);
+    bool CloseDropWindow();
+    bool ExpectDropped(WORDS words);
+    std::vector<std::wstring> TakeDroppedNames();
     bool Launch(WORDS words, unsigned int& uProgram);
     bool AwaitExit(unsigned int uProgram, DWORD dwMilliseconds, std::optional<DWORD> expected);
 
@@ -160,8 +177,9 @@ class CScriptRunner
     CPrograms m_programs;
     CLaidCertificates m_certificates;
     std::optional<unsigned int> m_target = 1; // empty: all that are connected
-    HWND m_hWindow = nullptr;                 // the window last waited for
-    unsigned int m_uRound = 0;                // of the innermost repeat
+    std::optional<DROP_WINDOW> m_dropWindow;
+    HWND m_hWindow = nullptr;  // the window last waited for
+    unsigned int m_uRound = 0; // of the innermost repeat
     int m_nExitCode = 0;
     bool m_bQuit = false;
     std::wstring m_error;

@@ -80,6 +80,13 @@ std::wstring AgentName(unsigned int uAgent)
     return L"agent " + std::to_wstring(uAgent);
 }
 
+std::wstring NoSuchViewer(unsigned int uAgent, const std::vector<MSG_TRAYICON_CONNECT>& viewers,
+                          std::wstring_view name)
+{
+    return AgentName(uAgent) + L" has no viewer " + Quoted(name) +
+           (viewers.empty() ? L"" : L"; it has " + JoinNames(viewers, L", "));
+}
+
 // The agent takes the language from the user's part of the registry unless its settings are locked.
 bool StoreLanguage(const MSG_TRAYICON_SETTINGS& settings, const std::wstring& language)
 {
@@ -140,8 +147,7 @@ bool CSessionKeeper::Disconnect(unsigned int uAgent, std::wstring_view name, con
     const auto found = FindViewer(viewers, name);
     if (found != viewers.end())
         return RemoveViewer(uAgent, static_cast<size_t>(std::distance(viewers.begin(), found)), edit, error);
-    error = AgentName(uAgent) + L" has no viewer " + Quoted(name) +
-            (viewers.empty() ? L"" : L"; it has " + JoinNames(viewers, L", "));
+    error = NoSuchViewer(uAgent, viewers, name);
     return false;
 }
 
@@ -226,6 +232,24 @@ bool CSessionKeeper::SendReverse(unsigned int uAgent, REVERSE_CODE code, const R
     MSG_REVERSE_CONNECTION record = m_sessions[uAgent].reverse;
     record.dwType = MSG_TYPE_REVERSE_CONNECTION;
     record.dwReverseCode = code;
+    return EditRecord(record, edit) && Send(uAgent, BytesOf(record), error);
+}
+
+bool CSessionKeeper::SendDropClient(unsigned int uAgent, std::wstring_view name, const RECORD_EDIT& edit,
+                                    std::wstring& error)
+{
+    const std::lock_guard lock(m_mutex);
+    const std::vector<MSG_TRAYICON_CONNECT>& viewers = m_sessions[uAgent].viewers;
+    const auto found = FindViewer(viewers, name);
+    if (found == viewers.end())
+    {
+        error = NoSuchViewer(uAgent, viewers, name);
+        return false;
+    }
+    MSG_TRAYICON_SFT_DROP_CLIENT record = {};
+    record.dwType = MSG_TYPE_TRAYICON_SFT_DROP_CLIENT;
+    record.dwClientId = found->dwClientId;
+    CopyText(record.szClientName, NameOf(*found));
     return EditRecord(record, edit) && Send(uAgent, BytesOf(record), error);
 }
 

@@ -53,6 +53,11 @@ class CSessionKeeper
     /// zeros if it hasn't.
     bool SendReverse(unsigned int uAgent, REVERSE_CODE code, const RECORD_EDIT& edit, std::wstring& error);
 
+    /// Has the drop window of a viewer opened, or closed if it is open. The edit gets the record with the
+    /// viewer's id and name.
+    bool SendDropClient(unsigned int uAgent, std::wstring_view name, const RECORD_EDIT& edit,
+                        std::wstring& error);
+
     /// Whether agents are answered what they ask for: settings, addresses, list, the end of all connections,
     /// another language, a reverse connection. Off at first.
     void SetAnswers(bool bAnswers);

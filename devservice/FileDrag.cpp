@@ -1,0 +1,221 @@
+#include "devservice/FileDrag.h"
+
+#include "Include/Handles.h"
+
+#include <ole2.h>
+#include <shlobj.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+namespace
+{
+constexpr int SOURCE_SIZE = 16; // pixels of the window on which the button goes down
+constexpr int MOVES = 8;        // steps to the target
+constexpr DWORD MOVE_MS = 20;   // for each of them
+constexpr DWORD LOOK_MS = 20;
+constexpr DWORD TAKEN_IN_MS = 3000;    // how long the target gets to take the drag in
+constexpr DWORD WHOLE_DRAG_MS = 20000; // then it is called off
+constexpr LONG WHOLE_CONTENT = -1;
+
+bool IsFileFormat(const FORMATETC& format)
+{
+    return format.cfFormat == CF_HDROP && (format.tymed & TYMED_HGLOBAL) != 0;
+}
+
+/// What is dragged, and the hand that drags. Answers like the shell's own: a format that it hasn't got is
+/// "no", and not an error.
+class CDraggedFiles final : public IDataObject, public IDropSource
+{
+  public:
+    explicit CDraggedFiles(const std::vector<std::wstring>& paths) : m_paths(paths) {}
+    virtual ~CDraggedFiles() = default;
+    CDraggedFiles(const CDraggedFiles&) = delete;
+    CDraggedFiles& operator=(const CDraggedFiles&) = delete;
+
+    /// A target has said that it would take the files.
+    bool IsTakenIn() const { return m_bTakenIn; }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppvObject) override
+    {
+        *ppvObject = nullptr;
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDataObject))
+            *ppvObject = static_cast<IDataObject*>(this);
+        else if (IsEqualIID(iid, IID_IDropSource))
+            *ppvObject = static_cast<IDropSource*>(this);
+        else
+            return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_uReferences; }
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        const ULONG uLeft = --m_uReferences;
+        if (uLeft == 0)
+            delete this;
+        return uLeft;
+    }
+
+    HRESULT STDMETHODCALLTYPE GetData(FORMATETC* pFormat, STGMEDIUM* pMedium) override
+    {
+        if (!IsFileFormat(*pFormat))
+            return DV_E_FORMATETC;
+        *pMedium = {};
+        pMedium->tymed = TYMED_HGLOBAL;
+        pMedium->hGlobal = MakeFileList(m_paths);
+        return pMedium->hGlobal != nullptr ? S_OK : E_OUTOFMEMORY;
+    }
+    HRESULT STDMETHODCALLTYPE GetDataHere(FORMATETC*, STGMEDIUM*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE QueryGetData(FORMATETC* pFormat) override
+    {
+        return IsFileFormat(*pFormat) ? S_OK : S_FALSE;
+    }
+    HRESULT STDMETHODCALLTYPE GetCanonicalFormatEtc(FORMATETC*, FORMATETC* pFormat) override
+    {
+        pFormat->ptd = nullptr;
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE SetData(FORMATETC*, STGMEDIUM*, BOOL) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE EnumFormatEtc(DWORD dwDirection, IEnumFORMATETC** ppFormats) override
+    {
+        const FORMATETC format = {CF_HDROP, nullptr, DVASPECT_CONTENT, WHOLE_CONTENT, TYMED_HGLOBAL};
+        return dwDirection == DATADIR_GET ? SHCreateStdEnumFmtEtc(1, &format, ppFormats) : E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE DAdvise(FORMATETC*, DWORD, IAdviseSink*, DWORD*) override
+    {
+        return OLE_E_ADVISENOTSUPPORTED;
+    }
+    HRESULT STDMETHODCALLTYPE DUnadvise(DWORD) override { return OLE_E_ADVISENOTSUPPORTED; }
+    HRESULT STDMETHODCALLTYPE EnumDAdvise(IEnumSTATDATA**) override { return OLE_E_ADVISENOTSUPPORTED; }
+
+    HRESULT STDMETHODCALLTYPE QueryContinueDrag(BOOL bEscape, DWORD dwKeys) override
+    {
+        if (bEscape || GetTickCount64() > m_qwDeadline)
+            return DRAGDROP_S_CANCEL;
+        return (dwKeys & MK_LBUTTON) != 0 ? S_OK : DRAGDROP_S_DROP;
+    }
+    HRESULT STDMETHODCALLTYPE GiveFeedback(DWORD dwEffect) override
+    {
+        if (dwEffect != DROPEFFECT_NONE)
+            m_bTakenIn = true;
+        return DRAGDROP_S_USEDEFAULTCURSORS;
+    }
+
+  private:
+    std::atomic<ULONG> m_uReferences = 1;
+    const std::vector<std::wstring> m_paths;
+    const ULONGLONG m_qwDeadline = GetTickCount64() + WHOLE_DRAG_MS;
+    std::atomic<bool> m_bTakenIn = false;
+};
+
+void PressButton(DWORD dwFlag)
+{
+    INPUT input = {};
+    input.type = INPUT_MOUSE;
+    input.mi.dwFlags = dwFlag;
+    SendInput(1, &input, sizeof(input));
+}
+
+POINT MiddleOf(HWND hWnd)
+{
+    RECT rect = {};
+    GetWindowRect(hWnd, &rect);
+    return {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2};
+}
+
+// The button is down on the source, and it knows. A drag that nobody holds would be over at once.
+bool TakeHold(HWND hSource)
+{
+    const POINT start = MiddleOf(hSource);
+    SetCursorPos(start.x, start.y);
+    PressButton(MOUSEEVENTF_LEFTDOWN);
+    for (DWORD dwWaited = 0; dwWaited < TAKEN_IN_MS; dwWaited += LOOK_MS)
+    {
+        MSG message = {};
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+        {
+            if (message.message == WM_LBUTTONDOWN && message.hwnd == hSource)
+                return true;
+            DispatchMessageW(&message);
+        }
+        Sleep(LOOK_MS);
+    }
+    return false;
+}
+
+// While the drag runs, on another thread: a hand moves, holds still, and lets go.
+void MoveAndLetGo(POINT to, const CDraggedFiles& files)
+{
+    POINT from = {};
+    GetCursorPos(&from);
+    for (int nMove = 1; nMove <= MOVES; ++nMove)
+    {
+        Sleep(MOVE_MS);
+        SetCursorPos(from.x + (to.x - from.x) * nMove / MOVES, from.y + (to.y - from.y) * nMove / MOVES);
+    }
+    for (DWORD dwWaited = 0; dwWaited < TAKEN_IN_MS && !files.IsTakenIn(); dwWaited += LOOK_MS)
+        Sleep(LOOK_MS);
+    PressButton(MOUSEEVENTF_LEFTUP);
+}
+
+bool DragFrom(HWND hSource, const std::vector<std::wstring>& paths, HWND hTarget)
+{
+    if (!TakeHold(hSource))
+    {
+        PressButton(MOUSEEVENTF_LEFTUP);
+        return false;
+    }
+    CDraggedFiles* const pFiles = new CDraggedFiles(paths);
+    std::thread hand([to = MiddleOf(hTarget), pFiles] { MoveAndLetGo(to, *pFiles); });
+    DWORD dwEffect = DROPEFFECT_NONE;
+    const HRESULT hResult = DoDragDrop(pFiles, pFiles, DROPEFFECT_COPY, &dwEffect);
+    hand.join();
+    pFiles->Release();
+    return hResult == DRAGDROP_S_DROP && dwEffect == DROPEFFECT_COPY;
+}
+
+// On a thread of its own, which OLE needs for itself.
+bool Drag(const std::vector<std::wstring>& paths, HWND hTarget)
+{
+    if (FAILED(OleInitialize(nullptr)))
+        return false;
+    bool bTaken = false;
+    {
+        const CWindow hSource(CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW | WS_EX_NOACTIVATE, L"STATIC",
+                                              L"", WS_POPUP | WS_VISIBLE | SS_NOTIFY, 0, 0, SOURCE_SIZE,
+                                              SOURCE_SIZE, nullptr, nullptr, nullptr, nullptr));
+        bTaken = hSource && DragFrom(hSource.get(), paths, hTarget);
+    }
+    OleUninitialize();
+    return bTaken;
+}
+} // namespace
+
+bool DragFilesOnto(const std::vector<std::wstring>& paths, HWND hTarget)
+{
+    bool bTaken = false;
+    std::thread dragger([&] { bTaken = Drag(paths, hTarget); });
+    dragger.join();
+    return bTaken;
+}
+
+HGLOBAL MakeFileList(const std::vector<std::wstring>& paths)
+{
+    std::wstring list;
+    for (const std::wstring& path : paths)
+        list += path + L'\0';
+    list += L'\0';
+    DROPFILES head = {};
+    head.pFiles = sizeof(head);
+    head.fWide = TRUE;
+    const HGLOBAL hList = GlobalAlloc(GMEM_MOVEABLE, sizeof(head) + list.size() * sizeof(wchar_t));
+    BYTE* const pList = hList != nullptr ? static_cast<BYTE*>(GlobalLock(hList)) : nullptr;
+    if (pList == nullptr)
+        return nullptr;
+    memcpy(pList, &head, sizeof(head));
+    memcpy(pList + sizeof(head), list.data(), list.size() * sizeof(wchar_t));
+    GlobalUnlock(hList);
+    return hList;
+}
