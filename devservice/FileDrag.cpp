@@ -11,11 +11,12 @@
 
 namespace
 {
-constexpr int SOURCE_SIZE = 16; // pixels of the window on which the button goes down
-constexpr int MOVES = 8;        // steps to the target
-constexpr DWORD MOVE_MS = 20;   // for each of them
+constexpr int SOURCE_SIZE = 16;      // pixels of the window on which the button goes down
+constexpr int MOVES = 8;             // steps to the target
+constexpr DWORD MOVE_MS = 20;        // for each of them
+constexpr DWORD TAKE_HOLD_MS = 3000; // how long the button's message may take
 constexpr DWORD LOOK_MS = 20;
-constexpr DWORD TAKEN_IN_MS = 3000;    // how long the target gets to take the drag in
+constexpr DWORD TAKE_IN_MS = 3000;     // how long the target gets to take the drag in
 constexpr DWORD WHOLE_DRAG_MS = 20000; // then it is called off
 constexpr LONG WHOLE_CONTENT = -1;
 
@@ -34,8 +35,14 @@ class CDraggedFiles final : public IDataObject, public IDropSource
     CDraggedFiles(const CDraggedFiles&) = delete;
     CDraggedFiles& operator=(const CDraggedFiles&) = delete;
 
-    /// A target has said that it would take the files.
-    bool IsTakenIn() const { return m_bTakenIn; }
+    /// True as soon as a target has said that it would take the files.
+    bool WaitUntilTakenIn(DWORD dwMilliseconds) const
+    {
+        return WaitForSingleObject(m_hTakenIn.get(), dwMilliseconds) == WAIT_OBJECT_0;
+    }
+
+    /// The hand lets the button go. What a thread sees of the button can come late, or not at all.
+    void LetGo() { m_bHeld = false; }
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppvObject) override
     {
@@ -90,16 +97,16 @@ class CDraggedFiles final : public IDataObject, public IDropSource
     HRESULT STDMETHODCALLTYPE DUnadvise(DWORD) override { return OLE_E_ADVISENOTSUPPORTED; }
     HRESULT STDMETHODCALLTYPE EnumDAdvise(IEnumSTATDATA**) override { return OLE_E_ADVISENOTSUPPORTED; }
 
-    HRESULT STDMETHODCALLTYPE QueryContinueDrag(BOOL bEscape, DWORD dwKeys) override
+    HRESULT STDMETHODCALLTYPE QueryContinueDrag(BOOL bEscape, DWORD) override
     {
         if (bEscape || GetTickCount64() > m_qwDeadline)
             return DRAGDROP_S_CANCEL;
-        return (dwKeys & MK_LBUTTON) != 0 ? S_OK : DRAGDROP_S_DROP;
+        return m_bHeld ? S_OK : DRAGDROP_S_DROP;
     }
     HRESULT STDMETHODCALLTYPE GiveFeedback(DWORD dwEffect) override
     {
         if (dwEffect != DROPEFFECT_NONE)
-            m_bTakenIn = true;
+            SetEvent(m_hTakenIn.get());
         return DRAGDROP_S_USEDEFAULTCURSORS;
     }
 
@@ -107,7 +114,8 @@ class CDraggedFiles final : public IDataObject, public IDropSource
     std::atomic<ULONG> m_uReferences = 1;
     const std::vector<std::wstring> m_paths;
     const ULONGLONG m_qwDeadline = GetTickCount64() + WHOLE_DRAG_MS;
-    std::atomic<bool> m_bTakenIn = false;
+    const CKernelHandle m_hTakenIn{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    std::atomic<bool> m_bHeld = true;
 };
 
 void PressButton(DWORD dwFlag)
@@ -125,38 +133,47 @@ POINT MiddleOf(HWND hWnd)
     return {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2};
 }
 
-// The button is down on the source, and it knows. A drag that nobody holds would be over at once.
+// True when the message has come for the window.
+bool TakeMessage(HWND hWnd, UINT uMessage)
+{
+    bool bCame = false;
+    MSG message = {};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+    {
+        bCame = bCame || (message.message == uMessage && message.hwnd == hWnd);
+        DispatchMessageW(&message);
+    }
+    return bCame;
+}
+
+// The button is down on the source, and it knows.
 bool TakeHold(HWND hSource)
 {
     const POINT start = MiddleOf(hSource);
     SetCursorPos(start.x, start.y);
     PressButton(MOUSEEVENTF_LEFTDOWN);
-    for (DWORD dwWaited = 0; dwWaited < TAKEN_IN_MS; dwWaited += LOOK_MS)
+    const ULONGLONG qwDeadline = GetTickCount64() + TAKE_HOLD_MS;
+    while (!TakeMessage(hSource, WM_LBUTTONDOWN))
     {
-        MSG message = {};
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
-        {
-            if (message.message == WM_LBUTTONDOWN && message.hwnd == hSource)
-                return true;
-            DispatchMessageW(&message);
-        }
-        Sleep(LOOK_MS);
+        if (GetTickCount64() > qwDeadline)
+            return false;
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, LOOK_MS, QS_ALLINPUT);
     }
-    return false;
+    return true;
 }
 
 // While the drag runs, on another thread: a hand moves, holds still, and lets go.
-void MoveAndLetGo(POINT to, const CDraggedFiles& files)
+void MoveAndLetGo(POINT to, CDraggedFiles& files)
 {
     POINT from = {};
     GetCursorPos(&from);
     for (int nMove = 1; nMove <= MOVES; ++nMove)
     {
-        Sleep(MOVE_MS);
         SetCursorPos(from.x + (to.x - from.x) * nMove / MOVES, from.y + (to.y - from.y) * nMove / MOVES);
+        files.WaitUntilTakenIn(MOVE_MS);
     }
-    for (DWORD dwWaited = 0; dwWaited < TAKEN_IN_MS && !files.IsTakenIn(); dwWaited += LOOK_MS)
-        Sleep(LOOK_MS);
+    files.WaitUntilTakenIn(TAKE_IN_MS);
+    files.LetGo();
     PressButton(MOUSEEVENTF_LEFTUP);
 }
 

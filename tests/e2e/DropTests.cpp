@@ -1,0 +1,128 @@
+#include "tests/e2e/AgentTest.h"
+
+#include "Include/BoundedText.h"
+#include "Include/Handles.h"
+#include "devservice/DroppedNames.h"
+#include "devservice/FileDrag.h"
+#include "devservice/Person.h"
+#include "drop/DroppedFiles.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace
+{
+constexpr wchar_t DROP_TITLE[] = L"Send files";
+constexpr wchar_t EVENT_NAME[] = L"TKDAST e2e drop";
+constexpr DWORD CLIENT = 5;
+using Names = std::vector<std::wstring>;
+
+/// The real agent with a viewer, and the service's side of a drop in this program.
+class DropTest : public AgentTest
+{
+  protected:
+    void SetUp() override
+    {
+        wchar_t szProgramData[MAX_PATH] = {};
+        GetEnvironmentVariableW(L"PROGRAMDATA", szProgramData, MAX_PATH);
+        m_programData = szProgramData;
+        SetEnvironmentVariableW(L"PROGRAMDATA", m_folder.Path().c_str()); // the agent inherits it
+        StartAgent();
+        AcceptAgent();
+        ShakeHands();
+        ASSERT_TRUE(SendSettings());
+        m_hEvent.reset(CreateEventW(nullptr, FALSE, FALSE, EVENT_NAME));
+    }
+
+    void TearDown() override { SetEnvironmentVariableW(L"PROGRAMDATA", m_programData.c_str()); }
+
+    bool SendDropClient(DWORD dwClientId = CLIENT)
+    {
+        MSG_TRAYICON_SFT_DROP_CLIENT client = {};
+        client.dwType = MSG_TYPE_TRAYICON_SFT_DROP_CLIENT;
+        client.dwClientId = dwClientId;
+        CopyText(client.szClientName, L"Alice");
+        CopyText(client.szDropEventName, EVENT_NAME);
+        return m_channel->Send(client);
+    }
+
+    static bool WaitForDropWindow(bool bThere)
+    {
+        return WaitForShownWindow(DROP_TITLE, bThere, PATIENCE_MS, [](DWORD dwMilliseconds) {
+            Sleep(dwMilliseconds);
+            return true;
+        });
+    }
+
+    void OpenDropWindow()
+    {
+        ASSERT_TRUE(SendDropClient());
+        ASSERT_TRUE(WaitForDropWindow(true));
+    }
+
+    bool WasTold() const { return WaitForSingleObject(m_hEvent.get(), PATIENCE_MS) == WAIT_OBJECT_0; }
+
+    CKernelHandle m_hEvent;
+
+  private:
+    std::wstring m_programData;
+};
+
+TEST_F(DropTest, WhatIsDroppedComesByTheDataFileAndTheWindowGoes)
+{
+    ASSERT_TRUE(PrepareDropDataFile());
+    OpenDropWindow();
+    const Names paths = {L"C:\\folder\\a.txt", L"C:\\Grüße \u4F60.txt"};
+    EXPECT_TRUE(DragFilesOnto(paths, FindShownWindow(DROP_TITLE)));
+    EXPECT_TRUE(WasTold());
+    EXPECT_EQ(ReadDroppedEntries(CLIENT), paths);
+    EXPECT_TRUE(WaitForDropWindow(false));
+    OpenDropWindow(); // the agent has forgotten the other one
+    ExpectEcho();
+    ExpectEndWithService();
+    EXPECT_TRUE(WaitForDropWindow(false));
+}
+
+TEST_F(DropTest, WithoutTheFolderItComesByTheClipboard)
+{
+    OpenDropWindow();
+    const Names paths = {L"C:\\a.txt", L"C:\\b.txt", L"C:\\c.txt"};
+    EXPECT_TRUE(DragFilesOnto(paths, FindShownWindow(DROP_TITLE)));
+    EXPECT_TRUE(WasTold());
+    EXPECT_EQ(ReadDroppedClipboard(), paths);
+    EXPECT_TRUE(WaitForDropWindow(false));
+    ExpectEcho();
+}
+
+TEST_F(DropTest, ADropThatNobodyWaitsForIsWithdrawnAndTheWindowStays)
+{
+    ASSERT_TRUE(PrepareDropDataFile());
+    OpenDropWindow();
+    m_hEvent.reset();
+    EXPECT_TRUE(DragFilesOnto({L"C:\\a.txt"}, FindShownWindow(DROP_TITLE)));
+    ExpectEcho();
+    EXPECT_TRUE(ReadDroppedEntries(CLIENT).empty());
+    EXPECT_NE(FindShownWindow(DROP_TITLE), nullptr);
+}
+
+TEST_F(DropTest, ASecondRecordClosesTheWindowAndAThirdOpensOneAnew)
+{
+    OpenDropWindow();
+    ASSERT_TRUE(SendDropClient());
+    EXPECT_TRUE(WaitForDropWindow(false));
+    OpenDropWindow();
+    ExpectEcho();
+}
+
+TEST_F(DropTest, ThePersonsCloseAndTheViewersEndTakeItAway)
+{
+    OpenDropWindow();
+    PostMessageW(FindShownWindow(DROP_TITLE), WM_CLOSE, 0, 0);
+    EXPECT_TRUE(WaitForDropWindow(false));
+    OpenDropWindow();
+    ASSERT_TRUE(SendConnect(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 0));
+    EXPECT_TRUE(WaitForDropWindow(false));
+    ExpectEcho();
+}
+} // namespace
