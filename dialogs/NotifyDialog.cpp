@@ -4,6 +4,7 @@
 #include "Include/TKLogging.h"
 #include "Include/UtilResource.h"
 #include "dialogs/DialogBackground.h"
+#include "dialogs/DialogControls.h"
 #include "dialogs/DialogPlacement.h"
 #include "dialogs/NotifyLayout.h"
 #include "dialogs/NotifySound.h"
@@ -142,12 +143,6 @@ INT_PTR OnInitDialog(HWND hWnd, const CTaskBarWindow* pWindow)
     SetNotifyDialogLocation(hWnd);
     Fill(hWnd, *pWindow);
     return FALSE;
-}
-
-void PaintAnew(HWND hWnd)
-{
-    InvalidateRect(hWnd, nullptr, TRUE);
-    UpdateWindow(hWnd);
 }
 
 // The popup must be seen before the sound holds this thread.

@@ -4,6 +4,7 @@
 #include "Include/TKLogging.h"
 #include "Include/UtilResource.h"
 #include "dialogs/DialogBackground.h"
+#include "dialogs/DialogControls.h"
 #include "dialogs/DialogPlacement.h"
 #include "dialogs/PaintedFont.h"
 #include "drop/DropTarget.h"
@@ -65,12 +66,6 @@ void OnPaint(HWND hWnd)
         DrawControlText(hWnd, hDC, IDC_DROP_TEXT, HINT_FORMAT, MAX_PAINTED_TEXT);
     }
     EndPaint(hWnd, &paint);
-}
-
-void PaintAnew(HWND hWnd)
-{
-    InvalidateRect(hWnd, nullptr, TRUE);
-    UpdateWindow(hWnd);
 }
 
 void OnClose(HWND hWnd)

@@ -5,9 +5,8 @@
 #include "devservice/DroppedNames.h"
 #include "devservice/FileDrag.h"
 #include "devservice/Person.h"
-#include "drop/DroppedFiles.h"
+#include "tests/support/ProgramDataFolder.h"
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -24,18 +23,12 @@ class DropTest : public AgentTest
   protected:
     void SetUp() override
     {
-        wchar_t szProgramData[MAX_PATH] = {};
-        GetEnvironmentVariableW(L"PROGRAMDATA", szProgramData, MAX_PATH);
-        m_programData = szProgramData;
-        SetEnvironmentVariableW(L"PROGRAMDATA", m_folder.Path().c_str()); // the agent inherits it
         StartAgent();
         AcceptAgent();
         ShakeHands();
         ASSERT_TRUE(SendSettings());
         m_hEvent.reset(CreateEventW(nullptr, FALSE, FALSE, EVENT_NAME));
     }
-
-    void TearDown() override { SetEnvironmentVariableW(L"PROGRAMDATA", m_programData.c_str()); }
 
     bool SendDropClient(DWORD dwClientId = CLIENT)
     {
@@ -66,7 +59,7 @@ class DropTest : public AgentTest
     CKernelHandle m_hEvent;
 
   private:
-    std::wstring m_programData;
+    ProgramDataFolder m_programData; // the agent inherits it
 };
 
 TEST_F(DropTest, WhatIsDroppedComesByTheDataFileAndTheWindowGoes)

@@ -2,6 +2,7 @@
 #include "Include/Clipboard.h"
 #include "devservice/DroppedNames.h"
 #include "drop/DroppedFiles.h"
+#include "tests/support/ProgramDataFolder.h"
 #include "tests/unit/DevServiceFixture.h"
 
 #include <gtest/gtest.h>
@@ -18,13 +19,6 @@ class DevServiceDrop : public DevServiceRunner
     void SetUp() override
     {
         DevServiceRunner::SetUp();
-        wchar_t szProgramData[MAX_PATH] = {};
-        GetEnvironmentVariableW(L"PROGRAMDATA", szProgramData, MAX_PATH);
-        m_programData = szProgramData;
-        m_folder = std::filesystem::temp_directory_path() /
-                   (L"tkdas-drop-" + std::to_wstring(GetCurrentProcessId()));
-        std::filesystem::create_directories(m_folder);
-        SetEnvironmentVariableW(L"PROGRAMDATA", std::filesystem::path(m_folder).make_preferred().c_str());
         const CClipboard clipboard(nullptr);
         ASSERT_TRUE(clipboard && EmptyClipboard());
         m_pAgent = Arrive();
@@ -32,13 +26,6 @@ class DevServiceDrop : public DevServiceRunner
         MSG_TRAYICON_CONNECT viewer = {};
         EXPECT_TRUE(m_pAgent->Receive(viewer));
         m_dwClientId = viewer.dwClientId;
-    }
-
-    void TearDown() override
-    {
-        SetEnvironmentVariableW(L"PROGRAMDATA", m_programData.c_str());
-        std::error_code error;
-        std::filesystem::remove_all(m_folder, error);
     }
 
     MSG_TRAYICON_SFT_DROP_CLIENT ReceiveClient()
@@ -68,8 +55,7 @@ class DevServiceDrop : public DevServiceRunner
     DWORD m_dwClientId = 0;
 
   private:
-    std::filesystem::path m_folder;
-    std::wstring m_programData;
+    ProgramDataFolder m_programData;
 };
 } // namespace
 

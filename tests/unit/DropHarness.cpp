@@ -6,6 +6,8 @@
 #include "devservice/FileDrag.h"
 #include "drop/DroppedFiles.h"
 
+#include <filesystem>
+
 FakeFiles::~FakeFiles()
 {
     EXPECT_EQ(m_uReferences, 1U) << "somebody has kept, or let go, too much";
@@ -48,23 +50,8 @@ DropList::DropList(const std::vector<std::wstring>& paths) : m_hList(MakeFileLis
 void DropHarness::SetUp()
 {
     DialogHarness::SetUp();
-    wchar_t szProgramData[MAX_PATH] = {};
-    GetEnvironmentVariableW(L"PROGRAMDATA", szProgramData, MAX_PATH);
-    m_programData = szProgramData;
-    m_folder =
-        std::filesystem::temp_directory_path() / (L"tkdast-drop-" + std::to_wstring(GetCurrentProcessId()));
-    std::filesystem::create_directories(m_folder);
-    SetEnvironmentVariableW(L"PROGRAMDATA", std::filesystem::path(m_folder).make_preferred().c_str());
     const CClipboard clipboard(nullptr);
     ASSERT_TRUE(clipboard && EmptyClipboard());
-}
-
-void DropHarness::TearDown()
-{
-    SetEnvironmentVariableW(L"PROGRAMDATA", m_programData.c_str());
-    std::error_code error;
-    std::filesystem::remove_all(m_folder, error);
-    DialogHarness::TearDown();
 }
 
 MSG_TRAYICON_SFT_DROP_CLIENT DropHarness::Client(DWORD dwClientId, const wchar_t* pszName)

@@ -7,9 +7,9 @@
 
 #include "Include/Handles.h"
 #include "channel/TrayMessages.h"
+#include "tests/support/ProgramDataFolder.h"
 #include "tests/unit/DialogHarness.h"
 
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <utility>
@@ -70,7 +70,6 @@ class DropHarness : public DialogHarness
     using Names = std::vector<std::wstring>;
 
     void SetUp() override;
-    void TearDown() override;
 
     static MSG_TRAYICON_SFT_DROP_CLIENT Client(DWORD dwClientId = 5, const wchar_t* pszName = L"Alice");
 
@@ -91,6 +90,5 @@ class DropHarness : public DialogHarness
     CKernelHandle m_hEvent;
 
   private:
-    std::filesystem::path m_folder;
-    std::wstring m_programData; // of the test program, put back in the end
+    ProgramDataFolder m_programData;
 };
