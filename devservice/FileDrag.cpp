@@ -5,9 +5,11 @@
 #include <ole2.h>
 #include <shlobj.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -30,7 +32,7 @@ bool IsFileFormat(const FORMATETC& format)
 class CDraggedFiles final : public IDataObject, public IDropSource
 {
   public:
-    explicit CDraggedFiles(const std::vector<std::wstring>& paths) : m_paths(paths) {}
+    explicit CDraggedFiles(std::vector<std::wstring> paths) : m_paths(std::move(paths)) {}
     virtual ~CDraggedFiles() = default;
     CDraggedFiles(const CDraggedFiles&) = delete;
     CDraggedFiles& operator=(const CDraggedFiles&) = delete;
@@ -232,7 +234,7 @@ HGLOBAL MakeFileList(const std::vector<std::wstring>& paths)
     if (pList == nullptr)
         return nullptr;
     memcpy(pList, &head, sizeof(head));
-    memcpy(pList + sizeof(head), list.data(), list.size() * sizeof(wchar_t));
+    std::copy(list.begin(), list.end(), reinterpret_cast<wchar_t*>(pList + sizeof(head)));
     GlobalUnlock(hList);
     return hList;
 }

@@ -68,16 +68,23 @@ void OnPaint(HWND hWnd)
     EndPaint(hWnd, &paint);
 }
 
+void TellTray(const MSG_TRAYICON_SFT_DROP_CLIENT& client)
+{
+    const HWND hTray = reinterpret_cast<HWND>(static_cast<ULONG_PTR>(client.ullOwnerSlot));
+    if (IsWindow(hTray))
+    {
+        SendMessageW(hTray, WM_SFT_DROP_WINDOW, DROP_WINDOW_FORGET, static_cast<LPARAM>(client.dwClientId));
+    }
+}
+
 void OnClose(HWND hWnd)
 {
     // Null until whoever creates the window has stored it.
     const auto* const pClient =
         reinterpret_cast<const MSG_TRAYICON_SFT_DROP_CLIENT*>(GetWindowLongPtrW(hWnd, GWLP_USERDATA));
-    const HWND hTray =
-        pClient != nullptr ? reinterpret_cast<HWND>(static_cast<ULONG_PTR>(pClient->ullOwnerSlot)) : nullptr;
-    if (IsWindow(hTray))
+    if (pClient != nullptr)
     {
-        SendMessageW(hTray, WM_SFT_DROP_WINDOW, DROP_WINDOW_FORGET, static_cast<LPARAM>(pClient->dwClientId));
+        TellTray(*pClient);
     }
     DestroyWindow(hWnd);
 }
