@@ -16,10 +16,11 @@ namespace
 constexpr int SOURCE_SIZE = 16;      // pixels of the window on which the button goes down
 constexpr int MOVES = 8;             // steps to the target
 constexpr DWORD MOVE_MS = 20;        // for each of them
-constexpr DWORD TAKE_HOLD_MS = 3000; // how long the button's message may take
+constexpr DWORD TAKE_HOLD_MS = 2000; // how long the button's message may take
+constexpr int TAKE_HOLD_TRIES = 5;
 constexpr DWORD LOOK_MS = 20;
-constexpr DWORD TAKE_IN_MS = 3000;     // how long the target gets to take the drag in
-constexpr DWORD WHOLE_DRAG_MS = 20000; // then it is called off
+constexpr DWORD TAKE_IN_MS = 10000;    // how long the target gets to take the drag in
+constexpr DWORD WHOLE_DRAG_MS = 40000; // then it is called off
 constexpr LONG WHOLE_CONTENT = -1;
 
 bool IsFileFormat(const FORMATETC& format)
@@ -148,12 +149,8 @@ bool TakeMessage(HWND hWnd, UINT uMessage)
     return bCame;
 }
 
-// The button is down on the source, and it knows.
-bool TakeHold(HWND hSource)
+bool AwaitButtonDown(HWND hSource)
 {
-    const POINT start = MiddleOf(hSource);
-    SetCursorPos(start.x, start.y);
-    PressButton(MOUSEEVENTF_LEFTDOWN);
     const ULONGLONG qwDeadline = GetTickCount64() + TAKE_HOLD_MS;
     while (!TakeMessage(hSource, WM_LBUTTONDOWN))
     {
@@ -162,6 +159,22 @@ bool TakeHold(HWND hSource)
         MsgWaitForMultipleObjects(0, nullptr, FALSE, LOOK_MS, QS_ALLINPUT);
     }
     return true;
+}
+
+// The button is down on the source, and it knows. On a busy desktop the first press may go to whatever lay
+// under the pointer before.
+bool TakeHold(HWND hSource)
+{
+    const POINT start = MiddleOf(hSource);
+    for (int nTry = 0; nTry < TAKE_HOLD_TRIES; ++nTry)
+    {
+        SetCursorPos(start.x, start.y);
+        PressButton(MOUSEEVENTF_LEFTDOWN);
+        if (AwaitButtonDown(hSource))
+            return true;
+        PressButton(MOUSEEVENTF_LEFTUP);
+    }
+    return false;
 }
 
 // While the drag runs, on another thread: a hand moves, holds still, and lets go.
@@ -182,10 +195,7 @@ void MoveAndLetGo(POINT to, CDraggedFiles& files)
 bool DragFrom(HWND hSource, const std::vector<std::wstring>& paths, HWND hTarget)
 {
     if (!TakeHold(hSource))
-    {
-        PressButton(MOUSEEVENTF_LEFTUP);
         return false;
-    }
     CDraggedFiles* const pFiles = new CDraggedFiles(paths);
     std::thread hand([to = MiddleOf(hTarget), pFiles] { MoveAndLetGo(to, *pFiles); });
     DWORD dwEffect = DROPEFFECT_NONE;
