@@ -5,6 +5,10 @@
 #include "devservice/ValueText.h"
 #include "tray/TKDASTWindow.h"
 
+#include <commctrl.h>
+
+#include <iterator>
+
 namespace
 {
 constexpr DWORD WINDOW_TIMEOUT_MS = 20000;
@@ -22,6 +26,19 @@ bool IsCheckBox(HWND hControl)
 {
     const LRESULT lKind = SendMessageW(hControl, WM_GETDLGCODE, 0, 0);
     return (lKind & DLGC_BUTTON) != 0 && (lKind & (DLGC_DEFPUSHBUTTON | DLGC_UNDEFPUSHBUTTON)) == 0;
+}
+
+// Text into a field, as if typed. A field of several lines tells its window only of what is really typed.
+bool TypeInto(HWND hControl, const std::wstring& text)
+{
+    const LPARAM lText = reinterpret_cast<LPARAM>(text.c_str());
+    wchar_t szClass[16] = {};
+    GetClassNameW(hControl, szClass, static_cast<int>(std::size(szClass)));
+    if (lstrcmpiW(szClass, WC_EDITW) != 0 || (GetWindowLongPtrW(hControl, GWL_STYLE) & ES_MULTILINE) == 0)
+        return SendMessageW(hControl, WM_SETTEXT, 0, lText) != 0;
+    SendMessageW(hControl, EM_SETSEL, 0, -1);
+    SendMessageW(hControl, EM_REPLACESEL, TRUE, lText);
+    return true;
 }
 } // namespace
 
@@ -106,7 +123,6 @@ bool CScriptRunner::Enter(WORDS words)
     if (!ReadNumber(words[0].text, dwControl))
         return false;
     const HWND hControl = GetDlgItem(m_hWindow, static_cast<int>(dwControl));
-    return (hControl != nullptr &&
-            SendMessageW(hControl, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(words[1].text.c_str())) != 0) ||
+    return (hControl != nullptr && TypeInto(hControl, words[1].text)) ||
            Fail(L"there is no field " + words[0].text);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "devservice/LaidCertificates.h"
 #include "Include/Handles.h"
+#include "devservice/LaidCertificates.h"
 #include "devservice/PlayedSession.h"
 #include "devservice/Programs.h"
 #include "devservice/Script.h"

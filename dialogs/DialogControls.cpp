@@ -126,6 +126,8 @@ void AskFor(HWND hDlg, UINT uString, int nControl)
 void ClickLinkByEnter(HWND hDlg, int nLink)
 {
     SetWindowSubclass(GetDlgItem(hDlg, nLink), LinkProcedure, LINK_SUBCLASS, 0);
+}
+
 void PaintAnew(HWND hDlg)
 {
     InvalidateRect(hDlg, nullptr, TRUE);

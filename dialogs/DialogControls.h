@@ -42,5 +42,6 @@ void AskFor(HWND hDlg, UINT uString, int nControl);
 
 /// Makes the Enter key on a link what a click of the mouse is to the dialog.
 void ClickLinkByEnter(HWND hDlg, int nLink);
+
 /// Paints a whole dialog again, at once.
 void PaintAnew(HWND hDlg);

@@ -30,7 +30,7 @@
 #define IDD_NOTIFY 102 // the notification popup
 #define IDD_ABOUT 106
 #define IDD_PERMISSION 107 // may somebody connect?
-#define IDD_DROP 110 // files dropped here are sent
+#define IDD_DROP 110       // files dropped here are sent
 #define IDD_CONNECT_TO_CLIENT 132
 #define IDD_JOIN_ATTENDED_SESSION 134
 #define IDD_CONNECT_IN_PROGRESS 136  // the waiting window
