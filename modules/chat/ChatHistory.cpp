@@ -3,10 +3,18 @@
 #include "modules/chat/ChatText.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
 constexpr size_t LINE_END_LENGTH = std::size(CHAT_LINE_END) - 1;
+
+// Whoever asks for the text or works on it must have all of it.
+bool IsReading(UINT uMessage)
+{
+    return uMessage == WM_GETTEXT || uMessage == WM_GETTEXTLENGTH || uMessage == WM_COPY ||
+           (uMessage >= EM_GETSEL && uMessage <= EM_GETIMESTATUS);
+}
 } // namespace
 
 // What the person sees of the control.
@@ -21,16 +29,49 @@ struct CChatHistory::VIEW
 
 void CChatHistory::Append(const std::wstring& line)
 {
+    m_waiting += line + CHAT_LINE_END;
+    m_lines.push_back(line.size() + LINE_END_LENGTH);
+    const ULONGLONG ullElapsed = GetTickCount64() - m_ullFlushed;
+    if (ullElapsed >= FLUSH_PERIOD || m_waiting.size() > MAX_WAITING)
+    {
+        Flush();
+    }
+    else
+    {
+        SetTimer(m_hEdit, TIMER_FLUSH, static_cast<UINT>(FLUSH_PERIOD - ullElapsed), nullptr);
+    }
+}
+
+bool CChatHistory::OnMessage(UINT uMessage, WPARAM wParam)
+{
+    const bool bOwnTimer = uMessage == WM_TIMER && wParam == TIMER_FLUSH;
+    if (bOwnTimer || IsReading(uMessage))
+    {
+        Flush();
+    }
+    return bOwnTimer;
+}
+
+void CChatHistory::Flush()
+{
+    // Its own questions to the control come back to OnMessage.
+    const std::wstring text = std::exchange(m_waiting, std::wstring());
+    if (text.empty())
+    {
+        return;
+    }
+    KillTimer(m_hEdit, TIMER_FLUSH);
     VIEW view = TakeView();
     SendMessageW(m_hEdit, WM_SETREDRAW, FALSE, 0);
-    if (m_cchText + line.size() + LINE_END_LENGTH > MAX_HISTORY)
+    if (m_cchText + text.size() > MAX_HISTORY)
     {
         view.nFirstLine = std::max(view.nFirstLine - DropOldest(view), 0L);
     }
-    Insert(line);
+    Insert(text);
     RestoreView(view);
     SendMessageW(m_hEdit, WM_SETREDRAW, TRUE, 0);
     InvalidateRect(m_hEdit, nullptr, TRUE);
+    m_ullFlushed = GetTickCount64();
 }
 
 bool CChatHistory::IsAtEnd() const
@@ -38,7 +79,13 @@ bool CChatHistory::IsAtEnd() const
     return Ask(EM_GETFIRSTVISIBLELINE) + VisibleLines() >= Ask(EM_GETLINECOUNT);
 }
 
-void CChatHistory::ScrollToEnd() const
+void CChatHistory::ScrollToEnd()
+{
+    Flush();
+    ShowEnd();
+}
+
+void CChatHistory::ShowEnd() const
 {
     const LRESULT nFirst = std::max<LRESULT>(Ask(EM_GETLINECOUNT) - VisibleLines(), 0);
     Ask(EM_LINESCROLL, 0, nFirst - Ask(EM_GETFIRSTVISIBLELINE));
@@ -63,7 +110,7 @@ void CChatHistory::RestoreView(const VIEW& view) const
     }
     if (view.bAtEnd)
     {
-        ScrollToEnd();
+        ShowEnd();
     }
     else
     {
@@ -75,7 +122,7 @@ void CChatHistory::RestoreView(const VIEW& view) const
 LONG CChatHistory::DropOldest(VIEW& view)
 {
     size_t cchDropped = 0;
-    while (!m_lines.empty() && cchDropped < MAX_HISTORY / 4)
+    while (cchDropped < MAX_HISTORY / 4 && cchDropped < m_cchText) // those that wait are the newest
     {
         cchDropped += m_lines.front();
         m_lines.pop_front();
@@ -92,12 +139,10 @@ LONG CChatHistory::DropOldest(VIEW& view)
     return static_cast<LONG>(nLinesBefore - Ask(EM_GETLINECOUNT));
 }
 
-void CChatHistory::Insert(const std::wstring& line)
+void CChatHistory::Insert(const std::wstring& text)
 {
-    const std::wstring text = line + CHAT_LINE_END;
     Ask(EM_SETSEL, m_cchText, static_cast<LPARAM>(m_cchText));
     Ask(EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(text.c_str()));
-    m_lines.push_back(text.size());
     m_cchText += text.size();
 }
 

@@ -21,25 +21,38 @@ class CChatHistory
     void SetLineHeight(LONG nLineHeight) { m_nLineHeight = nLineHeight; }
 
     /// Adds a line at the end. What the person reads or has selected stays where it is, unless that is the
-    /// end.
+    /// end. An edit control takes the longer for a line the more it holds, so in a flood of them the lines of
+    /// each FLUSH_PERIOD go in together.
     void Append(const std::wstring& line);
 
-    /// Whether the last line can be seen.
+    /// To be asked before the control handles a message: shows the lines that wait where the message needs
+    /// them. True when that was all the message was for.
+    bool OnMessage(UINT uMessage, WPARAM wParam);
+
+    /// Whether the last line that is shown can be seen.
     bool IsAtEnd() const;
-    void ScrollToEnd() const;
+    void ScrollToEnd();
 
   private:
     struct VIEW;
 
+    static constexpr ULONGLONG FLUSH_PERIOD = 50;   // milliseconds
+    static constexpr size_t MAX_WAITING = 1U << 16; // characters
+    static constexpr UINT_PTR TIMER_FLUSH = 1;
+
+    void Flush();
     VIEW TakeView() const;
     void RestoreView(const VIEW& view) const;
+    void ShowEnd() const;
     LONG DropOldest(VIEW& view);
-    void Insert(const std::wstring& line);
+    void Insert(const std::wstring& text);
     LRESULT Ask(UINT uMessage, WPARAM wParam = 0, LPARAM lParam = 0) const;
     LONG VisibleLines() const;
 
     HWND m_hEdit = nullptr;
     LONG m_nLineHeight = 1;
     size_t m_cchText = 0;
-    std::deque<size_t> m_lines; // characters of each line, its end included
+    std::deque<size_t> m_lines; // characters of each line, its end included; also of those that wait
+    std::wstring m_waiting;     // is not in the control yet
+    ULONGLONG m_ullFlushed = 0; // when lines were last shown
 };

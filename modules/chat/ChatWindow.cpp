@@ -492,6 +492,10 @@ LRESULT CALLBACK CChatWindow::ControlProc(HWND hControl, UINT uMessage, WPARAM w
                                           UINT_PTR uPart, DWORD_PTR pThis)
 {
     CChatWindow* const pWindow = reinterpret_cast<CChatWindow*>(pThis);
+    if (static_cast<ChatPart>(uPart) == ChatPart::History && pWindow->m_history.OnMessage(uMessage, wParam))
+    {
+        return 0;
+    }
     switch (uMessage)
     {
     case WM_KEYDOWN:
