@@ -1,4 +1,6 @@
 #include "Include/UtilLog.h"
+
+#include "Include/Handles.h"
 #include "tests/support/ImportHook.h"
 #include "tests/unit/LateBinding.h"
 #include "tests/unit/LogCapture.h"
@@ -59,9 +61,10 @@ DWORD WINAPI RecordFormat(DWORD dwFlags, const void*, DWORD, DWORD dwLanguage, w
 DWORD WINAPI AnswerTwoLines(DWORD, const void*, DWORD, DWORD, wchar_t* pszAnswer, DWORD, va_list*)
 {
     constexpr wchar_t szLines[] = L"one\r\ntwo\r\n";
-    void* const pCopy = LocalAlloc(LMEM_FIXED, sizeof(szLines));
-    std::memcpy(pCopy, szLines, sizeof(szLines));
-    // The place of the buffer holds the address of a pointer to it.
+    CLocalBlock hCopy(LocalAlloc(LMEM_FIXED, sizeof(szLines)));
+    std::memcpy(hCopy.get(), szLines, sizeof(szLines));
+    // The place of the buffer holds the address of a pointer to it, and the caller frees it.
+    void* const pCopy = hCopy.release();
     std::memcpy(pszAnswer, &pCopy, sizeof(pCopy));
     return static_cast<DWORD>(std::size(szLines) - 1);
 }
