@@ -14,7 +14,8 @@ void AgentTest::StartAgent()
 void AgentTest::StartAgent(const AgentStart& start)
 {
     m_agent = std::make_unique<AgentProcess>(m_folder, start);
-    ASSERT_TRUE(m_agent->IsStarted()) << "can't start " << m_folder.Program();
+    ASSERT_TRUE(m_agent->IsStarted())
+        << "can't start " << m_folder.Program() << ", error " << m_agent->StartError();
 }
 
 void AgentTest::StartAgent(const std::wstring& commandLine)

@@ -1,11 +1,13 @@
 #include "tests/support/AgentProcess.h"
 
+#include <cstdio>
 #include <vector>
 
 namespace
 {
 constexpr wchar_t TRAY_CLASS[] = L"Tessaran KDA Tray Icon Class";
 constexpr DWORD LOOK_AGAIN_MS = 20;
+constexpr int START_TRIES = 3;
 
 /// Windows compares the names of variables without regard to case.
 struct NameOrder
@@ -94,13 +96,26 @@ AgentProcess::AgentProcess(const AgentFolder& folder, const AgentStart& start)
     startup.cb = sizeof(startup);
     startup.lpDesktop = desktop.empty() ? nullptr : desktop.data();
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(folder.Program().c_str(), commandLine.data(), nullptr, nullptr, start.bInheritHandles,
-                        CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT, environment.data(),
-                        folder.Path().c_str(), &startup, &process))
+    // On a loaded machine the test system has refused one start in some thousands; the next one works.
+    for (int nTry = 0; !m_hProcess && nTry < START_TRIES; ++nTry)
+    {
+        if (CreateProcessW(folder.Program().c_str(), commandLine.data(), nullptr, nullptr,
+                           start.bInheritHandles, CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT,
+                           environment.data(), folder.Path().c_str(), &startup, &process))
+        {
+            m_hProcess.reset(process.hProcess);
+        }
+        else
+        {
+            m_dwStartError = GetLastError();
+            std::fprintf(stderr, "AgentProcess: %ls was not started, error %lu\n", commandLine.c_str(),
+                         m_dwStartError);
+        }
+    }
+    if (!m_hProcess)
     {
         return;
     }
-    m_hProcess.reset(process.hProcess);
     m_dwProcessId = process.dwProcessId;
     const CKernelHandle hThread(process.hThread);
     AssignProcessToJobObject(m_hJob.get(), process.hProcess);

@@ -28,6 +28,8 @@ class AgentProcess
     AgentProcess& operator=(const AgentProcess&) = delete;
 
     bool IsStarted() const { return static_cast<bool>(m_hProcess); }
+    /// Why the last try to start it failed; 0 if none did.
+    DWORD StartError() const { return m_dwStartError; }
     bool IsRunning() const;
     HANDLE Handle() const { return m_hProcess.get(); }
     DWORD Id() const { return m_dwProcessId; }
@@ -43,4 +45,5 @@ class AgentProcess
     CKernelHandle m_hJob;
     CKernelHandle m_hProcess;
     DWORD m_dwProcessId = 0;
+    DWORD m_dwStartError = 0;
 };
