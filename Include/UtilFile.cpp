@@ -23,21 +23,6 @@ static_assert(sizeof(WIN32_FIND_DATAW) == 592);
 static_assert(sizeof(SHELLEXECUTEINFOW) == 112);
 static_assert(sizeof(STARTUPINFOW) == 104);
 
-// The path of a file beside the executable, truncated to the buffer. False, with the last error, when the
-// folder isn't known: a bare file name would send the system searching elsewhere.
-bool GetPathBesideProgram(wchar_t (&szPath)[MAX_PATH], std::wstring_view fileName)
-{
-    wchar_t szDirectory[MAX_PATH] = {};
-    GetProgramDirectory(szDirectory, MAX_PATH);
-    std::wstring path(szDirectory);
-    if (path.empty())
-        return false;
-    if (path.back() != L'\\')
-        path += L'\\';
-    CopyText(szPath, path.append(fileName));
-    return true;
-}
-
 CKernelHandle OpenThisProcessToken()
 {
     CKernelHandle hProcess(OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, GetCurrentProcessId()));
@@ -170,6 +155,19 @@ void GetProgramDirectory(wchar_t* pszDirectory, size_t cchDirectory)
     const std::wstring_view directory = program.substr(0, program.rfind(L'\\') + 1);
     if (directory.size() < cchDirectory)
         CopyText(pszDirectory, cchDirectory, directory);
+}
+
+bool GetPathBesideProgram(wchar_t (&szPath)[MAX_PATH], std::wstring_view fileName)
+{
+    wchar_t szDirectory[MAX_PATH] = {};
+    GetProgramDirectory(szDirectory, MAX_PATH);
+    std::wstring path(szDirectory);
+    if (path.empty())
+        return false;
+    if (path.back() != L'\\')
+        path += L'\\';
+    CopyText(szPath, path.append(fileName));
+    return true;
 }
 
 HMODULE TKLoadSystemLibrary(const wchar_t* pszName, HANDLE hFile, DWORD dwFlags)

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <string_view>
 
 /// Whether a file or folder of that name (wildcards allowed) exists; pInfo gets what the system knows about
 /// it. Result: 1 when found, else 0. Any thread.
@@ -30,6 +31,10 @@ void GetAccountName(wchar_t* pszAccount, size_t cchAccount);
 /// The folder of the executable, with the backslash at its end, in a buffer of cchDirectory characters; on
 /// failure the buffer stays as it was. Any thread.
 void GetProgramDirectory(wchar_t* pszDirectory, size_t cchDirectory);
+
+/// The path of a file beside the executable, truncated to the buffer. Result: false, with the last error,
+/// when the folder isn't known: a bare file name would send the system searching elsewhere. Any thread.
+bool GetPathBesideProgram(wchar_t (&szPath)[MAX_PATH], std::wstring_view fileName);
 
 /// Loads a module by short name without ever looking into the current directory. Result: the module, which
 /// the caller frees, or null with the last error; null for a null name. Any thread.

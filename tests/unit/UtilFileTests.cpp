@@ -344,6 +344,18 @@ TEST_F(UtilFile, UnknownOrTooLongProgramDirectoryLeavesTheBufferAlone)
     EXPECT_STREQ(szDirectory, L"before");
 }
 
+TEST_F(UtilFile, PathBesideTheProgramIsFoundWhereTheFolderIsKnown)
+{
+    wchar_t szPath[MAX_PATH] = {};
+    EXPECT_TRUE(GetPathBesideProgram(szPath, L"a.exe"));
+    EXPECT_EQ(szPath, ProgramDirectory() + L"a.exe");
+    EXPECT_TRUE(GetPathBesideProgram(szPath, std::wstring(MAX_PATH, L'x')));
+    EXPECT_EQ(std::wstring(szPath).size(), MAX_PATH - 1) << "cut to the buffer";
+
+    const ImportHook hook("kernel32.dll", "GetModuleFileNameW", &FailModuleFileName);
+    EXPECT_FALSE(GetPathBesideProgram(szPath, L"a.exe"));
+}
+
 TEST_F(UtilFile, SystemModulesAreNeverTakenFromTheCurrentDirectory)
 {
     static DWORD s_dwFlags;
