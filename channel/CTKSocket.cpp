@@ -1,5 +1,7 @@
 #include "channel/CTKSocket.h"
 
+#include "channel/ResolverTable.h"
+
 #include <charconv>
 #include <new>
 
@@ -25,7 +27,7 @@ int CallResolver(const wchar_t* pszHost, const char* pszPort, const addrinfo& hi
 {
     char szHost[MAX_RESOLVER_HOST] = {};
     ToAnsi(pszHost, szHost, MAX_RESOLVER_HOST);
-    const int nError = getaddrinfo(pszHost != nullptr ? szHost : nullptr, pszPort, &hints, ppResult);
+    const int nError = ResolveAddresses(pszHost != nullptr ? szHost : nullptr, pszPort, &hints, ppResult);
     WSASetLastError(nError);
     return nError;
 }
@@ -48,7 +50,7 @@ CTKSocket::~CTKSocket()
     Close();
     if (m_pAddrInfo != nullptr)
     {
-        freeaddrinfo(m_pAddrInfo);
+        FreeAddresses(m_pAddrInfo);
     }
     if (m_bWinsockStarted != 0)
     {

@@ -38,7 +38,7 @@ class CTKSocket
     int Connect(const wchar_t* pszHost, unsigned int nPort, int nType, int nFamily);
 
     /// Resolves a host; only "localhost" gets further tries, since a broken hosts file must not cut the agent
-    /// off from its own machine. The caller frees *ppResult with freeaddrinfo. On failure the last error is
+    /// off from its own machine. The caller frees *ppResult with FreeAddresses. On failure the last error is
     /// the first try's.
     int Resolve(const wchar_t* pszHost, const char* pszPort, const addrinfo& hints, addrinfo** ppResult);
 

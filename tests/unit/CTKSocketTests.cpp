@@ -2,6 +2,7 @@
 
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/unit/ResolverSwap.h"
 
 #include <gtest/gtest.h>
 
@@ -21,8 +22,6 @@ constexpr unsigned int SHORT_TIMEOUT_MS = 100;
 // What the replaced system functions have seen and what they shall answer. A test begins with an empty one.
 struct SystemScript
 {
-    decltype(&getaddrinfo) pfnGetAddrInfo = nullptr;
-    decltype(&freeaddrinfo) pfnFreeAddrInfo = nullptr;
     decltype(&recv) pfnRecv = nullptr;
     decltype(&setsockopt) pfnSetSockOpt = nullptr;
 
@@ -48,13 +47,13 @@ int WSAAPI FakeGetAddrInfo(const char* pszNode, const char* pszService, const ad
     {
         return g_script.resolverErrors[uCall];
     }
-    return g_script.pfnGetAddrInfo("127.0.0.1", pszService, pHints, ppResult);
+    return ResolverSwap::TableGetAddrInfo()("127.0.0.1", pszService, pHints, ppResult);
 }
 
 void WSAAPI CountingFreeAddrInfo(addrinfo* pList)
 {
     ++g_script.nListsFreed;
-    g_script.pfnFreeAddrInfo(pList);
+    ResolverSwap::TableFreeAddrInfo()(pList);
 }
 
 int WSAAPI FailingRecv(SOCKET hSocket, char* p, int n, int nFlags)
@@ -113,12 +112,6 @@ class CTKSocketTest : public testing::Test
 class CTKSocketResolverTest : public CTKSocketTest
 {
   protected:
-    void SetUp() override
-    {
-        CTKSocketTest::SetUp();
-        g_script.pfnGetAddrInfo = m_hook.Original();
-    }
-
     // The result list must not outlive the test.
     int ResolveOnce(const wchar_t* pszHost, int nFamily)
     {
@@ -130,14 +123,14 @@ class CTKSocketResolverTest : public CTKSocketTest
         const DWORD dwError = GetLastError();
         if (nResult == 1)
         {
-            freeaddrinfo(pResult);
+            FreeAddresses(pResult);
         }
         SetLastError(dwError);
         return nResult;
     }
 
     CTKSocket m_socket;
-    ImportHook<decltype(getaddrinfo)> m_hook{"ws2_32.dll", "getaddrinfo", &FakeGetAddrInfo};
+    const ResolverSwap m_resolver{&FakeGetAddrInfo};
 };
 
 std::string OwnComputerName()
@@ -204,7 +197,7 @@ TEST_F(CTKSocketResolverTest, AnAnsiHostIsResolvedLikeAWideOne)
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* pResult = nullptr;
     ASSERT_EQ(m_socket.Resolve("localhost", "80", hints, &pResult), 1);
-    freeaddrinfo(pResult);
+    FreeAddresses(pResult);
     EXPECT_EQ(g_script.hosts, std::vector<std::string>{"localhost"});
 }
 
@@ -286,8 +279,7 @@ TEST_F(CTKSocketTest, WhenTheFirstAddressRefusesTheNextOneIsTriedOnANewSocket)
     const unsigned short nRefusing = UnusedPort();
     g_pTwoAddresses = std::make_unique<TwoAddresses>(nRefusing, listener.Port());
     g_connects.clear();
-    const ImportHook resolver("ws2_32.dll", "getaddrinfo", &AnswerTwoAddresses);
-    const ImportHook release("ws2_32.dll", "freeaddrinfo", &KeepAddresses);
+    const ResolverSwap resolver(&AnswerTwoAddresses, &KeepAddresses);
     const ImportHook connector("ws2_32.dll", "connect", &RecordingConnect);
     g_pfnConnect = connector.Original();
     const ImportHook maker("ws2_32.dll", "socket", &CountingSocket);
@@ -314,8 +306,7 @@ TEST_F(CTKSocketTest, AListThatRunsOutIsAFailure)
 
 TEST_F(CTKSocketTest, TheListOfAnEarlierConnectIsNotFreed)
 {
-    const ImportHook release("ws2_32.dll", "freeaddrinfo", &CountingFreeAddrInfo);
-    g_script.pfnFreeAddrInfo = release.Original();
+    const ResolverSwap resolver(nullptr, &CountingFreeAddrInfo);
     {
         CTKSocket socket;
         socket.Connect(L"localhost", UnusedPort(), SOCK_STREAM, AF_UNSPEC);

@@ -10,6 +10,7 @@
 #include "tests/unit/LateBinding.h"
 #include "tests/unit/LogCapture.h"
 #include "tests/unit/RegistrySandbox.h"
+#include "tests/unit/ResolverSwap.h"
 
 #include <gtest/gtest.h>
 
@@ -36,7 +37,6 @@ struct SYSTEM_CALLS
     decltype(&CreateEventW) pfnCreateEvent = nullptr;
     decltype(&CreateWindowExW) pfnCreateWindow = nullptr;
     decltype(&setsockopt) pfnSetSockOpt = nullptr;
-    decltype(&getaddrinfo) pfnGetAddrInfo = nullptr;
 };
 SYSTEM_CALLS g_calls;
 
@@ -99,7 +99,7 @@ int WSAAPI ResolveToIPv6(const char* pszNode, const char* pszService, const addr
 {
     EXPECT_STREQ(pszNode, "localhost");
     EXPECT_EQ(pHints->ai_family, AF_INET6);
-    return g_calls.pfnGetAddrInfo("::1", pszService, pHints, ppResult);
+    return ResolverSwap::TableGetAddrInfo()("::1", pszService, pHints, ppResult);
 }
 
 HWND WINAPI CountWindow(DWORD dwExStyle, LPCWSTR pszClass, LPCWSTR pszTitle, DWORD dwStyle, int nX, int nY,
@@ -300,8 +300,7 @@ TEST_F(OneShotRunTest, AOneTimeLineMustHaveItsPortFirst)
 
 TEST_F(OneShotRunTest, ThePromptSpeaksIPv6WhereTheLineSaysSo)
 {
-    const ImportHook resolver("ws2_32.dll", "getaddrinfo", &ResolveToIPv6);
-    g_calls.pfnGetAddrInfo = resolver.Original();
+    const ResolverSwap resolver(&ResolveToIPv6);
     MSG_PERMISSION_PROMPT question = {};
     question.dwType = MSG_TYPE_PERMISSION_PROMPT;
     CStandInService service;
