@@ -11,3 +11,7 @@
 /// A text of the language module, of at most cchText characters, terminator included; empty when there is
 /// none. Any thread.
 std::wstring LoadResourceText(UINT uString, size_t cchText);
+
+/// Takes the language that is stored in g_ProfileReg: g_hResourceModule is then its module, or the program
+/// itself when none can be loaded. One thread at a time, while any may read texts.
+void ReloadLanguageModule();

@@ -57,6 +57,17 @@ bool CanOpenLocalService(SC_HANDLE hManager)
         ReportServiceFailure(L"Unable to query service (OpenService).");
     return static_cast<bool>(hService);
 }
+
+// The last error tells what came of it.
+void TryToStartLocalService()
+{
+    const CServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+    if (!hManager)
+        return;
+    const CServiceHandle hService(OpenServiceW(hManager.get(), SERVICE_NAME, SERVICE_START));
+    if (hService)
+        StartServiceW(hService.get(), 0, nullptr);
+}
 } // namespace
 
 bool IsServiceInstalled()
@@ -97,6 +108,15 @@ bool IsServiceRunning()
     const bool bRunning = status.dwCurrentState == SERVICE_RUNNING;
     TK_LOG_INFO(g_pLogger, L"IsServiceRunning = " << bRunning);
     return bRunning;
+}
+
+DWORD StartLocalTkkdaService()
+{
+    TK_LOG_INFO(g_pLogger, L"StartLocalTkkdaService");
+    SetLastError(ERROR_SUCCESS); // a success leaves what it found
+    TryToStartLocalService();
+    TK_LOG_INFO(g_pLogger, L"StartLocalTkkdaService exit");
+    return GetLastError();
 }
 
 void ReportConnectFailure(DWORD dwConnectError)

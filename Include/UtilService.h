@@ -11,6 +11,10 @@ bool IsServiceInstalled();
 /// such service. Any thread.
 bool IsServiceRunning();
 
+/// Starts the local service and doesn't wait for it. Result: 0, or the error that kept it from starting,
+/// which is also the last error. Any thread.
+DWORD StartLocalTkkdaService();
+
 /// Tells the administrator, in the user's language, why the service can't be reached: it isn't installed, it
 /// doesn't run, or it refused with dwConnectError. Reader thread.
 void ReportConnectFailure(DWORD dwConnectError);

@@ -2,7 +2,7 @@
 
 #include "Include/BoundedText.h"
 #include "Include/LangUI.h"
-#include "Include/Product.h"
+#include "Include/UtilResource.h"
 #include "channel/CTKSocket.h"
 #include "channel/TrayMessages.h"
 #include "startup/TKDAST.h"
@@ -42,16 +42,13 @@ void ApplyDesktopEffects(CHANNEL_CONTEXT& context, DWORD dwEffects)
     }
 }
 
-// The module in use before stays loaded: other threads may be reading from it.
 void ReloadLanguage(const CTaskBarWindow& window)
 {
     if (window.m_Settings.dwExitLock2 == 0)
     {
         g_ProfileReg.SetRootKey(HKEY_CURRENT_USER);
     }
-    CreateLanguageStorage(&g_ProfileReg);
-    const HMODULE hModule = LoadLanguageModule(LANGUAGE_MODULE);
-    g_hResourceModule = hModule != nullptr ? hModule : g_hInstance;
+    ReloadLanguageModule();
 }
 } // namespace
 

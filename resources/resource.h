@@ -116,6 +116,7 @@
 
 // Strings.
 #define IDS_ABOUT_VERSION 6           // About: the version, and ", 64 bit"; the copyright follows
+#define IDS_ASK_SETTINGS_NOT_STORED 7 // question before settings open that this user may not store
 #define IDS_JOIN_TEXT_EMPTY 8         // Join: there is no invitation
 #define IDS_NOTIFY_ALWAYS_ANNOUNCED 9 // popup, last line: every connection of this kind is announced
 #define IDS_JOIN_HELP_ADDRESS 10      // where the link of Join leads to

@@ -11,7 +11,13 @@
 
 constexpr wchar_t PERMISSION_SWITCH[] = L"-Permission";
 constexpr wchar_t INVITATION_SWITCH[] = L"-Invitation"; // the same prompt by another name
+constexpr wchar_t SETTINGS_AS_APPLICATION_SWITCH[] = L"-SettingsAsApplication";
+constexpr wchar_t SETTINGS_SWITCH[] = L"-Settings";
 constexpr wchar_t VALIDATE_CERT_SWITCH[] = L"-ValidateCert";
+constexpr wchar_t CONSOLE_LOCK_SWITCH[] = L"-ConsoleLock";
+constexpr wchar_t LOGOFF_SWITCH[] = L"-Logoff";
+constexpr wchar_t LOGOFF_FORCE_SWITCH[] = L"-LogoffForce";
+constexpr wchar_t LOCK_WORKSTATION_SWITCH[] = L"-LockWorkstation";
 
 /// The text between the line's first blank and the next one. Empty when the line holds no blank.
 std::optional<std::wstring_view> FindFirstParameter(std::wstring_view line);

@@ -7,6 +7,8 @@
 #include "Include/TKLogging.h"
 #include "Include/UtilFile.h"
 #include "Include/UtilRegistry.h"
+#include "Include/UtilScreenSaver.h"
+#include "Include/UtilVersion.h"
 #include "Include/UtilWTS.h"
 #include "channel/TrayMessages.h"
 #include "startup/CommandLine.h"
@@ -47,8 +49,17 @@ constexpr wchar_t DESKTOP_INSTANCE_NAME[] =
 constexpr DWORD OWN_DESKTOP_NAME_BYTES = 260; // half of g_szDesktopName: a longer name counts as unreadable
 constexpr size_t MAX_INSTANCE_NAME = 260;     // characters
 constexpr DWORD INSTANCE_MAPPING_SIZE = 4;
-constexpr DWORD TEAR_DOWN_PAUSE = 500;   // milliseconds
-constexpr DWORD MAX_OWN_USER_NAME = 240; // characters
+constexpr DWORD TEAR_DOWN_PAUSE = 500;    // milliseconds
+constexpr DWORD MAX_OWN_USER_NAME = 240;  // characters
+constexpr DWORD SCREEN_SAVER_PAUSE = 500; // milliseconds
+
+// Where the name of another application's input desktop is kept, in the root of the current drive.
+constexpr wchar_t DESKTOP_DATA_FILE[] = L"\\tkdas\\TKDAST.data";
+constexpr wchar_t DESKTOP_DATA_ENTRY[] = L"Desktop"; // section and key
+
+// For the runs that act on the desktop with the user's input: taken at start-up, before it can change, and
+// open to the end of the process, as a thread may have moved there.
+CDesktop g_hInputDesktop;
 
 void ReadLoggingConfiguration()
 {
@@ -137,18 +148,71 @@ void TearDown(std::unique_ptr<CTaskBarWindow> pWindow)
     g_hQuitEvent.reset();
 }
 
+enum class INPUT_DESKTOP
+{
+    OutOfReach, // the system's own, or one that can't be looked at
+    ScreenSaver,
+    Own, // where the agent started
+    Foreign,
+};
+
+// szName gets the name where there is one.
+INPUT_DESKTOP JudgeInputDesktop(wchar_t (&szName)[MAX_DESKTOP_NAME])
+{
+    if (!ReadInputDesktopName(szName) || lstrcmpiW(szName, SECURE_DESKTOP_NAME) == 0)
+    {
+        return INPUT_DESKTOP::OutOfReach;
+    }
+    if (lstrcmpiW(szName, SCREEN_SAVER_DESKTOP_NAME) == 0)
+    {
+        return INPUT_DESKTOP::ScreenSaver;
+    }
+    return lstrcmpiW(szName, g_szDesktopName) == 0 ? INPUT_DESKTOP::Own : INPUT_DESKTOP::Foreign;
+}
+
 bool IsPersonReachable()
 {
-    wchar_t szInputDesktop[MAX_DESKTOP_NAME] = {};
-    if (!ReadInputDesktopName(szInputDesktop) || lstrcmpiW(szInputDesktop, SECURE_DESKTOP_NAME) == 0)
+    wchar_t szName[MAX_DESKTOP_NAME] = {};
+    const INPUT_DESKTOP desktop = JudgeInputDesktop(szName);
+    if (desktop == INPUT_DESKTOP::OutOfReach || desktop == INPUT_DESKTOP::ScreenSaver)
     {
-        return false;
+        return desktop == INPUT_DESKTOP::ScreenSaver;
     }
-    if (lstrcmpiW(szInputDesktop, SCREEN_SAVER_DESKTOP_NAME) == 0)
+    return IsSessionActive() && desktop == INPUT_DESKTOP::Own;
+}
+
+// False when a screen saver runs on.
+bool EndScreenSaver()
+{
+    if (!IsScreenSaverRunning())
     {
         return true;
     }
-    return IsSessionActive() && lstrcmpiW(szInputDesktop, g_szDesktopName) == 0;
+    KillScreenSaver();
+    PauseThread(SCREEN_SAVER_PAUSE);
+    return !IsScreenSaverRunning();
+}
+
+// Only Windows 10 and later can tell of a lock behind an unlocked desktop.
+bool IsSessionReachable()
+{
+    return IsWindows10OrGreater() ? !IsSessionLockedWindows10() : IsSessionActive();
+}
+
+bool IsPersonReachableFromInputDesktop()
+{
+    wchar_t szName[MAX_DESKTOP_NAME] = {};
+    const INPUT_DESKTOP desktop = JudgeInputDesktop(szName);
+    if (desktop == INPUT_DESKTOP::OutOfReach || desktop == INPUT_DESKTOP::ScreenSaver)
+    {
+        return desktop == INPUT_DESKTOP::ScreenSaver;
+    }
+    if (desktop == INPUT_DESKTOP::Foreign)
+    {
+        g_dwDesktopState = DESKTOP_STATE_LOCKED;
+        WritePrivateProfileStringW(DESKTOP_DATA_ENTRY, DESKTOP_DATA_ENTRY, szName, DESKTOP_DATA_FILE);
+    }
+    return IsSessionReachable();
 }
 
 int RunNormally(unsigned int uiPort)
@@ -190,8 +254,7 @@ int RunTrayAgent(HINSTANCE hInstance, const wchar_t* pszCommandLine)
     TK_LOG_INFO(g_pLogger, L"lpCmdLine=" << pszCommandLine);
     const INITCOMMONCONTROLSEX controls = {sizeof(controls), ICC_WIN95_CLASSES | ICC_LINK_CLASS};
     InitCommonControlsEx(&controls);
-    // For the runs that act on the desktop with the user's input: taken now, before it can change.
-    CDesktop hInputDesktop(OpenInputDesktop(0, FALSE, DESKTOP_READOBJECTS));
+    g_hInputDesktop.reset(OpenInputDesktop(0, FALSE, DESKTOP_READOBJECTS));
     ReadOwnDesktopName();
     ReadUserName();
     g_hResourceModule = LoadLanguageModule(LANGUAGE_MODULE);
@@ -208,7 +271,7 @@ int RunTrayAgent(HINSTANCE hInstance, const wchar_t* pszCommandLine)
     TK_LOG_INFO(g_pLogger, L"SessionID is " << g_dwSessionId);
     if (const ONE_SHOT_RUN* const pRun = FindOneShotRun(pszCommandLine))
     {
-        return pRun->pfnRun(ONE_SHOT_CONTEXT{pszCommandLine, hInputDesktop});
+        return pRun->pfnRun(ONE_SHOT_CONTEXT{pszCommandLine, g_hInputDesktop});
     }
     return RunNormally(uiPort);
 }
@@ -236,4 +299,14 @@ int CheckDesktopState()
     const bool bReachable = IsPersonReachable();
     g_dwDesktopState = bReachable ? DESKTOP_STATE_UNLOCKED : DESKTOP_STATE_LOCKED;
     return bReachable ? DESKTOP_REACHABLE : DESKTOP_NOT_REACHABLE;
+}
+
+int CheckDesktopStateCommandLine()
+{
+    const TKLogBlock block(L"CheckDesktopStateCommandLine", g_pLogger);
+    if (!EndScreenSaver())
+    {
+        return DESKTOP_SCREEN_SAVER_STAYS;
+    }
+    return IsPersonReachableFromInputDesktop() ? DESKTOP_REACHABLE : DESKTOP_NOT_REACHABLE;
 }

@@ -68,11 +68,12 @@ enum AGENT_EXIT_CODE : int
     EXIT_NOT_TRUSTED = 1,
 };
 
-// Answers of CheckDesktopState.
+// Answers of CheckDesktopState and CheckDesktopStateCommandLine.
 enum DESKTOP_ANSWER : int
 {
     DESKTOP_REACHABLE = -44,
     DESKTOP_NOT_REACHABLE = -50,
+    DESKTOP_SCREEN_SAVER_STAYS = -64, // of the latter alone
 };
 
 /// The whole life of the process: start-up, then the one-shot run that the command line asks for, or the
@@ -86,3 +87,9 @@ int CheckInstance();
 /// Whether a person at this desktop can be reached: a DESKTOP_ANSWER, and g_dwDesktopState says the same. May
 /// take a second. Any thread.
 int CheckDesktopState();
+
+/// The same question of a run that is on the input desktop already and ends with the answer, a
+/// DESKTOP_ANSWER: a running screen saver is closed first, and the desktop of another application can be
+/// reached like the agent's own; the name of that one is written down for others, and g_dwDesktopState says
+/// locked. May take two seconds. Main thread.
+int CheckDesktopStateCommandLine();

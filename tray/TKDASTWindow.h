@@ -242,6 +242,7 @@ class CTaskBarWindow
     void OnExit();
     void OnAbout();
     void OnConnectToClient();
+    void OnSettings() const;
     void OnCreateInvitation();
     void OnJoinSession();
     INT_PTR RunDialog(UINT uTemplate, DLGPROC pfnDialog, void* pParameter) const;

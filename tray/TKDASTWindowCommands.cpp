@@ -4,6 +4,7 @@
 #include "Include/Pause.h"
 #include "Include/TKLogging.h"
 #include "Include/UtilResource.h"
+#include "Include/UtilSettings.h"
 #include "Include/UtilTimedMessageBox.h"
 #include "TKDAS/SimultanousSessionMutex.h"
 #include "dialogs/AboutDialog.h"
@@ -73,7 +74,6 @@ void CTaskBarWindow::ShowTrayMenu()
     m_hTrayMenu.reset();
 }
 
-// The dialog of Settings is not there: its command does nothing.
 void CTaskBarWindow::OnCommand(UINT uCommand)
 {
     const auto language =
@@ -100,6 +100,9 @@ void CTaskBarWindow::OnCommand(UINT uCommand)
         break;
     case ID_TRAY_ABOUT:
         OnAbout();
+        break;
+    case ID_TRAY_SETTINGS:
+        OnSettings();
         break;
     case ID_TRAY_CREATE_INVITATION:
         OnCreateInvitation();
@@ -194,6 +197,15 @@ void CTaskBarWindow::OnConnectToClient()
         RequestReverseConnection(record);
     }
     SecureZeroMemory(record.szProxySecret, sizeof(record.szProxySecret));
+}
+
+// A window that nobody sees can't own what asks for consent.
+void CTaskBarWindow::OnSettings() const
+{
+    const HWND hForeground = GetForegroundWindow();
+    const HWND hOwner = hForeground == nullptr || IsIconic(hForeground) ? m_hWnd : hForeground;
+    const bool bElevate = m_Settings.dwExitLock2 != 0 || m_Settings.dwExitLock1 != 0;
+    ExecuteSettingsDialog(hOwner, bElevate ? 1 : 0);
 }
 
 // The menu works while the dialog is up, and there is one dialog at a time.

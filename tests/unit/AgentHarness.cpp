@@ -214,6 +214,27 @@ BOOL WINAPI AgentHarness::PlayParameters(UINT uAction, UINT uParam, PVOID pvPara
     return TRUE;
 }
 
+HINSTANCE WINAPI AgentHarness::RecordStart(HWND hOwner, LPCWSTR pszVerb, LPCWSTR pszFile,
+                                           LPCWSTR pszParameters, LPCWSTR, INT)
+{
+    SHELLEXECUTEINFOW info = {};
+    info.hwnd = hOwner;
+    info.lpVerb = pszVerb;
+    info.lpFile = pszFile;
+    info.lpParameters = pszParameters;
+    RecordStartEx(&info);
+    constexpr INT_PTR STARTED = 42;
+    return reinterpret_cast<HINSTANCE>(STARTED);
+}
+
+BOOL WINAPI AgentHarness::RecordStartEx(SHELLEXECUTEINFOW* pInfo)
+{
+    const std::wstring call = std::wstring(L"start ") + pInfo->lpVerb + L' ' + pInfo->lpParameters;
+    s_pThis->m_hStartOwner = pInfo->hwnd;
+    s_pThis->m_trace.Add(std::string(call.begin(), call.end()));
+    return TRUE;
+}
+
 HWND WINAPI AgentHarness::PlayFindWindow(LPCWSTR, LPCWSTR)
 {
     return s_pThis->m_bShellIsUp ? GetDesktopWindow() : nullptr;

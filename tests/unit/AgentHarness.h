@@ -39,10 +39,11 @@ class SystemTrace
 };
 
 /// The agent's window on a thread with a message loop, its reader thread, and the test as the service. Timers
-/// are recorded and never fire by themselves; the shell takes every icon; desktop parameters are made up.
+/// are recorded and never fire by themselves; the shell takes every icon and starts no program; desktop
+/// parameters are made up.
 ///
 /// The trace says "timer 1002 2000", "kill 1002", "message 1026 0", "icon 0 …" (NIM_*, see Icons), "set 20
-/// …".
+/// …", "start runas -Settings".
 class AgentHarness : public testing::Test
 {
   protected:
@@ -93,6 +94,7 @@ class AgentHarness : public testing::Test
     std::wstring m_wallpaper = L"C:\\user.bmp"; // in force
     bool m_bParametersCanBeSet = true;
     std::vector<NOTIFYICONDATAW> m_icons; // of each call of the shell; read it when the agent is settled
+    HWND m_hStartOwner = nullptr;         // of the program that was to start last
 
     LoopbackConnection m_service;
 
@@ -102,6 +104,9 @@ class AgentHarness : public testing::Test
     static BOOL WINAPI RecordKillTimer(HWND hWnd, UINT_PTR uTimer);
     static BOOL WINAPI RecordIcon(DWORD dwMessage, PNOTIFYICONDATAW pData);
     static BOOL WINAPI PlayParameters(UINT uAction, UINT uParam, PVOID pvParam, UINT uFlags);
+    static HINSTANCE WINAPI RecordStart(HWND hOwner, LPCWSTR pszVerb, LPCWSTR pszFile, LPCWSTR pszParameters,
+                                        LPCWSTR pszDirectory, INT nShow);
+    static BOOL WINAPI RecordStartEx(SHELLEXECUTEINFOW* pInfo);
     static HWND WINAPI PlayFindWindow(LPCWSTR pszClass, LPCWSTR pszTitle);
     static LRESULT CALLBACK RecordMessage(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 
@@ -114,5 +119,7 @@ class AgentHarness : public testing::Test
     ImportHook<decltype(Shell_NotifyIconW)> m_icon{"shell32.dll", "Shell_NotifyIconW", &RecordIcon};
     ImportHook<decltype(SystemParametersInfoW)> m_parameters{"user32.dll", "SystemParametersInfoW",
                                                              &PlayParameters};
+    ImportHook<decltype(ShellExecuteW)> m_start{"shell32.dll", "ShellExecuteW", &RecordStart};
+    ImportHook<decltype(ShellExecuteExW)> m_startEx{"shell32.dll", "ShellExecuteExW", &RecordStartEx};
     ImportHook<decltype(FindWindowW)> m_findWindow{"user32.dll", "FindWindowW", &PlayFindWindow};
 };

@@ -490,6 +490,15 @@ TEST_P(LanguageModule, HoldsEveryTextTheAgentAsksFor)
     }
 }
 
+TEST_P(LanguageModule, AsksInFullWhetherSettingsOpenThatMayNotBeStored)
+{
+    constexpr int ROOM_FOR_QUESTION = 260; // characters, terminator included
+    wchar_t szText[ROOM_FOR_QUESTION] = {};
+    EXPECT_GT(LoadStringW(m_module.get(), IDS_ASK_SETTINGS_NOT_STORED, szText, ROOM_FOR_QUESTION), 0);
+    EXPECT_EQ(ReadModule(m_module.get()).strings[7], szText);
+    EXPECT_EQ(szText[wcslen(szText) - 1], L'?');
+}
+
 TEST_P(LanguageModule, GivesTheFilledInTextsOfThePermissionPromptRoomToSpare)
 {
     const CWindow hDialog = MakeDialog(m_module.get(), MAKEINTRESOURCEW(IDD_PERMISSION));

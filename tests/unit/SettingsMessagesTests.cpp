@@ -158,9 +158,11 @@ TEST_F(SettingsMessagesTest, TheSettingsDialogOpensAfterHalfASecond)
     Send(MSG_TRAYICON_SETTINGS_DIALOG{MSG_TYPE_TRAYICON_SETTINGS_DIALOG, {1, 2, 3}});
     Settle();
     EXPECT_EQ(m_trace.Calls("timer"), Calls{"timer 1010 500"});
+    EXPECT_TRUE(m_trace.Calls("start").empty());
     Fire(TIMER_SETTINGS_DIALOG);
     EXPECT_EQ(m_trace.Calls("kill"), Calls{"kill 1010"});
     EXPECT_EQ(m_trace.Calls("message 273"), Calls{"message 273 40008"});
+    EXPECT_EQ(m_trace.Calls("start"), Calls{"start open -SettingsAsApplication"});
 }
 
 TEST_F(SettingsMessagesTest, ExitRestoresTheDesktopAndEndsInOrder)

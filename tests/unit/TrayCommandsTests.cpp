@@ -85,7 +85,70 @@ class TrayCommandTest : public AgentHarness
 };
 
 constexpr int NO_ANSWER = 0; // what a box answers that its timer has ended
+
+HWND g_hForeground;
+
+HWND WINAPI PlayForeground()
+{
+    return g_hForeground;
+}
+
+class SettingsCommandTest : public TrayCommandTest
+{
+  protected:
+    void SetUp() override
+    {
+        TrayCommandTest::SetUp();
+        g_hForeground = nullptr;
+    }
+
+    /// What the command starts under these settings.
+    std::vector<std::string> StartsWith(DWORD dwExitLock1, DWORD dwExitLock2)
+    {
+        m_trace.Forget();
+        m_hStartOwner = nullptr;
+        Window().m_Settings.dwExitLock1 = dwExitLock1;
+        Window().m_Settings.dwExitLock2 = dwExitLock2;
+        Choose(ID_TRAY_SETTINGS);
+        return m_trace.Calls("start");
+    }
+
+    const ImportHook<decltype(GetForegroundWindow)> m_foreground{"user32.dll", "GetForegroundWindow",
+                                                                 &PlayForeground};
+};
 } // namespace
+
+TEST_F(SettingsCommandTest, EitherLockNeedsAnAdministrator)
+{
+    const std::vector<std::string> elevated = {"start runas -Settings"};
+    EXPECT_EQ(StartsWith(0, 0), std::vector<std::string>{"start open -SettingsAsApplication"});
+    EXPECT_EQ(StartsWith(1, 0), elevated);
+    EXPECT_EQ(StartsWith(0, 1), elevated);
+    EXPECT_EQ(StartsWith(0x80000000, 0x80000000), elevated);
+    ExpectSilence();
+}
+
+TEST_F(SettingsCommandTest, TheWindowInFrontOwnsWhatIsAskedUnlessItIsMinimised)
+{
+    StartsWith(0, 0);
+    EXPECT_EQ(m_hStartOwner, Window().m_hWnd) << "there is none in front";
+    OnWindowThread([] {
+        g_hForeground = CreateWindowExW(WS_EX_NOACTIVATE, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr,
+                                        nullptr, nullptr, nullptr);
+    });
+    for (const DWORD dwLock : {0U, 1U})
+    {
+        StartsWith(dwLock, 0);
+        EXPECT_EQ(m_hStartOwner, g_hForeground);
+    }
+    OnWindowThread([] { SetWindowLongPtrW(g_hForeground, GWL_STYLE, WS_POPUP | WS_MINIMIZE); });
+    for (const DWORD dwLock : {0U, 1U})
+    {
+        StartsWith(dwLock, 0);
+        EXPECT_EQ(m_hStartOwner, Window().m_hWnd);
+    }
+    OnWindowThread([] { DestroyWindow(g_hForeground); });
+}
 
 TEST_F(TrayCommandTest, EachLanguageIsSentWithTheDesktopAndKept)
 {

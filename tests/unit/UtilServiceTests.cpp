@@ -1,5 +1,9 @@
 #include "Include/UtilService.h"
+
+#include "Include/Handles.h"
+#include "Include/Product.h"
 #include "startup/TKDAST.h"
+#include "tests/support/AgentFolder.h"
 #include "tests/support/ImportHook.h"
 #include "tests/unit/LogCapture.h"
 
@@ -27,7 +31,9 @@ struct ManagerScript
     DWORD dwQueryError = 0;
     DWORD dwState = SERVICE_RUNNING;
     DWORD dwLastErrorAfterQuery = 0;
+    DWORD dwStartError = 0;
 
+    int nStarts = 0;
     DWORD dwManagerAccess = 0;
     std::vector<DWORD> accesses;
     std::vector<std::wstring> names;
@@ -61,6 +67,17 @@ BOOL WINAPI FakeQueryStatus(SC_HANDLE, SERVICE_STATUS* pStatus)
     SetLastError(g_script.dwQueryError != 0 ? g_script.dwQueryError : g_script.dwLastErrorAfterQuery);
     pStatus->dwCurrentState = g_script.dwState;
     return g_script.dwQueryError == 0;
+}
+
+BOOL WINAPI FakeStart(SC_HANDLE hService, DWORD nArguments, const wchar_t** ppszArguments)
+{
+    EXPECT_EQ(hService, FAKE_SERVICE);
+    EXPECT_EQ(nArguments, 0u);
+    EXPECT_EQ(ppszArguments, nullptr);
+    ++g_script.nStarts;
+    if (g_script.dwStartError != 0)
+        SetLastError(g_script.dwStartError);
+    return g_script.dwStartError == 0;
 }
 
 BOOL WINAPI FakeCloseService(SC_HANDLE h)
@@ -99,6 +116,7 @@ class UtilService : public testing::Test
     ImportHook<decltype(FakeOpenManager)> m_manager{"advapi32.dll", "OpenSCManagerW", &FakeOpenManager};
     ImportHook<decltype(FakeOpenService)> m_open{"advapi32.dll", "OpenServiceW", &FakeOpenService};
     ImportHook<decltype(FakeQueryStatus)> m_query{"advapi32.dll", "QueryServiceStatus", &FakeQueryStatus};
+    ImportHook<decltype(FakeStart)> m_start{"advapi32.dll", "StartServiceW", &FakeStart};
     ImportHook<decltype(FakeCloseService)> m_close{"advapi32.dll", "CloseServiceHandle", &FakeCloseService};
     ImportHook<decltype(FakeReport)> m_report{"advapi32.dll", "ReportEventW", &FakeReport};
     ImportHook<decltype(FakeLoadString)> m_loadString{"user32.dll", "LoadStringW", &FakeLoadString};
@@ -251,8 +269,155 @@ TEST_F(UtilService, ConnectFailureTextStaysWithinItsBuffers)
     EXPECT_EQ(g_script.events.at(0).size(), 1299u);
 }
 
-TEST(UtilServiceOnThisMachine, ServiceThatIsNotThereIsToldAsSuch)
+TEST_F(UtilService, StartedServiceIsNoErrorWhateverFailedBefore)
 {
+    SetLastError(4711);
+    EXPECT_EQ(StartLocalTkkdaService(), 0u);
+    EXPECT_EQ(g_script.dwManagerAccess, static_cast<DWORD>(SC_MANAGER_ALL_ACCESS));
+    EXPECT_THAT(g_script.names, ElementsAre(L"tkkdas"));
+    EXPECT_THAT(g_script.accesses, ElementsAre(16u));
+    EXPECT_EQ(g_script.nStarts, 1);
+    EXPECT_THAT(g_script.closed, ElementsAre(FAKE_SERVICE, FAKE_MANAGER));
+    EXPECT_THAT(m_log.Texts(),
+                ElementsAre("INFO StartLocalTkkdaService", "INFO StartLocalTkkdaService exit"));
+}
+
+TEST_F(UtilService, EachStepThatKeepsTheServiceFromStartingAnswersItsError)
+{
+    g_script.dwStartError = 1056;
+    EXPECT_EQ(StartLocalTkkdaService(), 1056u);
+    EXPECT_EQ(GetLastError(), 1056u);
+    g_script.openErrors = {1060};
+    EXPECT_EQ(StartLocalTkkdaService(), 1060u);
+    g_script.dwManagerError = 5;
+    EXPECT_EQ(StartLocalTkkdaService(), 5u);
+    EXPECT_EQ(g_script.nStarts, 1) << "only the first came that far";
+    EXPECT_THAT(g_script.closed, ElementsAre(FAKE_SERVICE, FAKE_MANAGER, FAKE_MANAGER));
+    EXPECT_THAT(g_script.events, IsEmpty());
+    EXPECT_THAT(m_log.Lines(), testing::SizeIs(6));
+}
+
+namespace
+{
+/// The local service in the real service manager, as long as the object lives. Its program does nothing.
+class InstalledService
+{
+  public:
+    InstalledService()
+        : m_hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
+          m_hService(CreateServiceW(m_hManager.get(), SERVICE_NAME, SERVICE_NAME, SERVICE_ALL_ACCESS,
+                                    SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_IGNORE,
+                                    Program().c_str(), nullptr, nullptr, nullptr, nullptr, nullptr))
+    {
+    }
+    ~InstalledService()
+    {
+        Stop();
+        DeleteService(m_hService.get());
+    }
+    InstalledService(const InstalledService&) = delete;
+    InstalledService& operator=(const InstalledService&) = delete;
+
+    explicit operator bool() const { return static_cast<bool>(m_hService); }
+
+    bool WaitForState(DWORD dwState) const
+    {
+        constexpr ULONGLONG PATIENCE_MS = 20000;
+        constexpr DWORD LOOK_AGAIN_MS = 20;
+        SERVICE_STATUS status = {};
+        for (const ULONGLONG qwEnd = GetTickCount64() + PATIENCE_MS;
+             QueryServiceStatus(m_hService.get(), &status) && status.dwCurrentState != dwState &&
+             GetTickCount64() < qwEnd;)
+        {
+            Sleep(LOOK_AGAIN_MS);
+        }
+        return status.dwCurrentState == dwState;
+    }
+    bool Stop() const
+    {
+        SERVICE_STATUS status = {};
+        ControlService(m_hService.get(), SERVICE_CONTROL_STOP, &status);
+        return WaitForState(SERVICE_STOPPED);
+    }
+
+  private:
+    static std::wstring Program()
+    {
+        return L'"' + (TestProgramFolder() / L"testmodules" / L"service_probe.exe").wstring() + L'"';
+    }
+
+    CServiceHandle m_hManager;
+    CServiceHandle m_hService;
+};
+
+std::vector<std::wstring> g_texts; // of the event log
+
+BOOL WINAPI KeepText(HANDLE, WORD, WORD, DWORD, PSID, WORD, DWORD, const wchar_t** ppszStrings, void*)
+{
+    g_texts.emplace_back(ppszStrings[0]);
+    return TRUE;
+}
+
+/// What the administrator reads when the service is out of reach now.
+std::wstring FailureText()
+{
+    g_texts.clear();
+    const ImportHook report("advapi32.dll", "ReportEventW", &KeepText);
+    ReportConnectFailure(WSAECONNREFUSED);
+    return g_texts.size() == 1 ? g_texts[0] : L"";
+}
+
+class UtilServiceOnThisMachine : public testing::Test
+{
+  protected:
+    void SetUp() override { g_hResourceModule = m_hResources.get(); }
+    void TearDown() override { g_hResourceModule = g_hInstance; }
+
+    const CModule m_hResources{LoadLibraryExW((StageFolder() / L"TKDASTRES.dll").c_str(), nullptr,
+                                              LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE)};
+};
+} // namespace
+
+TEST_F(UtilServiceOnThisMachine, ServiceThatIsNotThereIsToldAsSuch)
+{
+    EXPECT_FALSE(IsServiceInstalled());
+    EXPECT_FALSE(IsServiceRunning());
+    EXPECT_EQ(GetLastError(), 1060u);
+    EXPECT_EQ(StartLocalTkkdaService(), 1060u);
+}
+
+TEST_F(UtilServiceOnThisMachine, EachStateOfTheServiceIsToldAndReportedInItsOwnWords)
+{
+    const std::wstring missing = FailureText();
+    const InstalledService service;
+    ASSERT_TRUE(service);
+    EXPECT_TRUE(IsServiceInstalled());
+    EXPECT_FALSE(IsServiceRunning());
+    EXPECT_EQ(GetLastError(), 0u);
+    const std::wstring stopped = FailureText();
+
+    EXPECT_EQ(StartLocalTkkdaService(), 0u);
+    ASSERT_TRUE(service.WaitForState(SERVICE_RUNNING));
+    EXPECT_TRUE(IsServiceInstalled());
+    EXPECT_TRUE(IsServiceRunning());
+    EXPECT_EQ(GetLastError(), 0u);
+    EXPECT_EQ(StartLocalTkkdaService(), 1056u) << "it runs already";
+    const std::wstring running = FailureText();
+
+    EXPECT_NE(missing, stopped);
+    EXPECT_NE(stopped, running);
+    EXPECT_NE(running.find(L"System Error: 10061"), std::wstring::npos);
+    ASSERT_TRUE(service.Stop());
+    EXPECT_FALSE(IsServiceRunning());
+    EXPECT_EQ(FailureText(), stopped);
+}
+
+TEST_F(UtilServiceOnThisMachine, DeletedServiceIsGone)
+{
+    {
+        const InstalledService service;
+        ASSERT_TRUE(IsServiceInstalled());
+    }
     EXPECT_FALSE(IsServiceInstalled());
     EXPECT_FALSE(IsServiceRunning());
     EXPECT_EQ(GetLastError(), 1060u);
