@@ -158,6 +158,9 @@ BOOL WINAPI RecordCloseHandle(HANDLE h)
 
 class UtilSettings : public testing::Test
 {
+  public:
+    ~UtilSettings() override { UnregisterClassW(APPLICATION_CLASS, GetModuleHandleW(nullptr)); }
+
   protected:
     UtilSettings()
     {
@@ -166,7 +169,6 @@ class UtilSettings : public testing::Test
                                        nullptr, nullptr,        nullptr, nullptr, APPLICATION_CLASS};
         RegisterClassW(&windowClass);
     }
-    ~UtilSettings() override { UnregisterClassW(APPLICATION_CLASS, GetModuleHandleW(nullptr)); }
 
     /// A window as the service has it where it is an application.
     static CWindow ServiceApplication(const wchar_t* pszTitle = L"TKKDAS")
