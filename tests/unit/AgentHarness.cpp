@@ -214,8 +214,8 @@ BOOL WINAPI AgentHarness::PlayParameters(UINT uAction, UINT uParam, PVOID pvPara
     return TRUE;
 }
 
-HINSTANCE WINAPI AgentHarness::RecordStart(HWND hOwner, LPCWSTR pszVerb, LPCWSTR pszFile,
-                                           LPCWSTR pszParameters, LPCWSTR, INT)
+HINSTANCE WINAPI AgentHarness::RecordShellStart(HWND hOwner, LPCWSTR pszVerb, LPCWSTR pszFile,
+                                                LPCWSTR pszParameters, LPCWSTR, INT)
 {
     SHELLEXECUTEINFOW info = {};
     info.hwnd = hOwner;

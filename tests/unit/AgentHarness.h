@@ -104,8 +104,8 @@ class AgentHarness : public testing::Test
     static BOOL WINAPI RecordKillTimer(HWND hWnd, UINT_PTR uTimer);
     static BOOL WINAPI RecordIcon(DWORD dwMessage, PNOTIFYICONDATAW pData);
     static BOOL WINAPI PlayParameters(UINT uAction, UINT uParam, PVOID pvParam, UINT uFlags);
-    static HINSTANCE WINAPI RecordStart(HWND hOwner, LPCWSTR pszVerb, LPCWSTR pszFile, LPCWSTR pszParameters,
-                                        LPCWSTR pszDirectory, INT nShow);
+    static HINSTANCE WINAPI RecordShellStart(HWND hOwner, LPCWSTR pszVerb, LPCWSTR pszFile,
+                                             LPCWSTR pszParameters, LPCWSTR pszDirectory, INT nShow);
     static BOOL WINAPI RecordStartEx(SHELLEXECUTEINFOW* pInfo);
     static HWND WINAPI PlayFindWindow(LPCWSTR pszClass, LPCWSTR pszTitle);
     static LRESULT CALLBACK RecordMessage(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
@@ -119,7 +119,7 @@ class AgentHarness : public testing::Test
     ImportHook<decltype(Shell_NotifyIconW)> m_icon{"shell32.dll", "Shell_NotifyIconW", &RecordIcon};
     ImportHook<decltype(SystemParametersInfoW)> m_parameters{"user32.dll", "SystemParametersInfoW",
                                                              &PlayParameters};
-    ImportHook<decltype(ShellExecuteW)> m_start{"shell32.dll", "ShellExecuteW", &RecordStart};
+    ImportHook<decltype(ShellExecuteW)> m_start{"shell32.dll", "ShellExecuteW", &RecordShellStart};
     ImportHook<decltype(ShellExecuteExW)> m_startEx{"shell32.dll", "ShellExecuteExW", &RecordStartEx};
     ImportHook<decltype(FindWindowW)> m_findWindow{"user32.dll", "FindWindowW", &PlayFindWindow};
 };
