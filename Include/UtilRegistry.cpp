@@ -6,8 +6,6 @@
 namespace
 {
 constexpr wchar_t MACHINE_KEY[] = L"SOFTWARE\\Tessaran Development";
-constexpr wchar_t SERVICE_SETTINGS_KEY[] =
-    L"SOFTWARE\\Tessaran Development\\Kestrel Desk Assist Service\\Settings";
 constexpr wchar_t WRITE_PROBE_VALUE[] = L"Test";
 
 constexpr DWORD DEFAULT_PERMISSION_REQUIRED = 0;
@@ -31,17 +29,18 @@ DWORD ReadServiceSetting(const wchar_t* pszValue, DWORD dwDefault)
 
 DWORD GetServicePort(DWORD dwFallback)
 {
-    return ReadServiceSetting(L"Port", dwFallback == NO_FALLBACK_PORT ? DEFAULT_SERVICE_PORT : dwFallback);
+    return ReadServiceSetting(SERVICE_PORT_VALUE,
+                              dwFallback == NO_FALLBACK_PORT ? DEFAULT_SERVICE_PORT : dwFallback);
 }
 
 DWORD GetPermissionRequired()
 {
-    return ReadServiceSetting(L"Permission Required", DEFAULT_PERMISSION_REQUIRED);
+    return ReadServiceSetting(PERMISSION_REQUIRED_VALUE, DEFAULT_PERMISSION_REQUIRED);
 }
 
 DWORD GetTrayIconMode()
 {
-    return ReadServiceSetting(L"TrayIcon", DEFAULT_TRAY_ICON_MODE);
+    return ReadServiceSetting(TRAY_ICON_VALUE, DEFAULT_TRAY_ICON_MODE);
 }
 
 bool CanWriteMachineSettings()

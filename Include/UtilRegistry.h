@@ -8,6 +8,14 @@
  * key or value gives the default, and nothing is created. Any thread.
  */
 
+/// Where the service keeps its settings, under HKEY_LOCAL_MACHINE, and what those are called that the agent
+/// reads.
+constexpr wchar_t SERVICE_SETTINGS_KEY[] =
+    L"SOFTWARE\\Tessaran Development\\Kestrel Desk Assist Service\\Settings";
+constexpr wchar_t SERVICE_PORT_VALUE[] = L"Port";
+constexpr wchar_t PERMISSION_REQUIRED_VALUE[] = L"Permission Required";
+constexpr wchar_t TRAY_ICON_VALUE[] = L"TrayIcon";
+
 /// What GetServicePort takes for "no fallback of the caller's own".
 constexpr DWORD NO_FALLBACK_PORT = 0xFFFFFFFF;
 

@@ -8,14 +8,17 @@ set(TKDAST_SYMBOLS_DIR
     CACHE PATH "Folder that receives the debug information")
 
 # tkdast_stage(<target> [<subfolder>]): puts the target's program or module into the staged tree,
-# under the target's OUTPUT_NAME, which has to be set before.
+# under the target's OUTPUT_NAME and SUFFIX, which have to be set before.
 function(tkdast_stage target)
   get_target_property(type ${target} TYPE)
   get_target_property(name ${target} OUTPUT_NAME)
   if(NOT name)
     set(name ${target})
   endif()
-  if(type STREQUAL EXECUTABLE)
+  get_target_property(suffix ${target} SUFFIX)
+  if(suffix)
+    string(APPEND name ${suffix})
+  elseif(type STREQUAL EXECUTABLE)
     string(APPEND name .exe)
   else()
     string(APPEND name .dll)

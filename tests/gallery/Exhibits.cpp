@@ -10,6 +10,7 @@
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
 #include "tests/gallery/ChatExhibits.h"
+#include "tests/gallery/SettingsExhibits.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
 #include "tests/support/TestCertificates.h"
@@ -455,5 +456,12 @@ const EXHIBIT g_exhibits[] = {
     {L"chat-rtl", L"the chat window with texts that are written from right to left", ShowChatRightToLeft},
     {L"drop", L"the drop window", ShowDrop},
     {L"drop-long", L"the same with the longest name that a record can hold", ShowDropLong},
+    {L"settings", L"the settings", ShowSettings},
+    {L"settings-user", L"the same in application mode", ShowSettingsForUser},
+    {L"settings-no-rights", L"the same without administrator rights", ShowSettingsNoRights},
+    {L"settings-user-no-rights", L"the same in application mode and without administrator rights",
+     ShowSettingsUserNoRights},
+    {L"settings-bad-port", L"the complaint of a port that is none", ShowSettingsBadPort},
+    {L"settings-refused", L"what could not be stored, and why", ShowSettingsRefused},
     {nullptr, nullptr, nullptr},
 };

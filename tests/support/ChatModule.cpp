@@ -1,36 +1,19 @@
 #include "tests/support/ChatModule.h"
 
 #include "Include/BoundedText.h"
-#include "Include/SystemCall.h"
 #include "channel/NoticeMessages.h"
 #include "modules/chat/ChatPayload.h"
 #include "tests/support/AgentFolder.h"
+#include "tests/support/StagedEntry.h"
 #include "tray/TrayWindowMessages.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
-
-namespace
-{
-template <typename Function>
-Function FindOrEnd(HMODULE hModule, const char* pszName)
-{
-    const Function pfnEntry = hModule != nullptr ? FindModuleEntry<Function>(hModule, pszName) : nullptr;
-    if (pfnEntry == nullptr)
-    {
-        std::fprintf(stderr, "no staged chat module with %s\n", pszName);
-        std::abort();
-    }
-    return pfnEntry;
-}
-} // namespace
 
 LoadedChatModule::LoadedChatModule()
     : m_hModule(LoadLibraryW((StageFolder() / L"TKDAChat.dll").make_preferred().c_str())),
-      m_pfnCreate(FindOrEnd<decltype(m_pfnCreate)>(m_hModule.get(), "TKDA_CreateChatWindow")),
-      m_pfnAppend(FindOrEnd<decltype(m_pfnAppend)>(m_hModule.get(), "TKDA_AppendChatMessage")),
-      m_pfnClose(FindOrEnd<decltype(m_pfnClose)>(m_hModule.get(), "TKDA_CloseChatWindow"))
+      m_pfnCreate(FindStagedEntry<decltype(m_pfnCreate)>(m_hModule.get(), "TKDA_CreateChatWindow")),
+      m_pfnAppend(FindStagedEntry<decltype(m_pfnAppend)>(m_hModule.get(), "TKDA_AppendChatMessage")),
+      m_pfnClose(FindStagedEntry<decltype(m_pfnClose)>(m_hModule.get(), "TKDA_CloseChatWindow"))
 {
 }
 

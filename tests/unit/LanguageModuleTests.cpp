@@ -1,5 +1,6 @@
 #include "Include/Handles.h"
 #include "resources/resource.h"
+#include "tests/unit/DialogMeasures.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +26,6 @@ constexpr DWORD DATAFILE_FLAGS =
 static_assert(DATAFILE_FLAGS == 0x1060);
 
 constexpr unsigned STRINGS_PER_BLOCK = 16;
-constexpr double ROOM_TO_SPARE = 1.1; // fonts differ from system to system
 constexpr int ICON_SIZES[] = {16, 20, 24, 32, 40, 48, 64, 128, 256};
 constexpr WORD ICON_BIT_DEPTH = 32;
 constexpr unsigned TRAY_ICONS[] = {IDI_TRAY_IDLE, IDI_TRAY_PERMISSION, IDI_TRAY_ACTIVE,
@@ -257,15 +257,6 @@ CWindow MakeDialog(HMODULE hModule, const wchar_t* pszName)
         hModule, pszName, nullptr, +[](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return FALSE; }, 0));
 }
 
-std::vector<HWND> ControlsOf(HWND hDialog)
-{
-    std::vector<HWND> controls;
-    for (HWND hControl = GetWindow(hDialog, GW_CHILD); hControl != nullptr;
-         hControl = GetWindow(hControl, GW_HWNDNEXT))
-        controls.push_back(hControl);
-    return controls;
-}
-
 BOOL CALLBACK CollectDialog(HMODULE hModule, LPCWSTR, LPWSTR pszName, LONG_PTR lParam)
 {
     const CWindow hDialog = MakeDialog(hModule, pszName);
@@ -283,37 +274,6 @@ ModuleTexts ReadModule(HMODULE hModule)
     EnumResourceNamesW(hModule, RT_STRING, &CollectStringBlock, reinterpret_cast<LONG_PTR>(&texts));
     EnumResourceNamesW(hModule, RT_DIALOG, &CollectDialog, reinterpret_cast<LONG_PTR>(&texts));
     return texts;
-}
-
-std::wstring TextOf(HWND hControl)
-{
-    std::wstring text(static_cast<size_t>(GetWindowTextLengthW(hControl)) + 1, L'\0');
-    text.resize(static_cast<size_t>(GetWindowTextW(hControl, text.data(), static_cast<int>(text.size()))));
-    return text;
-}
-
-bool HasShortcutKeys(HWND hControl)
-{
-    wchar_t szClass[16] = {};
-    GetClassNameW(hControl, szClass, static_cast<int>(std::size(szClass)));
-    const bool bStatic = lstrcmpiW(szClass, L"Static") == 0;
-    return lstrcmpiW(szClass, L"Button") == 0 ||
-           (bStatic && (GetWindowLongPtrW(hControl, GWL_STYLE) & SS_NOPREFIX) == 0);
-}
-
-// In lower case; 0: none.
-wchar_t MarkedKey(const std::wstring& text)
-{
-    const size_t nMark = text.find(L'&');
-    return nMark == std::wstring::npos || nMark + 1 >= text.size()
-               ? L'\0'
-               : static_cast<wchar_t>(reinterpret_cast<ULONG_PTR>(
-                     CharLowerW(reinterpret_cast<LPWSTR>(static_cast<ULONG_PTR>(text[nMark + 1])))));
-}
-
-wchar_t ShortcutKey(HWND hControl)
-{
-    return HasShortcutKeys(hControl) ? MarkedKey(TextOf(hControl)) : L'\0';
 }
 
 struct MENU_ITEM
@@ -339,50 +299,6 @@ void ForEachMenu(HMENU hMenu, const std::function<void(const std::vector<MENU_IT
     }
     EXPECT_FALSE(items.empty());
     look(items);
-}
-
-bool IsStatic(HWND hControl)
-{
-    wchar_t szClass[16] = {};
-    GetClassNameW(hControl, szClass, static_cast<int>(std::size(szClass)));
-    return lstrcmpiW(szClass, L"Static") == 0;
-}
-
-// What a control's text takes, on one line or, where the control has room for more, on several; of controls
-// that show a text of their own.
-SIZE NeededSize(HWND hControl)
-{
-    const std::wstring text = TextOf(hControl);
-    RECT client = {};
-    GetClientRect(hControl, &client);
-    const HDC hDC = GetDC(hControl);
-    const HGDIOBJ hOldFont =
-        SelectObject(hDC, reinterpret_cast<HGDIOBJ>(SendMessageW(hControl, WM_GETFONT, 0, 0)));
-    TEXTMETRICW metrics = {};
-    GetTextMetricsW(hDC, &metrics);
-    const bool bWraps = IsStatic(hControl) && client.bottom >= 2 * metrics.tmHeight;
-    RECT rect = {0, 0, static_cast<LONG>(client.right / ROOM_TO_SPARE), 0};
-    DrawTextW(hDC, text.c_str(), static_cast<int>(text.size()), &rect,
-              static_cast<UINT>(bWraps ? DT_CALCRECT | DT_WORDBREAK : DT_CALCRECT));
-    SelectObject(hDC, hOldFont);
-    ReleaseDC(hControl, hDC);
-    return text.empty() ? SIZE{0, 0} : SIZE{rect.right, rect.bottom};
-}
-
-bool HasRoomToSpare(HWND hControl)
-{
-    const SIZE needed = NeededSize(hControl);
-    RECT client = {};
-    GetClientRect(hControl, &client);
-    return needed.cx * ROOM_TO_SPARE <= client.right && needed.cy <= client.bottom;
-}
-
-RECT PlaceInDialog(HWND hDialog, HWND hControl)
-{
-    RECT rect = {};
-    GetWindowRect(hControl, &rect);
-    MapWindowPoints(nullptr, hDialog, reinterpret_cast<POINT*>(&rect), 2);
-    return rect;
 }
 
 // An image's own width, from its bitmap or PNG header, which the directory might contradict.

@@ -1,0 +1,35 @@
+// The numbers of the settings module's resources and controls.
+#pragma once
+
+#define IDD_SETTINGS 100
+
+#define IDS_SETTINGS_NOTE_EVERYBODY 100
+#define IDS_SETTINGS_NOTE_NO_RIGHTS 101
+#define IDS_SETTINGS_NOTE_USER 102
+#define IDS_SETTINGS_NOTE_USER_NO_RIGHTS 103
+#define IDS_SETTINGS_ICON_NEVER 104
+#define IDS_SETTINGS_ICON_ALWAYS 105
+#define IDS_SETTINGS_ICON_CONNECTED 106
+#define IDS_SETTINGS_AS_WINDOWS 107    // %s: the language that Windows speaks
+#define IDS_SETTINGS_NOT_INSTALLED 108 // %s: the code of a language
+#define IDS_SETTINGS_PORT_EMPTY 109
+#define IDS_SETTINGS_PORT_NO_NUMBER 110
+#define IDS_SETTINGS_PORT_OUT_OF_RANGE 111
+#define IDS_SETTINGS_NAME_PORT 112
+#define IDS_SETTINGS_NAME_ICON 113
+#define IDS_SETTINGS_NAME_PERMISSION 114
+#define IDS_SETTINGS_NAME_LANGUAGE 115
+#define IDS_SETTINGS_NOT_STORED 116
+#define IDS_SETTINGS_FAILURE 117     // %s: the setting, the system's words
+#define IDS_SETTINGS_ERROR_CODE 118  // %s: the number of an error that the system has no words for
+#define IDS_SETTINGS_REST_STORED 119 // where other changes were stored
+#define IDS_SETTINGS_NONE_STORED 120
+#define IDS_SETTINGS_ASK_ADMINISTRATOR 121
+
+#define IDC_SETTINGS_LABEL 65535 // texts that nobody addresses
+#define IDC_SETTINGS_NOTE_ICON 1001
+#define IDC_SETTINGS_NOTE 1002
+#define IDC_SETTINGS_PORT 1003
+#define IDC_SETTINGS_ICON 1004
+#define IDC_SETTINGS_LANGUAGE 1005
+#define IDC_SETTINGS_PERMISSION 1006
