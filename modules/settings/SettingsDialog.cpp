@@ -204,7 +204,8 @@ void OnOk(HWND hWnd)
         return;
     }
     const std::wstring report =
-        ComposeStoreReport(g_state.start.hModule, g_state.start.language, failures, g_state.bSomeStored);
+        ComposeStoreReport(g_state.start.hModule, g_state.start.language, g_state.start.bApplicationMode,
+                           failures, g_state.bSomeStored);
     MessageBoxW(hWnd, report.c_str(), PRODUCT_NAME, MB_ICONWARNING);
 }
 

@@ -80,8 +80,8 @@ std::wstring ComposeSystemError(HMODULE hModule, LANGID language, LSTATUS nError
                                              {std::to_wstring(nError)});
 }
 
-std::wstring ComposeStoreReport(HMODULE hModule, LANGID language, const std::vector<STORE_FAILURE>& failures,
-                                bool bOthersStored)
+std::wstring ComposeStoreReport(HMODULE hModule, LANGID language, bool bApplicationMode,
+                                const std::vector<STORE_FAILURE>& failures, bool bOthersStored)
 {
     std::wstring report = LoadModuleText(hModule, IDS_SETTINGS_NOT_STORED, language) + LINE_END;
     for (const STORE_FAILURE& failure : failures)
@@ -94,8 +94,10 @@ std::wstring ComposeStoreReport(HMODULE hModule, LANGID language, const std::vec
     const UINT uRest = bOthersStored ? IDS_SETTINGS_REST_STORED : IDS_SETTINGS_NONE_STORED;
     report.append(LINE_END).append(LINE_END).append(LoadModuleText(hModule, uRest, language));
     const bool bRightsMissing =
-        std::any_of(failures.begin(), failures.end(),
-                    [](const STORE_FAILURE& failure) { return failure.nError == ERROR_ACCESS_DENIED; });
+        std::any_of(failures.begin(), failures.end(), [bApplicationMode](const STORE_FAILURE& failure) {
+            return failure.nError == ERROR_ACCESS_DENIED &&
+                   RootOfSetting(failure.setting, bApplicationMode) == HKEY_LOCAL_MACHINE;
+        });
     if (bRightsMissing)
     {
         report.append(L" ").append(LoadModuleText(hModule, IDS_SETTINGS_ASK_ADMINISTRATOR, language));

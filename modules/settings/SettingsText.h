@@ -30,7 +30,7 @@ UINT ChoosePortComplaint(PORT_FAULT fault);
 /// it has no words at all.
 std::wstring ComposeSystemError(HMODULE hModule, LANGID language, LSTATUS nError);
 
-/// Which changes could not be stored and why, whether others were, and who could help. There must be a
-/// failure.
-std::wstring ComposeStoreReport(HMODULE hModule, LANGID language, const std::vector<STORE_FAILURE>& failures,
-                                bool bOthersStored);
+/// Which changes could not be stored and why, whether others were, and who could help where rights on the
+/// machine are missing. There must be a failure.
+std::wstring ComposeStoreReport(HMODULE hModule, LANGID language, bool bApplicationMode,
+                                const std::vector<STORE_FAILURE>& failures, bool bOthersStored);

@@ -33,7 +33,10 @@ class SettingsDialog : public testing::Test
 
     bool Run(const std::function<void(HWND)>& scenario, bool bApplicationMode = false)
     {
-        const ModalScenario modal(scenario);
+        const ModalScenario modal([&scenario](HWND hDialog) {
+            scenario(hDialog);
+            PostMessageW(hDialog, WM_CLOSE, 0, 0); // where a check has failed halfway
+        });
         const bool bResult = RunSettingsDialog(m_module.Handle(), nullptr, bApplicationMode);
         EXPECT_TRUE(modal.HasRun());
         PumpMessages();
@@ -58,7 +61,7 @@ class SettingsDialog : public testing::Test
     }
     std::wstring Report(SETTING setting, bool bOthersStored) const
     {
-        return ComposeStoreReport(m_module.Handle(), MODULE_ENGLISH, {{setting, ERROR_ACCESS_DENIED}},
+        return ComposeStoreReport(m_module.Handle(), MODULE_ENGLISH, false, {{setting, ERROR_ACCESS_DENIED}},
                                   bOthersStored);
     }
 

@@ -88,7 +88,10 @@ class SettingsModuleTest : public testing::Test
 
     int Run(const std::function<void(HWND)>& scenario, HWND hOwner = nullptr) const
     {
-        const ModalScenario modal(scenario);
+        const ModalScenario modal([&scenario](HWND hDialog) {
+            scenario(hDialog);
+            PostMessageW(hDialog, WM_CLOSE, 0, 0); // where a check has failed halfway
+        });
         const int nResult = m_module.Show(hOwner);
         EXPECT_TRUE(modal.HasRun());
         PumpMessages();

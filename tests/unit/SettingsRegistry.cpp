@@ -9,6 +9,9 @@ namespace
 constexpr DWORD MAX_TEXT = 256; // characters, terminator included
 } // namespace
 
+// Here and not in the class, so that constant objects may be made of it.
+SettingsRegistry::SettingsRegistry() = default;
+
 void SettingsRegistry::Store(HKEY hRoot, const wchar_t* pszValue, DWORD dwNumber)
 {
     ASSERT_EQ(RegSetKeyValueW(hRoot, SERVICE_SETTINGS_KEY, pszValue, REG_DWORD, &dwNumber, sizeof(dwNumber)),

@@ -12,6 +12,8 @@
 class SettingsRegistry
 {
   public:
+    SettingsRegistry();
+
     static void Store(HKEY hRoot, const wchar_t* pszValue, DWORD dwNumber);
     static void Store(HKEY hRoot, const wchar_t* pszValue, const std::wstring& text);
 

@@ -33,7 +33,7 @@ class SettingsText : public testing::Test
     std::wstring Report(const std::vector<STORE_FAILURE>& failures, bool bOthersStored,
                         LANGID language = MODULE_ENGLISH) const
     {
-        return ComposeStoreReport(m_module.Handle(), language, failures, bOthersStored);
+        return ComposeStoreReport(m_module.Handle(), language, false, failures, bOthersStored);
     }
     std::wstring Text(UINT uString, LANGID language = MODULE_ENGLISH) const
     {
@@ -117,6 +117,15 @@ TEST_F(SettingsText, ReportsWhatElseWasStoredAndAsksForRightsOnlyWhereTheyAreMis
     EXPECT_NE(
         Report({{SETTING::PERMISSION, ERROR_ACCESS_DENIED}}, true).find(L"Asking before somebody connects: "),
         std::wstring::npos);
+}
+
+TEST_F(SettingsText, AsksForNoRightsWhereTheUsersOwnRegistryRefuses)
+{
+    const std::vector<STORE_FAILURE> failures = {{SETTING::LANGUAGE, ERROR_ACCESS_DENIED}};
+    const std::wstring ask = Text(IDS_SETTINGS_ASK_ADMINISTRATOR);
+    EXPECT_TRUE(Report(failures, false).ends_with(ask));
+    EXPECT_TRUE(ComposeStoreReport(m_module.Handle(), MODULE_ENGLISH, true, failures, false)
+                    .ends_with(Text(IDS_SETTINGS_NONE_STORED)));
 }
 
 TEST_F(SettingsText, IsThereInEveryLanguageWithItsPlaceHolders)
