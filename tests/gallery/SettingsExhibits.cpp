@@ -36,7 +36,7 @@ NoRights* NoRights::s_pThis = nullptr;
 
 BOOL CALLBACK TakeDialog(HWND hWnd, LPARAM lParam)
 {
-    if (GetDlgItem(hWnd, IDC_SETTINGS_PORT) == nullptr)
+    if (GetDlgItem(hWnd, IDC_SETTINGS_PORT) == nullptr || !IsWindowVisible(hWnd))
     {
         return TRUE;
     }
