@@ -40,10 +40,14 @@ void SetControlText(HWND hWnd, int nControl, std::wstring_view text)
     SetDlgItemTextW(hWnd, nControl, std::wstring(text).c_str());
 }
 
-// The body in a form that paints it.
-void FillPaintedBody(HWND hWnd, const std::wstring& text, NOTIFY_SOUND sound)
+// In a form that paints its body.
+void HideBody(HWND hWnd)
 {
     ShowWindow(GetDlgItem(hWnd, IDC_NOTIFY_BODY), SW_HIDE);
+}
+
+void FillPaintedBody(HWND hWnd, const std::wstring& text, NOTIFY_SOUND sound)
+{
     FitNotifyDialog(hWnd, text);
     SetControlText(hWnd, IDC_NOTIFY_BODY, text);
     PostMessageW(hWnd, WM_PLAY_NOTIFY_SOUND, 0, sound);
@@ -51,6 +55,7 @@ void FillPaintedBody(HWND hWnd, const std::wstring& text, NOTIFY_SOUND sound)
 
 void FillConnected(HWND hWnd, const CTaskBarWindow& window)
 {
+    HideBody(hWnd);
     const std::wstring_view head = FixedText(window.m_Settings.szNotifyText);
     if (!head.empty())
     {
@@ -61,6 +66,7 @@ void FillConnected(HWND hWnd, const CTaskBarWindow& window)
 
 void FillDisconnected(HWND hWnd, const CTaskBarWindow& window)
 {
+    HideBody(hWnd);
     SetControlText(hWnd, IDC_NOTIFY_HEAD, FixedText(window.m_Settings.szNotifyText));
     FillPaintedBody(hWnd, ComposeDisconnectedText(window.m_Connection), DISCONNECT_SOUND);
 }
@@ -178,6 +184,13 @@ void OnTimeToClose(HWND hWnd, CTaskBarWindow& window)
     }
 }
 
+// A popup that may not close yet isn't tried again: it stays until it is replaced, taken down or closed.
+void OnTimer(HWND hWnd, CTaskBarWindow& window, UINT_PTR uTimer)
+{
+    KillTimer(hWnd, uTimer);
+    OnTimeToClose(hWnd, window);
+}
+
 void OnCommand(const CTaskBarWindow& window, int nControl)
 {
     if (nControl == IDC_NOTIFY_DISCONNECT)
@@ -228,6 +241,11 @@ INT_PTR CALLBACK NotifyWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM l
         }
         return TRUE;
     case WM_TIMER:
+        if (pWindow != nullptr)
+        {
+            OnTimer(hWnd, *pWindow, wParam);
+        }
+        return TRUE;
     case WM_CLOSE:
         if (pWindow != nullptr)
         {

@@ -2,6 +2,7 @@
 
 #include "Include/BoundedText.h"
 #include "dialogs/GradientFill.h"
+#include "dialogs/NotifyText.h"
 #include "resources/resource.h"
 #include "startup/TKDAST.h"
 #include "tests/support/ObjectCounts.h"
@@ -80,6 +81,53 @@ int WINAPI RecordDrawText(HDC hDC, LPCWSTR pszText, int cchText, LPRECT pRect, U
 int WINAPI DoubleResolution(HDC, int nCapability)
 {
     return nCapability == LOGPIXELSY ? 192 : 1;
+}
+
+std::vector<std::string> g_selections;
+decltype(&SendMessageW) g_pfnSendMessage = nullptr;
+
+LRESULT WINAPI RecordSelection(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
+{
+    if (uMessage == EM_SETSEL)
+    {
+        g_selections.push_back(std::to_string(wParam) + "," + std::to_string(lParam));
+    }
+    return g_pfnSendMessage(hWnd, uMessage, wParam, lParam);
+}
+
+std::vector<std::string> g_drawnIcons;
+
+BOOL WINAPI RecordDrawIcon(HDC, int nX, int nY, HICON hIcon)
+{
+    g_drawnIcons.push_back(std::to_string(nX) + "," + std::to_string(nY));
+    EXPECT_NE(hIcon, nullptr);
+    return TRUE;
+}
+
+std::vector<std::string> g_fillCalls;
+decltype(&ShowWindow) g_pfnShowWindow = nullptr;
+decltype(&SetDlgItemTextW) g_pfnSetText = nullptr;
+decltype(&PostMessageW) g_pfnPost = nullptr;
+
+BOOL WINAPI RecordShow(HWND hWnd, int nShow)
+{
+    g_fillCalls.push_back((nShow == SW_HIDE ? "hide " : "show ") + std::to_string(GetDlgCtrlID(hWnd)));
+    return g_pfnShowWindow(hWnd, nShow);
+}
+
+BOOL WINAPI RecordText(HWND hDlg, int nControl, LPCWSTR pszText)
+{
+    g_fillCalls.push_back("text " + std::to_string(nControl));
+    return g_pfnSetText(hDlg, nControl, pszText);
+}
+
+BOOL WINAPI RecordPost(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
+{
+    if (uMessage == WM_PLAY_NOTIFY_SOUND)
+    {
+        g_fillCalls.push_back("sound " + std::to_string(lParam));
+    }
+    return g_pfnPost(hWnd, uMessage, wParam, lParam);
 }
 
 class NotifyDialogTest : public DialogHarness
@@ -166,12 +214,58 @@ TEST_F(NotifyDialogTest, ListsEveryoneConnected)
     EXPECT_TRUE(m_trace.Calls("sound").empty()) << "asked for, so not announced";
 }
 
+TEST_F(NotifyDialogTest, TheHeadTellsTheListsCountAndTheBodyGoesByTheConnections)
+{
+    Window().m_ConnectedList.dwClientCount = 5;
+    CopyText(Window().m_ConnectedList.szClientList, L"Alice");
+    Window().m_Connection.dwConnectCount = 0;
+    HWND hPopup = ShowPopup(NOTIFY_MODE_EVERYONE);
+    EXPECT_EQ(ControlText(hPopup, IDC_NOTIFY_HEAD), ComposeConnectedCount(5));
+    EXPECT_EQ(ControlText(hPopup, IDC_NOTIFY_BODY), m_language.Text(IDS_NOTIFY_NOBODY));
+    Window().m_ConnectedList.dwClientCount = 0;
+    Window().m_Connection.dwConnectCount = 1;
+    hPopup = ShowPopup(NOTIFY_MODE_EVERYONE);
+    EXPECT_EQ(ControlText(hPopup, IDC_NOTIFY_HEAD), ComposeConnectedCount(0));
+    EXPECT_EQ(ControlText(hPopup, IDC_NOTIFY_BODY), L"Alice");
+}
+
+TEST_F(NotifyDialogTest, AListIsShownFromItsBeginning)
+{
+    const ImportHook hook("user32.dll", "SendMessageW", &RecordSelection);
+    g_pfnSendMessage = hook.Original();
+    g_selections.clear();
+    ShowList(0, 3);
+    EXPECT_EQ(g_selections, Calls{"0,0"});
+    ShowList(1, 3);
+    EXPECT_EQ(g_selections.size(), 2U);
+}
+
+TEST_F(NotifyDialogTest, APopupIsFilledBeforeItsSoundIsAskedFor)
+{
+    const ImportHook show("user32.dll", "ShowWindow", &RecordShow);
+    const ImportHook text("user32.dll", "SetDlgItemTextW", &RecordText);
+    const ImportHook post("user32.dll", "PostMessageW", &RecordPost);
+    g_pfnShowWindow = show.Original();
+    g_pfnSetText = text.Original();
+    g_pfnPost = post.Original();
+    g_fillCalls.clear();
+    ShowPopup(NOTIFY_MODE_CONNECTED);
+    const auto isOfPopup = [](const std::string& call) { return call.ends_with(" 0") && call != "sound 0"; };
+    std::erase_if(g_fillCalls, isOfPopup);
+    EXPECT_EQ(g_fillCalls, (Calls{"hide 1001", "text 1002", "text 1001", "sound 0"}));
+    g_fillCalls.clear();
+    ShowPopup(NOTIFY_MODE_DISCONNECTED);
+    std::erase_if(g_fillCalls, isOfPopup);
+    EXPECT_EQ(g_fillCalls, (Calls{"hide 1001", "text 1002", "text 1001", "sound 1"}));
+}
+
 TEST_F(NotifyDialogTest, SaysSoWhenNobodyIsConnected)
 {
     const HWND hPopup = ShowList(0, 0);
     EXPECT_NE(ControlText(hPopup, IDC_NOTIFY_HEAD).find(L'0'), std::wstring::npos);
     EXPECT_EQ(ControlText(hPopup, IDC_NOTIFY_BODY), m_language.Text(IDS_NOTIFY_NOBODY));
     EXPECT_TRUE(IsShown(hPopup, IDC_NOTIFY_BODY));
+    EXPECT_EQ(GetWindowLongPtrW(GetDlgItem(hPopup, IDC_NOTIFY_BODY), GWL_STYLE) & WS_VSCROLL, 0);
 }
 
 TEST_F(NotifyDialogTest, AnUnknownModeShowsAnEmptyPopup)
@@ -217,9 +311,9 @@ TEST_F(NotifyDialogTest, TheFixedFormIgnoresCloseBoxAndTimer)
 {
     const HWND hPopup = ShowList(1, 0);
     SendMessageW(hPopup, WM_CLOSE, 0, 0);
-    SendMessageW(hPopup, WM_TIMER, TIMER_CLOSE_NOTIFY, 0);
-    EXPECT_TRUE(IsWindow(hPopup));
     EXPECT_TRUE(m_trace.Calls("kill").empty());
+    SendMessageW(hPopup, WM_TIMER, TIMER_CLOSE_NOTIFY, 0);
+    EXPECT_TRUE(IsWindow(hPopup)) << "outlives its timer";
     SendMessageW(Window().m_hWnd, WM_CLOSE_NOTIFY_DLG, 0, 1);
     EXPECT_TRUE(IsGone(hPopup)) << "the agent takes it down";
 }
@@ -227,9 +321,9 @@ TEST_F(NotifyDialogTest, TheFixedFormIgnoresCloseBoxAndTimer)
 TEST_F(NotifyDialogTest, EnterEscapeAndClicksDoNothing)
 {
     const HWND hPopup = ShowPopup(NOTIFY_MODE_CONNECTED);
-    for (const int nCommand : {IDOK, IDCANCEL, IDC_NOTIFY_BODY})
+    for (const int nCommand : {0, IDOK, IDCANCEL, IDC_NOTIFY_BODY})
     {
-        SendMessageW(hPopup, WM_COMMAND, static_cast<WPARAM>(nCommand), 0);
+        EXPECT_EQ(NotifyWndProc(hPopup, WM_COMMAND, static_cast<WPARAM>(nCommand), 0), 1);
     }
     SendMessageW(hPopup, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(60, 60));
     SendMessageW(hPopup, WM_LBUTTONUP, 0, MAKELPARAM(60, 60));
@@ -270,17 +364,26 @@ TEST_F(NotifyDialogTest, WithoutSecondsThereIsNoTimerAndTheCloseBoxCloses)
     EXPECT_TRUE(IsGone(hPopup));
 }
 
+TEST_F(NotifyDialogTest, AnyTimerClosesIt)
+{
+    const HWND hPopup = ShowPopup(NOTIFY_MODE_CONNECTED);
+    SendMessageW(hPopup, WM_TIMER, TIMER_CLOSE_NOTIFY + 1, 0);
+    EXPECT_TRUE(IsGone(hPopup));
+}
+
 TEST_F(NotifyDialogTest, AnAnnouncedConnectionThatRunsStaysAndIsNotTriedAgain)
 {
     Window().m_Settings.dwNotifySeconds = 7;
     Window().m_Connection.dwConnectionType = 0;
     const HWND hPopup = ShowPopup(NOTIFY_MODE_CONNECTED);
     m_trace.Forget();
-    SendMessageW(hPopup, WM_TIMER, TIMER_CLOSE_NOTIFY, 0);
     SendMessageW(hPopup, WM_CLOSE, 0, 0);
+    EXPECT_TRUE(m_trace.Calls().empty()) << "the close box leaves the timer its try";
+    SendMessageW(hPopup, WM_TIMER, TIMER_CLOSE_NOTIFY, 0);
     EXPECT_TRUE(IsWindowVisible(hPopup));
     EXPECT_EQ(Window().m_hNotifyDlg, hPopup);
-    EXPECT_TRUE(m_trace.Calls().empty()) << "no timer is started or ended";
+    EXPECT_EQ(m_trace.Calls(), Calls{"kill 222"}) << "the system would try again and again";
+    EXPECT_FALSE(KillTimer(hPopup, TIMER_CLOSE_NOTIFY)) << "there is none any more";
     Window().m_Connection.dwConnectCount = 0;
     SendMessageW(hPopup, WM_CLOSE, 0, 0);
     EXPECT_TRUE(IsGone(hPopup));
@@ -315,6 +418,19 @@ TEST_F(NotifyDialogTest, ItsEndStopsTheTimerAndForgetsTheWindow)
     DestroyWindow(hPopup);
     EXPECT_TRUE(IsGone(hPopup));
     EXPECT_EQ(m_trace.Calls(), Calls{"kill 222"});
+}
+
+TEST_F(NotifyDialogTest, ItsEndTakesTheGradientAwayFromAllDialogs)
+{
+    const HWND hPopup = ShowPopup(NOTIFY_MODE_CONNECTED);
+    RECT rect = {0, 0, 1, 1};
+    const HDC hDC = GetDC(nullptr);
+    const HDC hMemory = CreateCompatibleDC(hDC);
+    EXPECT_EQ(FillGradientRect(hMemory, &rect, 0, 0, FALSE), 1);
+    DestroyWindow(hPopup);
+    EXPECT_EQ(FillGradientRect(hMemory, &rect, 0, 0, FALSE), 0);
+    DeleteDC(hMemory);
+    ReleaseDC(nullptr, hDC);
 }
 
 TEST_F(NotifyDialogTest, TheNextPopupReplacesTheLast)
@@ -507,6 +623,33 @@ TEST_F(NotifyDialogTest, DrawsTheBodyInTheStockFontAndANameWithAnAmpersandInFull
     g_drawnTexts.clear();
     ShowList(0, 3);
     EXPECT_TRUE(g_drawnTexts.empty()) << "the control shows itself";
+}
+
+TEST_F(NotifyDialogTest, DrawsTheProductsIconInItsCornerInEachForm)
+{
+    const ImportHook hook("user32.dll", "DrawIcon", &RecordDrawIcon);
+    for (const NOTIFY_MODE mode : {NOTIFY_MODE_CONNECTED, NOTIFY_MODE_EVERYONE})
+    {
+        g_drawnIcons.clear();
+        ShowPopup(mode);
+        ASSERT_FALSE(g_drawnIcons.empty());
+        EXPECT_EQ(g_drawnIcons.front(), "2,2");
+    }
+}
+
+TEST_F(NotifyDialogTest, HasAPlainColourInReserve)
+{
+    static std::vector<COLORREF> s_colours;
+    static decltype(&CreateSolidBrush) s_pfnCreate = nullptr;
+    const ImportHook hook(
+        "gdi32.dll", "CreateSolidBrush", +[](COLORREF crColor) -> HBRUSH {
+            s_colours.push_back(crColor);
+            return s_pfnCreate(crColor);
+        });
+    s_pfnCreate = hook.Original();
+    s_colours.clear();
+    ShowPopup(NOTIFY_MODE_CONNECTED);
+    EXPECT_EQ(s_colours, std::vector<COLORREF>{0xF6DAC4});
 }
 
 TEST_F(NotifyDialogTest, AtTwiceTheResolutionTheBodyIsTwiceAsLarge)
