@@ -19,9 +19,10 @@ namespace
 {
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("CreateInvitationDialog");
 
-constexpr size_t MAX_LIST_HOST = 260; // characters, terminator included
-constexpr size_t MAX_PORT_TEXT = 64;  // characters, terminator included
-constexpr size_t MAX_TEXT = 1024;     // of the language module; characters, terminator included
+constexpr size_t MAX_LIST_HOST = 260;   // characters, terminator included
+constexpr size_t MAX_PORT_TEXT = 64;    // characters, terminator included
+constexpr size_t MAX_TEXT = 1024;       // of the language module; characters, terminator included
+constexpr DWORD RESULT_TIMEOUT = 30000; // milliseconds
 constexpr WPARAM FIRST_EXPIRY_CHOICE = IDS_EXPIRES_1_HOUR - IDS_EXPIRES_15_MINUTES;
 
 constexpr PROXY_LIST s_proxies = {
@@ -237,7 +238,7 @@ void OnDeleteAll(HWND hDlg)
     if (MessageBoxW(hDlg, LoadResourceText(IDS_INVITE_ASK_DELETE, MAX_TEXT).c_str(), PRODUCT_NAME,
                     MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) == IDYES)
     {
-        DeleteAllInvitations(hDlg, *g_state.pWindow);
+        DeleteAllInvitations(hDlg);
     }
 }
 
@@ -329,6 +330,22 @@ void EnableCreateWindows(HWND hDlg, int bEnable)
         }
         EnableControl(hDlg, nOutput, bEnable != 0);
     }
+}
+
+int DeleteAllInvitations(HWND hDlg)
+{
+    const TKLogBlock block(L"DeleteAllInvitations", g_pLogger);
+    MSG_UDP_DELETE_INVITATIONS answer = {};
+    if (DeleteInvitationsViaUDP(answer) == 0)
+    {
+        return 0;
+    }
+    const UINT uResult =
+        answer.dwStatus == UDP_DELETE_STATUS_BUSY ? IDS_INVITE_DELETED_BUSY : IDS_INVITE_DELETED;
+    g_state.pWindow->ShowBox(
+        hDlg, FillPlaceholders(LoadResourceText(uResult, MAX_TEXT), {std::to_wstring(answer.dwCount)}),
+        PRODUCT_NAME, MB_ICONINFORMATION, RESULT_TIMEOUT);
+    return 1;
 }
 
 int LoadInvitationProxyList(HWND hCombo, HWND hDlg)

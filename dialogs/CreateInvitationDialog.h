@@ -18,6 +18,10 @@ INT_PTR CALLBACK CreateInvitationWndProc(HWND hWnd, UINT uMessage, WPARAM wParam
 /// Enables or disables the text and the ways out for it; the focus leaves what is disabled.
 void EnableCreateWindows(HWND hDlg, int bEnable);
 
+/// Has the service delete all invitations and shows what became of them, in a box that goes away by itself.
+/// hDlg is the dialog, and open. 1 when a good answer came, else 0, and nothing is shown.
+int DeleteAllInvitations(HWND hDlg);
+
 /// Fills the box with the proxies of the current user, selects the last one and shows the last port; ticks
 /// the boxes that were ticked, and enables what they govern. 1, or 0 when the key can't be opened.
 int LoadInvitationProxyList(HWND hCombo, HWND hDlg);

@@ -4,7 +4,6 @@
 #include "Include/Product.h"
 #include "Include/TKLogging.h"
 #include "Include/UtilLog.h"
-#include "Include/UtilResource.h"
 #include "Include/WipeAtEnd.h"
 #include "channel/CTKSocket.h"
 #include "resources/resource.h"
@@ -19,8 +18,7 @@ const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("CreateInvitationDialog");
 
 constexpr wchar_t SERVICE_HOST[] = L"localhost";
 constexpr unsigned int ANSWER_TIMEOUT = 5000; // milliseconds
-constexpr DWORD RESULT_TIMEOUT = 30000;       // milliseconds
-constexpr size_t MAX_RESULT_TEXT = 1024;      // characters, terminator included
+constexpr size_t MAX_REFUSAL = 1024;          // characters, terminator included
 constexpr DWORD LARGEST_INVITATION = 65507;   // bytes: no datagram holds more
 constexpr DWORD SPARE_BYTES = 64;             // behind the texts, zero: their terminator
 constexpr DWORD SPARE_UNITS = SPARE_BYTES / sizeof(wchar_t);
@@ -46,9 +44,9 @@ bool ReadAnswer(CTKSocket& socket, Record& record)
 
 void ShowRefusal(HWND hDlg, const MSG_UDP_CREATE_INVITATION& answer)
 {
-    wchar_t szReason[MAX_RESULT_TEXT] = {};
+    wchar_t szReason[MAX_REFUSAL] = {};
     FormatSystemError(szReason, std::size(szReason), answer.dwError);
-    wchar_t szText[MAX_RESULT_TEXT] = {};
+    wchar_t szText[MAX_REFUSAL] = {};
     CopyText(szText, std::wstring(FixedText(answer.szError)) + L"\r\n" + szReason);
     MessageBoxW(hDlg, szText, PRODUCT_NAME, MB_ICONHAND);
 }
@@ -98,22 +96,12 @@ int CreateInvitationViaUDP(HWND hDlg, MSG_UDP_CREATE_INVITATION& record)
     return ReceiveInvitation(hDlg, *pSocket, answer.dwInvitationLength) ? 1 : 0;
 }
 
-int DeleteAllInvitations(HWND hDlg, CTaskBarWindow& window)
+int DeleteInvitationsViaUDP(MSG_UDP_DELETE_INVITATIONS& answer)
 {
-    const TKLogBlock block(L"DeleteAllInvitations", g_pLogger);
-    MSG_UDP_DELETE_INVITATIONS answer = {};
-    {
-        const std::unique_ptr<CTKSocket> pSocket = OpenExchange(UDP_REQUEST_DELETE_INVITATIONS);
-        if (pSocket == nullptr || !ReadAnswer(*pSocket, answer) ||
-            answer.dwRequest != UDP_REQUEST_DELETE_INVITATIONS)
-        {
-            return 0;
-        }
-    }
-    const UINT uResult =
-        answer.dwStatus == UDP_DELETE_STATUS_BUSY ? IDS_INVITE_DELETED_BUSY : IDS_INVITE_DELETED;
-    window.ShowBox(
-        hDlg, FillPlaceholders(LoadResourceText(uResult, MAX_RESULT_TEXT), {std::to_wstring(answer.dwCount)}),
-        PRODUCT_NAME, MB_ICONINFORMATION, RESULT_TIMEOUT);
-    return 1;
+    const TKLogBlock block(L"DeleteInvitationsViaUDP", g_pLogger);
+    const std::unique_ptr<CTKSocket> pSocket = OpenExchange(UDP_REQUEST_DELETE_INVITATIONS);
+    return pSocket != nullptr && ReadAnswer(*pSocket, answer) &&
+                   answer.dwRequest == UDP_REQUEST_DELETE_INVITATIONS
+               ? 1
+               : 0;
 }

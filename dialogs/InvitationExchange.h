@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tray/TKDASTWindow.h"
+#include "channel/TrayMessages.h"
 
 /*
  * What the invitation dialog asks of the service, each on a socket of its own to the query port. Main thread,
@@ -12,6 +12,5 @@
 /// reason. The record's dwRequest is set here. 1 when the text was received and shown, else 0.
 int CreateInvitationViaUDP(HWND hDlg, MSG_UDP_CREATE_INVITATION& record);
 
-/// Asks that all invitations be deleted and shows what became of them, in a box of the window's. 1 when a
-/// good answer came, else 0.
-int DeleteAllInvitations(HWND hDlg, CTaskBarWindow& window);
+/// Asks that all invitations be deleted. 1 when a good answer came, which says what became of them, else 0.
+int DeleteInvitationsViaUDP(MSG_UDP_DELETE_INVITATIONS& answer);

@@ -48,9 +48,38 @@ std::wstring ListedText(HWND hDlg, int nCombo, WPARAM wItem)
     return szText;
 }
 
+void StoreProxy(const wchar_t* pszName, const std::wstring& text)
+{
+    HKEY hKey = nullptr;
+    ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, LIST_KEY, &hKey), ERROR_SUCCESS);
+    RegSetValueExW(hKey, pszName, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.data()),
+                   static_cast<DWORD>(text.size() * sizeof(wchar_t)));
+    RegCloseKey(hKey);
+}
+
+// What was done to controls, by their numbers.
+std::vector<std::string> g_controlCalls;
+
+BOOL WINAPI RecordCheck(HWND hDlg, int nBox, UINT uState)
+{
+    g_controlCalls.push_back((uState == BST_CHECKED ? "check " : "uncheck ") + std::to_string(nBox));
+    SendDlgItemMessageW(hDlg, nBox, BM_SETCHECK, uState, 0);
+    return TRUE;
+}
+
+decltype(&EnableWindow) g_pfnEnableWindow = nullptr;
+
+BOOL WINAPI RecordEnable(HWND hControl, BOOL bEnable)
+{
+    g_controlCalls.push_back((bEnable ? "enable " : "disable ") + std::to_string(GetDlgCtrlID(hControl)));
+    return g_pfnEnableWindow(hControl, bEnable);
+}
+
 class CreateInvitationDialogTest : public InvitationHarness
 {
   protected:
+    void Initialize(HWND hDlg) { SendMessageW(hDlg, WM_INITDIALOG, 0, reinterpret_cast<LPARAM>(&Window())); }
+
     // Create asks for what the text says, and the request stays here.
     void ExpectAskedFor(HWND hDlg, UINT uString, int nFocus)
     {
@@ -95,6 +124,51 @@ TEST_F(CreateInvitationDialogTest, OpensWithItsDefaults)
         EXPECT_FALSE(AreOutputsEnabled(hDlg));
         EXPECT_EQ(GetFocus(), GetDlgItem(hDlg, IDC_INVITE_NAME));
         EXPECT_EQ(LOWORD(SendMessageW(hDlg, DM_GETDEFID, 0, 0)), IDC_INVITE_CREATE);
+    });
+}
+
+TEST_F(CreateInvitationDialogTest, BeginsTheSameWhateverTheTemplateHas)
+{
+    RunDialog([this](HWND hDlg) {
+        Type(hDlg, IDC_INVITE_PROXY_PORT, L"1");
+        CheckDlgButton(hDlg, IDC_INVITE_ONCE, BST_UNCHECKED);
+        CheckDlgButton(hDlg, IDC_INVITE_USE_SECRET, BST_CHECKED);
+        CheckDlgButton(hDlg, IDC_INVITE_CHAT, BST_CHECKED);
+        EnableWindow(GetDlgItem(hDlg, IDC_INVITE_SECRET), TRUE);
+        Initialize(hDlg);
+        EXPECT_EQ(ControlText(hDlg, IDC_INVITE_PROXY_PORT), L"6127");
+        EXPECT_TRUE(IsChecked(hDlg, IDC_INVITE_ONCE));
+        EXPECT_FALSE(IsChecked(hDlg, IDC_INVITE_USE_SECRET));
+        EXPECT_FALSE(IsChecked(hDlg, IDC_INVITE_CHAT));
+        EXPECT_FALSE(IsEnabled(hDlg, IDC_INVITE_SECRET));
+    });
+}
+
+TEST_F(CreateInvitationDialogTest, WithoutAListOfTimesNothingBehindItIsSetUp)
+{
+    StoreProxy(L"Proxy Last", L"proxy");
+    Window().m_Settings = {};
+    RunDialog([this](HWND hDlg) {
+        DestroyWindow(GetDlgItem(hDlg, IDC_INVITE_EXPIRY));
+        EnableWindow(GetDlgItem(hDlg, IDC_INVITE_VIEW), TRUE);
+        CheckDlgButton(hDlg, IDC_INVITE_VIEW, BST_CHECKED);
+        SendDlgItemMessageW(hDlg, IDC_INVITE_PROXY_HOST, CB_RESETCONTENT, 0, 0);
+        Initialize(hDlg);
+        EXPECT_TRUE(IsEnabled(hDlg, IDC_INVITE_VIEW) && IsChecked(hDlg, IDC_INVITE_VIEW));
+        EXPECT_EQ(SendDlgItemMessageW(hDlg, IDC_INVITE_PROXY_HOST, CB_GETCOUNT, 0, 0), 0);
+    });
+}
+
+TEST_F(CreateInvitationDialogTest, WithoutABoxForTheProxyNothingIsRecalled)
+{
+    StoreProxy(L"Proxy Last", L"proxy");
+    RunDialog([this](HWND hDlg) {
+        DestroyWindow(GetDlgItem(hDlg, IDC_INVITE_PROXY_HOST));
+        const LogCapture capture("CreateInvitationDialog");
+        Initialize(hDlg);
+        EXPECT_THAT(capture.Texts(),
+                    testing::Not(testing::Contains("TRACE LoadInvitationProxyList entering.")));
+        EXPECT_EQ(ControlText(hDlg, IDC_INVITE_PROXY_PORT), L"6127");
     });
 }
 
@@ -145,6 +219,30 @@ TEST_F(CreateInvitationDialogTest, WhatTheSettingsForbidCannotBeChecked)
             }
         });
     }
+}
+
+TEST_F(CreateInvitationDialogTest, WhatIsForbiddenIsUncheckedAndDisabledInTurn)
+{
+    RunDialog([this](HWND hDlg) {
+        for (const int nBox : ALLOWANCES)
+        {
+            CheckDlgButton(hDlg, nBox, BST_CHECKED);
+        }
+        Window().m_Settings = {};
+        const ImportHook check("user32.dll", "CheckDlgButton", &RecordCheck);
+        const ImportHook enable("user32.dll", "EnableWindow", &RecordEnable);
+        g_pfnEnableWindow = enable.Original();
+        g_controlCalls.clear();
+        Initialize(hDlg);
+        EXPECT_THAT(g_controlCalls,
+                    testing::ElementsAre("check 1006", "uncheck 1009", "uncheck 1010", "disable 1011",
+                                         "uncheck 1010", "disable 1010", "uncheck 1015", "disable 1015",
+                                         "uncheck 1017", "disable 1017", "uncheck 1016", "disable 1016"));
+        for (const int nBox : ALLOWANCES)
+        {
+            EXPECT_FALSE(IsChecked(hDlg, nBox)) << nBox;
+        }
+    });
 }
 
 TEST_F(CreateInvitationDialogTest, WithEverythingForbiddenEachAttemptIsRefused)
@@ -252,6 +350,19 @@ TEST_F(CreateInvitationDialogTest, EachBoxHasAFieldOfItsOwn)
     }
 }
 
+TEST_F(CreateInvitationDialogTest, WithoutAChosenTimeTheRequestHasNone)
+{
+    MakeInvitations("invitation");
+    RunDialog([this](HWND hDlg) {
+        FillIn(hDlg);
+        SendDlgItemMessageW(hDlg, IDC_INVITE_EXPIRY, CB_SETCURSEL, static_cast<WPARAM>(-1), 0);
+        ExpectCreated(hDlg, L"invitation");
+    });
+    MSG_UDP_CREATE_INVITATION request = {};
+    memcpy(&request, Requests(sizeof(request)).back().data(), sizeof(request));
+    EXPECT_EQ(request.dwExpirySelection, 0U);
+}
+
 TEST_F(CreateInvitationDialogTest, AProxysSecretIsAskedForWithoutAProxyToo)
 {
     RunDialog([this](HWND hDlg) {
@@ -323,18 +434,9 @@ TEST_F(CreateInvitationDialogTest, AnInvitationWithoutAProxyStoresPortZero)
 
 TEST_F(CreateInvitationDialogTest, AListedProxyLongerThanItsRoomEndsTheList)
 {
-    HKEY hKey = nullptr;
-    ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, LIST_KEY, &hKey), ERROR_SUCCESS);
-    const std::wstring longest(260, L'p');
-    const std::wstring tooLong(261, L'q');
-    const auto write = [hKey](const wchar_t* pszName, const std::wstring& text) {
-        RegSetValueExW(hKey, pszName, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.data()),
-                       static_cast<DWORD>(text.size() * sizeof(wchar_t)));
-    };
-    write(L"Proxy 0", longest.substr(1));
-    write(L"Proxy 1", tooLong);
-    write(L"Proxy 2", L"never read");
-    RegCloseKey(hKey);
+    StoreProxy(L"Proxy 0", std::wstring(259, L'p'));
+    StoreProxy(L"Proxy 1", std::wstring(261, L'q'));
+    StoreProxy(L"Proxy 2", L"never read");
     RunDialog([&](HWND hDlg) {
         ASSERT_EQ(SendDlgItemMessageW(hDlg, IDC_INVITE_PROXY_HOST, CB_GETCOUNT, 0, 0), 1);
         EXPECT_EQ(SendDlgItemMessageW(hDlg, IDC_INVITE_PROXY_HOST, CB_GETLBTEXTLEN, 0, 0), 259);
@@ -374,6 +476,39 @@ TEST_F(CreateInvitationDialogTest, EachSuccessReplacesTheText)
         ExpectCreated(hDlg, L"the first");
         MakeInvitations("the second");
         ExpectCreated(hDlg, L"the second");
+    });
+}
+
+TEST_F(CreateInvitationDialogTest, WhatIsAskedForDisablesTheWaysOutOfTheInvitationBefore)
+{
+    MakeInvitations("invitation");
+    RunDialog([this](HWND hDlg) {
+        FillIn(hDlg);
+        ExpectCreated(hDlg, L"invitation");
+        Type(hDlg, IDC_INVITE_NAME, L"");
+        ExpectAskedFor(hDlg, 48, IDC_INVITE_NAME);
+        EXPECT_EQ(ControlText(hDlg, IDC_INVITE_TEXT), L"invitation");
+    });
+    EXPECT_EQ(Requests(sizeof(MSG_UDP_HEADER)).size(), 1U);
+}
+
+TEST_F(CreateInvitationDialogTest, AProxyIsRememberedBeforeTheServiceIsAsked)
+{
+    INVITATION_ANSWER refusal;
+    refusal.mode = ANSWER_MODE::Answer;
+    refusal.dwError = ERROR_ACCESS_DENIED;
+    AnswerInvitations(refusal);
+    RunDialog([this](HWND hDlg) {
+        FillIn(hDlg);
+        Click(hDlg, IDC_INVITE_USE_PROXY);
+        Type(hDlg, IDC_INVITE_PROXY_HOST, L"proxy.example");
+        Type(hDlg, IDC_INVITE_PROXY_PORT, L"8080");
+        m_whileBoxIsOpen = [] { // the refusal's
+            EXPECT_EQ(StoredText(L"Proxy Last"), L"proxy.example");
+            EXPECT_EQ(StoredNumber(L"Proxy Port"), 8080U);
+        };
+        Click(hDlg, IDC_INVITE_CREATE);
+        EXPECT_EQ(m_boxes.size(), 1U);
     });
 }
 

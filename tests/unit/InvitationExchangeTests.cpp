@@ -2,6 +2,7 @@
 
 #include "Include/BoundedText.h"
 #include "Include/UtilLog.h"
+#include "dialogs/CreateInvitationDialog.h"
 #include "resources/resource.h"
 #include "tests/support/LoopbackPeer.h"
 #include "tests/support/Watchdog.h"
@@ -74,7 +75,7 @@ class InvitationExchangeTest : public InvitationHarness
     int Delete()
     {
         int nResult = -1;
-        RunDialog([&](HWND hDlg) { nResult = DeleteAllInvitations(hDlg, Window()); });
+        RunDialog([&](HWND hDlg) { nResult = DeleteAllInvitations(hDlg); });
         return nResult;
     }
 
@@ -258,16 +259,91 @@ TEST_F(InvitationExchangeTest, ARefusalsTextMayFillItsFieldWithoutATerminator)
 
 TEST_F(InvitationExchangeTest, ARequestThatCannotBeSentShowsNothing)
 {
-    RunDialog([this](HWND hDlg) {
+    RunDialog([](HWND hDlg) {
         Type(hDlg, IDC_INVITE_TEXT, OLD_TEXT);
         const ImportHook hook(
             "ws2_32.dll", "send", +[](SOCKET, const char*, int, int) -> int { return SOCKET_ERROR; });
         MSG_UDP_CREATE_INVITATION record = {};
         EXPECT_EQ(CreateInvitationViaUDP(hDlg, record), 0) << "a request that can't be sent";
         EXPECT_EQ(WholeText(hDlg), OLD_TEXT);
-        EXPECT_EQ(DeleteAllInvitations(hDlg, Window()), 0);
+        EXPECT_EQ(DeleteAllInvitations(hDlg), 0);
     });
     EXPECT_TRUE(m_boxes.empty());
+}
+
+TEST_F(InvitationExchangeTest, ARequestWhoseSecondHalfCannotBeSentShowsNothing)
+{
+    static decltype(&send) s_pfnSend = nullptr;
+    const ImportHook hook(
+        "ws2_32.dll", "send", +[](SOCKET hSocket, const char* pBytes, int cbBytes, int nFlags) -> int {
+            return cbBytes > static_cast<int>(sizeof(MSG_UDP_HEADER))
+                       ? SOCKET_ERROR
+                       : s_pfnSend(hSocket, pBytes, cbBytes, nFlags);
+        });
+    s_pfnSend = hook.Original();
+    const OUTCOME outcome = Create();
+    ExpectNothing(outcome);
+    EXPECT_LT(outcome.duration.count(), 4000) << "no answer is waited for";
+    EXPECT_TRUE(Requests(sizeof(MSG_UDP_CREATE_INVITATION)).empty());
+}
+
+TEST_F(InvitationExchangeTest, ATimeOutThatCannotBeSetIsDoneWithout)
+{
+    const ImportHook hook(
+        "ws2_32.dll", "setsockopt", +[](SOCKET, int, int, const char*, int) -> int { return SOCKET_ERROR; });
+    MakeInvitations("invitation");
+    const OUTCOME outcome = Create();
+    EXPECT_EQ(outcome.nResult, 1);
+    EXPECT_EQ(outcome.text, L"invitation");
+    EXPECT_EQ(DeleteWith(0, 1), 1);
+}
+
+TEST_F(InvitationExchangeTest, ItsSocketIsClosedOnEveryWay)
+{
+    static int s_nOpen = 0;
+    static decltype(&socket) s_pfnSocket = nullptr;
+    static decltype(&closesocket) s_pfnClose = nullptr;
+    INVITATION_ANSWER refusal;
+    refusal.dwError = ERROR_ACCESS_DENIED;
+    INVITATION_ANSWER wrongLength;
+    wrongLength.text = std::vector<BYTE>(10, 'x');
+    wrongLength.claimedLength = 9;
+    INVITATION_ANSWER wrongSize;
+    wrongSize.mode = ANSWER_MODE::WrongSize;
+    RunDialog([&](HWND hDlg) {
+        const ImportHook open(
+            "ws2_32.dll", "socket", +[](int nFamily, int nType, int nProtocol) -> SOCKET {
+                ++s_nOpen;
+                return s_pfnSocket(nFamily, nType, nProtocol);
+            });
+        const ImportHook close(
+            "ws2_32.dll", "closesocket", +[](SOCKET hSocket) -> int {
+                s_nOpen -= hSocket != INVALID_SOCKET ? 1 : 0;
+                return s_pfnClose(hSocket);
+            });
+        s_pfnSocket = open.Original();
+        s_pfnClose = close.Original();
+        s_nOpen = 0;
+        const auto exchange = [&](int nExpected) {
+            MSG_UDP_CREATE_INVITATION record = {};
+            EXPECT_EQ(CreateInvitationViaUDP(hDlg, record), nExpected);
+            EXPECT_EQ(s_nOpen, 0);
+        };
+        MakeInvitations("invitation");
+        exchange(1);
+        for (INVITATION_ANSWER answer : {refusal, wrongLength})
+        {
+            answer.mode = ANSWER_MODE::Answer;
+            AnswerInvitations(answer);
+            exchange(0);
+        }
+        AnswerInvitations(wrongSize);
+        exchange(0);
+        m_service.SetDeletionAnswer({ANSWER_MODE::Answer, 0, 1});
+        m_whileBoxIsOpen = [] { EXPECT_EQ(s_nOpen, 0) << "closed before the result is shown"; };
+        EXPECT_EQ(DeleteAllInvitations(hDlg), 1);
+        EXPECT_EQ(s_nOpen, 0);
+    });
 }
 
 TEST_F(InvitationExchangeTest, ADeletionTellsItsCountForThirtySeconds)
