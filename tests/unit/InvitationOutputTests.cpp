@@ -134,6 +134,15 @@ BOOL WINAPI WriteHalf(HANDLE, LPCVOID, DWORD cbBytes, LPDWORD pcbWritten, LPOVER
     return TRUE;
 }
 
+std::vector<std::pair<UINT, SIZE_T>> g_allocations;
+decltype(&GlobalAlloc) g_pfnGlobalAlloc = nullptr;
+
+HGLOBAL WINAPI RecordAllocation(UINT uFlags, SIZE_T cbBlock)
+{
+    g_allocations.emplace_back(uFlags, cbBlock);
+    return g_pfnGlobalAlloc(uFlags, cbBlock);
+}
+
 class InvitationOutputTest : public InvitationHarness
 {
   protected:
@@ -276,6 +285,18 @@ TEST_F(InvitationOutputTest, TheClipboardsListOfFilesIsLaidOutAsItShould)
               static_cast<ptrdiff_t>(522 - path.size()));
 }
 
+TEST_F(InvitationOutputTest, TheClipboardsBlocksAreOfTheirKindAndSize)
+{
+    const ImportHook hook("kernel32.dll", "GlobalAlloc", &RecordAllocation);
+    g_pfnGlobalAlloc = hook.Original();
+    g_allocations.clear();
+    EXPECT_EQ(Put(CopyAsBlob, L"Ann", L"twelve units"), 1);
+    EXPECT_EQ(Put(CopyAsFile, L"Ann"), 1);
+    ASSERT_EQ(g_allocations.size(), 2U);
+    EXPECT_EQ(g_allocations[0], std::pair(UINT{0x42}, SIZE_T{14})) << "movable and zeroed";
+    EXPECT_EQ(g_allocations[1], std::pair(UINT{0x2040}, SIZE_T{542})) << "shared and zeroed";
+}
+
 TEST_F(InvitationOutputTest, AFileWithoutANameIsCalledInvitation)
 {
     EXPECT_EQ(Put(CopyAsFile, L""), 1);
@@ -303,6 +324,28 @@ TEST_F(InvitationOutputTest, ANameThatIsTakenIsLeftAsItWas)
     EXPECT_EQ(Put(CopyAsFile, L"Ann"), 1);
     EXPECT_EQ(FileBytes(m_folder / L"Ann.inv"), (std::vector<BYTE>{'o', 'l', 'd', 'e', 'r'}));
     EXPECT_EQ(FileBytes(m_folder / L"Ann1.inv"), UnitsOf(TEXT));
+}
+
+TEST_F(InvitationOutputTest, TheNameIsReadAnewForEachAttempt)
+{
+    static decltype(&CreateFileW) s_pfnCreateFile = nullptr;
+    static HWND s_hDlg = nullptr;
+    MakeFile(L"Ann.inv");
+    RunDialog([](HWND hDlg) {
+        const ImportHook hook(
+            "kernel32.dll", "CreateFileW",
+            +[](LPCWSTR pszPath, DWORD dwAccess, DWORD dwSharing, LPSECURITY_ATTRIBUTES pSecurity,
+                DWORD dwDisposition, DWORD dwFlags, HANDLE hTemplate) -> HANDLE {
+                SetDlgItemTextW(s_hDlg, IDC_INVITE_NAME, L"Bob");
+                return s_pfnCreateFile(pszPath, dwAccess, dwSharing, pSecurity, dwDisposition, dwFlags,
+                                       hTemplate);
+            });
+        s_pfnCreateFile = hook.Original();
+        s_hDlg = hDlg;
+        Type(hDlg, IDC_INVITE_NAME, L"Ann");
+        EXPECT_EQ(CopyAsFile(hDlg), 1);
+    });
+    EXPECT_EQ(Documents(), (std::vector<std::wstring>{L"Ann.inv", L"Bob1.inv"}));
 }
 
 TEST_F(InvitationOutputTest, ANameThatNoFileMayHaveMakesNone)
@@ -404,8 +447,18 @@ TEST_F(InvitationOutputTest, AnOlderSystemIsAskedForTheDocumentsFolderInItsOwnWa
 
 TEST_F(InvitationOutputTest, TheDocumentsFolderIsTheUsersOwn)
 {
+    static int s_nFreed = 0;
+    static decltype(&CoTaskMemFree) s_pfnFree = nullptr;
+    const ImportHook hook(
+        "ole32.dll", "CoTaskMemFree", +[](void* pBlock) {
+            ++s_nFreed;
+            s_pfnFree(pBlock);
+        });
+    s_pfnFree = hook.Original();
+    s_nFreed = 0;
     wchar_t szPath[MAX_PATH] = {};
     EXPECT_EQ(GetFolderPath(szPath, MAX_PATH), 1);
+    EXPECT_EQ(s_nFreed, 1);
     EXPECT_EQ(std::wstring(szPath), std::filesystem::path(m_folder).make_preferred().wstring());
     EXPECT_EQ(m_binding.OpenModules(), 0);
 }
