@@ -114,6 +114,7 @@ TEST_F(JoinAttendedSessionTest, NothingButBlanksIsAskedForAgain)
                       EXPECT_EQ(GetFocus(), GetDlgItem(hDialog, IDC_JOIN_INVITATION));
                       EXPECT_TRUE(IsWindowVisible(hDialog));
                       EXPECT_EQ(m_record.szInvitation[0], L'\0');
+                      EXPECT_EQ(m_record.bOneTime, 1U);
                   }
                   Cancel(hDialog);
               }),
@@ -243,6 +244,19 @@ TEST_F(JoinAttendedSessionTest, TheKeyboardStartsAtTheTextAndEnterJoins)
         EXPECT_EQ(LOWORD(SendMessageW(hDialog, DM_GETDEFID, 0, 0)), IDOK);
         Cancel(hDialog);
     });
+}
+
+TEST_F(JoinAttendedSessionTest, LogsEveryMessage)
+{
+    const LogCapture capture("JoinAttendedSessionDialog", log4cxx::Level::getDebug());
+    Run([](HWND hDialog) {
+        SendMessageW(hDialog, WM_NULL, 0, 0);
+        Cancel(hDialog);
+    });
+    for (const char* const pszLine : {"DEBUG iMsg=272", "DEBUG iMsg=0", "DEBUG iMsg=2"})
+    {
+        EXPECT_THAT(capture.Texts(), testing::Contains(pszLine));
+    }
 }
 
 TEST_F(JoinAttendedSessionTest, ManyInARowLeaveNothingBehindOnAnyScreen)

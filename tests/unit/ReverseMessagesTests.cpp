@@ -434,6 +434,7 @@ TEST_F(ReverseTest, EveryStateSendsAnOpenJoinDialogAway)
 TEST_F(ReverseTest, TheBarStartsToMoveAndOtherCommandsAreIgnored)
 {
     OnWindowThread([] {
+        const LogCapture capture("ConnectInProgressDialog", log4cxx::Level::getDebug());
         const CWindow hDialog(CreateDialogParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_CONNECT_IN_PROGRESS),
                                                  nullptr, ConnectInProgressProc, 0));
         ASSERT_TRUE(hDialog);
@@ -447,6 +448,10 @@ TEST_F(ReverseTest, TheBarStartsToMoveAndOtherCommandsAreIgnored)
         EXPECT_EQ(ConnectInProgressProc(hDialog.get(), WM_COMMAND, IDOK, 0), TRUE);
         EXPECT_EQ(ConnectInProgressProc(hDialog.get(), WM_INITDIALOG, 0, 0), 1);
         EXPECT_EQ(ConnectInProgressProc(hDialog.get(), WM_NULL, 0, 0), FALSE);
+        for (const char* const pszLine : {"DEBUG iMsg=272", "DEBUG iMsg=273", "DEBUG iMsg=0"})
+        {
+            EXPECT_THAT(capture.Texts(), testing::Contains(pszLine));
+        }
     });
     EXPECT_TRUE(m_service.StaysSilent(100));
 }
