@@ -3,6 +3,7 @@
 #include "Include/BoundedText.h"
 #include "Include/Clipboard.h"
 #include "dialogs/AboutText.h"
+#include "dialogs/GradientFill.h"
 #include "resources/resource.h"
 #include "resources/version.h"
 #include "startup/TKDAST.h"
@@ -17,6 +18,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -68,6 +70,33 @@ size_t CountOrangeAt(HWND hDialog, int nControl)
     }
     ReleaseDC(hDialog, hDC);
     return nOrange;
+}
+
+std::vector<std::wstring> g_versionFiles; // whose version was asked for
+decltype(&GetFileVersionInfoSizeW) g_pfnVersionSize = nullptr;
+
+DWORD WINAPI RecordVersionFile(LPCWSTR pszPath, LPDWORD pdwUnused)
+{
+    g_versionFiles.emplace_back(pszPath);
+    return g_pfnVersionSize(pszPath, pdwUnused);
+}
+
+std::vector<std::wstring> g_versionQueries;
+decltype(&VerQueryValueW) g_pfnVersionQuery = nullptr;
+
+BOOL WINAPI RecordVersionQuery(LPCVOID pBlock, LPCWSTR pszName, LPVOID* ppValue, PUINT pcbValue)
+{
+    g_versionQueries.emplace_back(pszName);
+    return g_pfnVersionQuery(pBlock, pszName, ppValue, pcbValue);
+}
+
+std::vector<std::pair<UINT, SIZE_T>> g_allocations;
+decltype(&GlobalAlloc) g_pfnGlobalAlloc = nullptr;
+
+HGLOBAL WINAPI RecordAllocation(UINT uFlags, SIZE_T cbBlock)
+{
+    g_allocations.emplace_back(uFlags, cbBlock);
+    return g_pfnGlobalAlloc(uFlags, cbBlock);
 }
 
 int g_nFreedBlocks = 0;
@@ -192,6 +221,18 @@ TEST_F(AboutDialogTest, ItsButtonCopiesTheInformation)
     EXPECT_EQ(ClipboardText(), ComposeAboutText(m_addresses, false)) << "outlives the dialog";
 }
 
+TEST_F(AboutDialogTest, TheClipboardsBlockIsMovableAndZeroed)
+{
+    RunAbout([](HWND hDialog) {
+        const ImportHook hook("kernel32.dll", "GlobalAlloc", &RecordAllocation);
+        g_pfnGlobalAlloc = hook.Original();
+        g_allocations.clear();
+        EXPECT_EQ(CopyToClipboard(hDialog), 1);
+        EXPECT_EQ(g_allocations, (std::vector<std::pair<UINT, SIZE_T>>{{0x42, 8192}}));
+        Close(hDialog);
+    });
+}
+
 TEST_F(AboutDialogTest, AFailedStepOfCopyingIsTold)
 {
     RunAbout([](HWND hDialog) {
@@ -241,6 +282,65 @@ TEST_F(AboutDialogTest, TheIconIsDrawnAtItsPlaceWithAndWithoutAGradient)
     }
 }
 
+TEST_F(AboutDialogTest, APictureOfTheTemplatesGivesWayToTheGradientOnly)
+{
+    for (const bool bGradient : {true, false})
+    {
+        if (!bGradient)
+        {
+            m_binding.SetMissing("GradientFill");
+        }
+        RunAbout([&](HWND hDialog) {
+            UnloadGradientFill();
+            ShowWindow(GetDlgItem(hDialog, IDC_ABOUT_ICON), SW_SHOWNA);
+            SendMessageW(hDialog, WM_INITDIALOG, 0, reinterpret_cast<LPARAM>(&m_addresses));
+            EXPECT_EQ(IsWindowVisible(GetDlgItem(hDialog, IDC_ABOUT_ICON)) != FALSE, !bGradient);
+            Close(hDialog);
+        });
+    }
+}
+
+TEST_F(AboutDialogTest, ControlsStandTransparentlyOnTheGradient)
+{
+    RunAbout([](HWND hDialog) {
+        const HDC hDC = GetDC(hDialog);
+        for (const UINT uMessage : std::initializer_list<UINT>{WM_CTLCOLORDLG, WM_CTLCOLORSTATIC})
+        {
+            SetTextColor(hDC, RGB(9, 9, 9));
+            SetBkMode(hDC, OPAQUE);
+            SetWindowLongPtrW(hDialog, DWLP_MSGRESULT, 0);
+            EXPECT_EQ(AboutWndProc(hDialog, uMessage, reinterpret_cast<WPARAM>(hDC),
+                                   reinterpret_cast<LPARAM>(hDialog)),
+                      reinterpret_cast<INT_PTR>(GetStockObject(NULL_BRUSH)));
+            EXPECT_EQ(GetWindowLongPtrW(hDialog, DWLP_MSGRESULT), 1);
+            EXPECT_EQ(GetBkMode(hDC), TRANSPARENT);
+            EXPECT_EQ(GetTextColor(hDC), 0U);
+        }
+        UnloadGradientFill(); // another dialog has ended
+        InvalidateRect(hDialog, nullptr, TRUE);
+        UpdateWindow(hDialog);
+        EXPECT_EQ(AboutWndProc(hDialog, WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(hDC),
+                               reinterpret_cast<LPARAM>(hDialog)),
+                  0);
+        ReleaseDC(hDialog, hDC);
+        Close(hDialog);
+    });
+}
+
+TEST_F(AboutDialogTest, ItsEndTakesTheGradientAwayFromAllDialogs)
+{
+    RECT rect = {0, 0, 1, 1};
+    const HDC hScreen = GetDC(nullptr);
+    const HDC hMemory = CreateCompatibleDC(hScreen);
+    RunAbout([&](HWND hDialog) {
+        EXPECT_EQ(FillGradientRect(hMemory, &rect, 0, 0, FALSE), 1);
+        Close(hDialog);
+    });
+    EXPECT_EQ(FillGradientRect(hMemory, &rect, 0, 0, FALSE), 0);
+    DeleteDC(hMemory);
+    ReleaseDC(nullptr, hScreen);
+}
+
 TEST_F(AboutDialogTest, AScreenReadersFocusStartsAtTheButtonThatCloses)
 {
     RunAbout([](HWND hDialog) {
@@ -259,6 +359,23 @@ TEST_F(AboutDialogTest, TheVersionIsTheServicesInDottedForm)
     wchar_t szShort[4] = {};
     EXPECT_EQ(GetExeVersion(szShort, 4), 1);
     EXPECT_EQ(std::wstring(szShort), std::wstring(szVersion).substr(0, 3));
+}
+
+TEST_F(AboutDialogTest, TheVersionIsReadFromTheServicesProgramAndTheCopyrightFromTheAgents)
+{
+    const ImportHook size("version.dll", "GetFileVersionInfoSizeW", &RecordVersionFile);
+    const ImportHook query("version.dll", "VerQueryValueW", &RecordVersionQuery);
+    g_pfnVersionSize = size.Original();
+    g_pfnVersionQuery = query.Original();
+    g_versionFiles.clear();
+    g_versionQueries.clear();
+    RunAbout(Close);
+    EXPECT_EQ(g_versionFiles,
+              (std::vector<std::wstring>{StagedProgram(L"TKDAS.exe"), StagedProgram(L"TKDAST.exe")}));
+    EXPECT_EQ(g_versionQueries, (std::vector<std::wstring>{L"\\VarFileInfo\\Translation",
+                                                           L"\\StringFileInfo\\040904B0\\FileVersion",
+                                                           L"\\VarFileInfo\\Translation",
+                                                           L"\\StringFileInfo\\040904B0\\LegalCopyright"}));
 }
 
 TEST_F(AboutDialogTest, ABlockWithoutAVersionLeavesTheOutputAsItWas)
