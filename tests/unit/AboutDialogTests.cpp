@@ -252,6 +252,7 @@ TEST_F(AboutDialogTest, AFailedStepOfCopyingIsTold)
                 "kernel32.dll", "GlobalAlloc", +[](UINT, SIZE_T) -> HGLOBAL { return nullptr; });
             EXPECT_EQ(CopyToClipboard(hDialog), 0);
         }
+        EXPECT_EQ(ClipboardText(), L"nothing") << "emptied before there is a text";
         {
             const ImportHook hook(
                 "user32.dll", "SetClipboardData", +[](UINT, HANDLE) -> HANDLE { return nullptr; });
@@ -298,6 +299,27 @@ TEST_F(AboutDialogTest, APictureOfTheTemplatesGivesWayToTheGradientOnly)
             Close(hDialog);
         });
     }
+}
+
+TEST_F(AboutDialogTest, WithoutAPlaceForItTheIconIsNotDrawn)
+{
+    static int s_nDrawn = 0;
+    RunAbout([](HWND hDialog) {
+        const ImportHook hook(
+            "user32.dll", "DrawIcon", +[](HDC, int, int, HICON) -> BOOL {
+                ++s_nDrawn;
+                return TRUE;
+            });
+        s_nDrawn = 0;
+        InvalidateRect(hDialog, nullptr, TRUE);
+        UpdateWindow(hDialog);
+        EXPECT_EQ(s_nDrawn, 1);
+        DestroyWindow(GetDlgItem(hDialog, IDC_ABOUT_ICON));
+        InvalidateRect(hDialog, nullptr, TRUE);
+        UpdateWindow(hDialog);
+        EXPECT_EQ(s_nDrawn, 1);
+        Close(hDialog);
+    });
 }
 
 TEST_F(AboutDialogTest, ControlsStandTransparentlyOnTheGradient)

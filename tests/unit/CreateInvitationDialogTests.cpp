@@ -359,7 +359,9 @@ TEST_F(CreateInvitationDialogTest, WithoutAChosenTimeTheRequestHasNone)
         ExpectCreated(hDlg, L"invitation");
     });
     MSG_UDP_CREATE_INVITATION request = {};
-    memcpy(&request, Requests(sizeof(request)).back().data(), sizeof(request));
+    const auto requests = Requests(sizeof(request));
+    ASSERT_EQ(requests.size(), 1U);
+    memcpy(&request, requests[0].data(), sizeof(request));
     EXPECT_EQ(request.dwExpirySelection, 0U);
 }
 

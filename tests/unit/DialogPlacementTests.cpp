@@ -54,6 +54,22 @@ BOOL WINAPI AnswerParameter(UINT uAction, UINT, PVOID pvParam, UINT)
     return g_bWorkAreaKnown ? TRUE : FALSE;
 }
 
+std::vector<std::string> g_moves;
+decltype(&MoveWindow) g_pfnMoveWindow = nullptr;
+decltype(&SetWindowPos) g_pfnSetWindowPos = nullptr;
+
+BOOL WINAPI RecordMove(HWND hWnd, int nX, int nY, int nWidth, int nHeight, BOOL bRepaint)
+{
+    g_moves.push_back("move " + Text({nX, nY}) + (bRepaint ? " repainted" : ""));
+    return g_pfnMoveWindow(hWnd, nX, nY, nWidth, nHeight, bRepaint);
+}
+
+BOOL WINAPI RecordPosition(HWND hWnd, HWND hAfter, int nX, int nY, int nWidth, int nHeight, UINT uFlags)
+{
+    g_moves.push_back((hAfter == HWND_TOPMOST ? "topmost " : "") + std::to_string(uFlags));
+    return g_pfnSetWindowPos(hWnd, hAfter, nX, nY, nWidth, nHeight, uFlags);
+}
+
 class DialogPlacementTest : public testing::Test
 {
   protected:
@@ -150,6 +166,18 @@ TEST_F(DialogPlacementTest, ShowsTheWindowOnTopWithoutActivatingIt)
     EXPECT_NE(GetWindowLongPtrW(m_hWnd, GWL_EXSTYLE) & WS_EX_TOPMOST, 0);
     EXPECT_EQ(GetActiveWindow(), hOther);
     DestroyWindow(hOther);
+}
+
+TEST_F(DialogPlacementTest, AWindowIsShownWhereItIsToStand)
+{
+    const ImportHook move("user32.dll", "MoveWindow", &RecordMove);
+    const ImportHook position("user32.dll", "SetWindowPos", &RecordPosition);
+    g_pfnMoveWindow = move.Original();
+    g_pfnSetWindowPos = position.Original();
+    g_moves.clear();
+    g_workArea = {0, 0, 1024, 700};
+    Place();
+    EXPECT_THAT(g_moves, testing::ElementsAre("move 584,490 repainted", "topmost 595"));
 }
 
 TEST_F(DialogPlacementTest, FallsBackToTheWorkAreaAndThenToTheScreen)

@@ -114,6 +114,13 @@ TEST_F(GradientFillTest, AScreenWithoutBrushesHasNone)
     EXPECT_EQ(Fill(), 0);
 }
 
+TEST_F(GradientFillTest, OnceLoadedTheScreenIsNotAskedAgain)
+{
+    ASSERT_EQ(LoadGradientFill(), 1);
+    const ImportHook hook("gdi32.dll", "GetDeviceCaps", &NoBrushes);
+    EXPECT_EQ(LoadGradientFill(), 1);
+}
+
 TEST_F(GradientFillTest, ASystemWithoutTheModuleOrItsEntryHasNone)
 {
     m_binding.SetMissingModule(L"msimg32.dll");

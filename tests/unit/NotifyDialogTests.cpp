@@ -552,6 +552,21 @@ TEST_F(NotifyDialogTest, StandsInTheTrayCornerAndReturnsThereWhenTheScreenChange
     EXPECT_EQ(Place(hPopup), corner);
 }
 
+TEST_F(NotifyDialogTest, LooksForAShellEachTimeItIsShown)
+{
+    static std::vector<std::wstring> s_classes;
+    const ImportHook hook(
+        "user32.dll", "FindWindowW", +[](LPCWSTR pszClass, LPCWSTR) -> HWND {
+            s_classes.emplace_back(pszClass);
+            return nullptr;
+        });
+    s_classes.clear();
+    ShowPopup(NOTIFY_MODE_CONNECTED);
+    EXPECT_EQ(s_classes, std::vector<std::wstring>{L"Shell_TrayWnd"});
+    ShowPopup(NOTIFY_MODE_DISCONNECTED);
+    EXPECT_EQ(s_classes.size(), 2U);
+}
+
 TEST_F(NotifyDialogTest, NeverTakesTheFocusByItself)
 {
     const HWND hOther = CreateWindowExW(0, L"STATIC", L"other", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 300,
