@@ -537,3 +537,161 @@ TEST_F(CTKSocketTest, OnlyAStartedWinsockIsCleanedUp)
         EXPECT_EQ(g_wVersionAsked, MAKEWORD(2, 0));
     }
 }
+
+namespace
+{
+std::vector<std::string> g_calls;
+decltype(&shutdown) g_pfnShutdown = nullptr;
+decltype(&closesocket) g_pfnCloseSocket = nullptr;
+decltype(&WSACleanup) g_pfnCleanup = nullptr;
+int g_nRefusedOption = 0;
+
+int WSAAPI CallingShutdown(SOCKET hSocket, int nHow)
+{
+    g_calls.push_back("shutdown " + std::to_string(nHow));
+    return g_pfnShutdown(hSocket, nHow);
+}
+
+int WSAAPI CallingCloseSocket(SOCKET hSocket)
+{
+    g_calls.emplace_back("closesocket");
+    return g_pfnCloseSocket(hSocket);
+}
+
+int WSAAPI CallingCleanup()
+{
+    g_calls.emplace_back("WSACleanup");
+    return g_pfnCleanup();
+}
+
+SOCKET WSAAPI CallingSocket(int nFamily, int nType, int nProtocol)
+{
+    g_calls.push_back("socket " + std::to_string(nFamily) + " " + std::to_string(nType) + " " +
+                      std::to_string(nProtocol));
+    return g_pfnSocket(nFamily, nType, nProtocol);
+}
+
+SOCKET WSAAPI NoSocket(int, int, int)
+{
+    WSASetLastError(WSAEMFILE);
+    return INVALID_SOCKET;
+}
+
+int WSAAPI CallingConnect(SOCKET hSocket, const sockaddr* pAddress, int cbAddress)
+{
+    g_calls.emplace_back("connect");
+    return g_pfnConnect(hSocket, pAddress, cbAddress);
+}
+
+int WSAAPI RefuseOption(SOCKET, int nLevel, int nOption, const char*, int cbValue)
+{
+    EXPECT_EQ(cbValue, 4);
+    EXPECT_EQ(nLevel, nOption == TCP_NODELAY ? static_cast<int>(IPPROTO_TCP) : SOL_SOCKET);
+    return nOption == g_nRefusedOption ? SOCKET_ERROR : 0;
+}
+
+int WSAAPI CountedRecv(SOCKET, char*, int, int)
+{
+    g_calls.emplace_back("recv");
+    return SOCKET_ERROR;
+}
+
+int WSAAPI CountedSend(SOCKET, const char*, int, int)
+{
+    g_calls.emplace_back("send");
+    return SOCKET_ERROR;
+}
+} // namespace
+
+TEST_F(CTKSocketTest, OnlyDatagramsLookForASocketBeforeTheyAskTheSystem)
+{
+    const ImportHook receive("ws2_32.dll", "recv", &CountedRecv);
+    const ImportHook sender("ws2_32.dll", "send", &CountedSend);
+    CTKSocket socket;
+    char chByte = 0;
+    g_calls.clear();
+    EXPECT_EQ(socket.ReadDatagram(&chByte, 1), 0);
+    EXPECT_EQ(socket.WriteDatagram(&chByte, 1), 0);
+    EXPECT_TRUE(g_calls.empty());
+    EXPECT_EQ(socket.Read(&chByte, 1), SOCKET_ERROR);
+    EXPECT_EQ(socket.ReadAll(&chByte, 1), 0);
+    EXPECT_EQ(socket.Write(&chByte, 1), SOCKET_ERROR);
+    EXPECT_EQ(socket.WriteAll(&chByte, 1), 0);
+    EXPECT_EQ(g_calls, (std::vector<std::string>{"recv", "recv", "send", "send"}));
+}
+
+TEST_F(CTKSocketTest, ATimeLimitThatTheSystemRefusesIsAFailure)
+{
+    CTKSocket socket;
+    const LoopbackConnection peer = ConnectPair(socket);
+    const ImportHook hook("ws2_32.dll", "setsockopt", &RefuseOption);
+    for (const int nOption : {SO_RCVTIMEO, SO_SNDTIMEO})
+    {
+        g_nRefusedOption = nOption;
+        EXPECT_EQ(socket.SetTimeouts(SHORT_TIMEOUT_MS), 0);
+    }
+    g_nRefusedOption = 0;
+    EXPECT_EQ(socket.SetTimeouts(SHORT_TIMEOUT_MS), 1);
+}
+
+TEST_F(CTKSocketTest, AStreamThatCannotSendWithoutDelayIsAStreamAllTheSame)
+{
+    const ImportHook hook("ws2_32.dll", "setsockopt", &RefuseOption);
+    g_nRefusedOption = TCP_NODELAY;
+    CTKSocket socket;
+    const LoopbackListener listener;
+    EXPECT_EQ(socket.Connect(L"localhost", listener.Port(), SOCK_STREAM, AF_INET), 1);
+}
+
+TEST_F(CTKSocketTest, WithoutASocketNothingConnects)
+{
+    const ImportHook maker("ws2_32.dll", "socket", &NoSocket);
+    const ImportHook options("ws2_32.dll", "setsockopt", &RecordingSetSockOpt);
+    g_script.pfnSetSockOpt = options.Original();
+    CTKSocket socket;
+    const LoopbackListener listener;
+    EXPECT_EQ(socket.Connect(L"localhost", listener.Port(), SOCK_STREAM, AF_INET), 0);
+    EXPECT_TRUE(g_script.options.empty());
+    EXPECT_FALSE(IsSocketValid(&socket));
+}
+
+TEST_F(CTKSocketTest, AnotherConnectClosesTheSocketOfTheOneBefore)
+{
+    const ImportHook maker("ws2_32.dll", "socket", &CallingSocket);
+    g_pfnSocket = maker.Original();
+    const ImportHook connector("ws2_32.dll", "connect", &CallingConnect);
+    g_pfnConnect = connector.Original();
+    const ImportHook closer("ws2_32.dll", "closesocket", &CallingCloseSocket);
+    g_pfnCloseSocket = closer.Original();
+    CTKSocket socket;
+    g_calls.clear();
+    EXPECT_EQ(socket.Connect(L"localhost", UnusedPort(), SOCK_STREAM, AF_INET), 0);
+    const LoopbackListener listener;
+    EXPECT_EQ(socket.Connect(L"localhost", listener.Port(), SOCK_STREAM, AF_INET), 1);
+    EXPECT_EQ(g_calls, (std::vector<std::string>{"socket 2 1 0", "connect", "closesocket", "socket 2 1 0",
+                                                 "connect"}));
+}
+
+TEST_F(CTKSocketTest, TheEndShutsDownAndClosesTheSocketBeforeItLetsGoOfWinsock)
+{
+    {
+        CTKSocket socket;
+        const LoopbackConnection peer = ConnectPair(socket);
+        const ImportHook shutdownHook("ws2_32.dll", "shutdown", &CallingShutdown);
+        g_pfnShutdown = shutdownHook.Original();
+        const ImportHook closer("ws2_32.dll", "closesocket", &CallingCloseSocket);
+        g_pfnCloseSocket = closer.Original();
+        g_calls.clear();
+        EXPECT_EQ(socket.Close(), 1);
+        EXPECT_EQ(g_calls, (std::vector<std::string>{"shutdown 2", "closesocket"}));
+        EXPECT_FALSE(IsSocketValid(&socket));
+    }
+    auto pSocket = std::make_unique<CTKSocket>();
+    const ImportHook shutdownHook("ws2_32.dll", "shutdown", &CallingShutdown);
+    const ImportHook closer("ws2_32.dll", "closesocket", &CallingCloseSocket);
+    const ImportHook cleanup("ws2_32.dll", "WSACleanup", &CallingCleanup);
+    g_pfnCleanup = cleanup.Original();
+    g_calls.clear();
+    pSocket.reset();
+    EXPECT_EQ(g_calls, (std::vector<std::string>{"shutdown 2", "closesocket", "WSACleanup"}));
+}

@@ -5,14 +5,19 @@
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/unit/LogCapture.h"
 #include "tray/TKDASTWindow.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -107,8 +112,11 @@ class ReaderTest : public testing::Test
     bool TakeChannelLost()
     {
         MSG message = {};
-        return PeekMessageW(&message, m_pWindow->m_hWnd, WM_SERVICE_CHANNEL_LOST, WM_SERVICE_CHANNEL_LOST,
-                            PM_REMOVE) != FALSE;
+        const bool bLost = PeekMessageW(&message, m_pWindow->m_hWnd, WM_SERVICE_CHANNEL_LOST,
+                                        WM_SERVICE_CHANNEL_LOST, PM_REMOVE) != FALSE;
+        EXPECT_EQ(message.wParam, 0U);
+        EXPECT_EQ(message.lParam, 0);
+        return bLost;
     }
 
     static bool SendType(LoopbackConnection& service, DWORD dwType)
@@ -341,5 +349,268 @@ TEST_F(ReaderTest, WithoutALookupAnswerThereIsNoThirdTry)
     StartReader(nPort);
     m_reader.join();
     EXPECT_EQ(m_pWindow->m_uiPort, nPort);
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+namespace
+{
+using testing::ElementsAre;
+using Texts = std::vector<std::string>;
+
+decltype(&setsockopt) g_pfnSetSockOpt = nullptr;
+std::vector<std::pair<int, DWORD>> g_options; // option, value
+
+int WSAAPI RecordingSetSockOpt(SOCKET hSocket, int nLevel, int nOption, const char* pValue, int cbValue)
+{
+    DWORD dwValue = 0;
+    memcpy(&dwValue, pValue, sizeof(dwValue));
+    g_options.emplace_back(nOption, dwValue);
+    return g_pfnSetSockOpt(hSocket, nLevel, nOption, pValue, cbValue);
+}
+
+decltype(&malloc) g_pfnMalloc = nullptr;
+size_t g_cbRefused = 0;
+std::atomic<int> g_nRefusals = 0;
+
+void* __cdecl RefuseOneSize(size_t cbWanted)
+{
+    if (cbWanted == g_cbRefused)
+    {
+        ++g_nRefusals;
+        return nullptr;
+    }
+    return g_pfnMalloc(cbWanted);
+}
+
+decltype(&recv) g_pfnRecv = nullptr;
+CTKSocket* g_pSocketToClose = nullptr;
+
+int WSAAPI CloseBehindTheRead(SOCKET hSocket, char* p, int n, int nFlags)
+{
+    const int nRead = g_pfnRecv(hSocket, p, n, nFlags);
+    g_pSocketToClose->Close();
+    return nRead;
+}
+
+// The stream's tries fail, each with an error of its own, and so does the lookup.
+constexpr int FIRST_ERROR = WSAENETDOWN;
+constexpr int SECOND_ERROR = WSAENETUNREACH;
+constexpr int LOOKUP_ERROR = WSAENETRESET;
+int g_nTries = 0;
+
+int WSAAPI FailingConnect(SOCKET, const sockaddr* pAddress, int)
+{
+    const bool bLookup = ntohs(reinterpret_cast<const sockaddr_in*>(pAddress)->sin_port) == QUERY_PORT;
+    if (!bLookup)
+    {
+        ++g_nTries;
+    }
+    WSASetLastError(bLookup ? LOOKUP_ERROR : g_sleeps.empty() ? FIRST_ERROR : SECOND_ERROR);
+    return SOCKET_ERROR;
+}
+
+// A service that is there and runs, so that the report carries the reason.
+SC_HANDLE WINAPI SomeManager(LPCWSTR, LPCWSTR, DWORD)
+{
+    return reinterpret_cast<SC_HANDLE>(static_cast<ULONG_PTR>(1));
+}
+
+SC_HANDLE WINAPI SomeService(SC_HANDLE, LPCWSTR, DWORD)
+{
+    return reinterpret_cast<SC_HANDLE>(static_cast<ULONG_PTR>(2));
+}
+
+BOOL WINAPI ServiceRuns(SC_HANDLE, LPSERVICE_STATUS pStatus)
+{
+    pStatus->dwCurrentState = SERVICE_RUNNING;
+    return TRUE;
+}
+
+BOOL WINAPI NothingToClose(SC_HANDLE)
+{
+    return TRUE;
+}
+} // namespace
+
+TEST_F(ReaderTest, TellsItsWorkInTheLogUnderItsOwnName)
+{
+    const LogCapture capture("ConnectionInfo");
+    LoopbackConnection service = ConnectReader();
+    MSG_VERSION version = {};
+    version.dwType = MSG_TYPE_VERSION;
+    ASSERT_TRUE(service.SendAll(&version, sizeof(version)));
+    ASSERT_TRUE(SendType(service, 12345));
+    ASSERT_TRUE(SendType(service, MSG_TYPE_RESERVED_40005));
+    ASSERT_TRUE(SendType(service, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE));
+    ASSERT_TRUE(service.ReceiveExactly(&version, sizeof(version), WAIT_MS));
+    service.ShutdownSend();
+    m_reader.join();
+    EXPECT_THAT(
+        capture.Texts(),
+        ElementsAre("TRACE ConnectionInfo entering.", "DEBUG Waiting for a message from the socket.",
+                    "DEBUG Received message type 4400", "TRACE MSG_TYPE_VERSION",
+                    "DEBUG Waiting for a message from the socket.", "DEBUG Received message type 12345",
+                    "DEBUG Waiting for a message from the socket.", "DEBUG Received message type 40005",
+                    "TRACE MSG_TYPE_RESERVED_40005", "DEBUG Waiting for a message from the socket.",
+                    "DEBUG Received message type 100000", "TRACE MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE",
+                    "DEBUG Waiting for a message from the socket.", "TRACE ConnectionInfo exiting."));
+    for (const LogLine& line : capture.Lines())
+    {
+        EXPECT_TRUE(line.threadName.starts_with("ConnectionInfo@")) << line.threadName;
+    }
+}
+
+TEST_F(ReaderTest, NamesARecordInTheLogBeforeItsBodyHasCome)
+{
+    const LogCapture capture("ConnectionInfo");
+    LoopbackConnection service = ConnectReader();
+    ASSERT_TRUE(SendType(service, MSG_TYPE_TRAYICON_SETTINGS));
+    service.ShutdownSend();
+    m_reader.join();
+    EXPECT_THAT(capture.Texts(),
+                ElementsAre("TRACE ConnectionInfo entering.", "DEBUG Waiting for a message from the socket.",
+                            "DEBUG Received message type 40003", "TRACE MSG_TYPE_TRAYICON_SETTINGS",
+                            "TRACE ConnectionInfo exiting."));
+}
+
+TEST_F(ReaderTest, AnAgentThatGoesAsItConnectsReadsNothing)
+{
+    const LogCapture capture("ConnectionInfo");
+    LoopbackListener listener;
+    MakeWindow(listener.Port());
+    m_pWindow->m_bExiting = 1;
+    m_reader = std::thread([this] { ConnectionInfo(m_pWindow.get()); });
+    const std::optional<LoopbackConnection> service = listener.Accept(WAIT_MS);
+    ASSERT_TRUE(service.has_value());
+    m_reader.join();
+    EXPECT_THAT(capture.Texts(),
+                ElementsAre("TRACE ConnectionInfo entering.", "DEBUG Waiting for a message from the socket.",
+                            "TRACE ConnectionInfo exiting."));
+    EXPECT_FALSE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, ASocketThatIsClosedUnderTheReaderEndsItBeforeTheMessage)
+{
+    const LogCapture capture("ConnectionInfo");
+    LoopbackListener listener;
+    MakeWindow(listener.Port());
+    g_pSocketToClose = m_pWindow->m_pSocket.load().get();
+    const ImportHook hook("ws2_32.dll", "recv", &CloseBehindTheRead);
+    g_pfnRecv = hook.Original();
+    m_reader = std::thread([this] { ConnectionInfo(m_pWindow.get()); });
+    std::optional<LoopbackConnection> service = listener.Accept(WAIT_MS);
+    ASSERT_TRUE(service.has_value());
+    ASSERT_TRUE(SendType(*service, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE));
+    m_reader.join();
+    EXPECT_THAT(capture.Texts(),
+                ElementsAre("TRACE ConnectionInfo entering.", "DEBUG Waiting for a message from the socket.",
+                            "TRACE ConnectionInfo exiting."));
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, AConnectedChannelWaitsWithoutALimit)
+{
+    const ImportHook hook("ws2_32.dll", "setsockopt", &RecordingSetSockOpt);
+    g_pfnSetSockOpt = hook.Original();
+    g_options.clear();
+    LoopbackConnection service = ConnectReader();
+    ASSERT_TRUE(Echoes(service));
+    EXPECT_THAT(g_options,
+                ElementsAre(std::pair<int, DWORD>(TCP_NODELAY, 1), std::pair<int, DWORD>(SO_RCVTIMEO, 0),
+                            std::pair<int, DWORD>(SO_SNDTIMEO, 0)))
+        << "the limit that was set before there was a socket has reached none";
+}
+
+TEST_F(ReaderTest, TheLookupWaitsWithoutALimit)
+{
+    const ImportHook hook("ws2_32.dll", "setsockopt", &RecordingSetSockOpt);
+    g_pfnSetSockOpt = hook.Original();
+    g_options.clear();
+    const LookupService lookup({LookupAnswer(5000)});
+    unsigned int uiPort = 1;
+    EXPECT_EQ(GetPortNumberViaUDP(&uiPort), 1);
+    EXPECT_TRUE(g_options.empty());
+}
+
+TEST_F(ReaderTest, AHandshakeThatCannotBeAnsweredReleasesNobody)
+{
+    LoopbackConnection service = ConnectReader();
+    m_pWindow->m_hDesktopEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const ImportHook hook("ws2_32.dll", "send", &FailingSend);
+    MSG_VERSION version = {};
+    version.dwType = MSG_TYPE_VERSION;
+    ASSERT_TRUE(service.SendAll(&version, sizeof(version)));
+    m_reader.join();
+    EXPECT_EQ(WaitForSingleObject(m_pWindow->m_hDesktopEvent.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, WithoutMemoryForItsRecordsTheChannelIsLostAtOnce)
+{
+    LoopbackListener listener;
+    MakeWindow(listener.Port());
+    g_nRefusals = 0;
+    g_cbRefused = MESSAGE_BUFFER_SIZE;
+    const ImportHook hook("msvcrt.dll", "malloc", &RefuseOneSize);
+    g_pfnMalloc = hook.Original();
+    m_reader = std::thread([this] { ConnectionInfo(m_pWindow.get()); });
+    m_reader.join();
+    EXPECT_EQ(g_nRefusals, 1);
+    EXPECT_FALSE(listener.Accept(0).has_value());
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, WithoutMemoryForASocketThereIsNoLookup)
+{
+    g_nRefusals = 0;
+    g_cbRefused = sizeof(CTKSocket);
+    unsigned int uiPort = 1;
+    int nResult = -1;
+    {
+        const ImportHook hook("msvcrt.dll", "malloc", &RefuseOneSize);
+        g_pfnMalloc = hook.Original();
+        nResult = GetPortNumberViaUDP(&uiPort);
+    }
+    EXPECT_EQ(g_nRefusals, 1);
+    EXPECT_EQ(nResult, 0);
+    EXPECT_EQ(uiPort, 1U);
+}
+
+TEST_F(ReaderTest, TheLookupIsTraced)
+{
+    const LogCapture capture("ConnectionInfo");
+    unsigned int uiPort = 1;
+    EXPECT_EQ(GetPortNumberViaUDP(&uiPort), 0) << "nobody answers";
+    EXPECT_THAT(capture.Texts(),
+                ElementsAre("TRACE GetPortNumberViaUDP entering.", "TRACE GetPortNumberViaUDP exiting."));
+}
+
+TEST_F(ReaderTest, AfterThreeTriesItGivesUpAndKeepsThePortThatItWasTold)
+{
+    const unsigned short nTold = UnusedPort();
+    const LookupService lookup({LookupAnswer(nTold)});
+    const ImportHook hook("kernel32.dll", "Sleep", &RecordingSleep);
+    StartReader(UnusedPort());
+    m_reader.join();
+    EXPECT_EQ(m_pWindow->m_uiPort, nTold);
+    EXPECT_EQ(g_sleeps, std::vector<DWORD>{3000});
+    EXPECT_TRUE(TakeChannelLost());
+}
+
+TEST_F(ReaderTest, ReportsTheSecondTrysErrorWhateverTheLookupEndsWith)
+{
+    const ImportHook sleep("kernel32.dll", "Sleep", &RecordingSleep);
+    const ImportHook connector("ws2_32.dll", "connect", &FailingConnect);
+    const ImportHook manager("advapi32.dll", "OpenSCManagerW", &SomeManager);
+    const ImportHook opener("advapi32.dll", "OpenServiceW", &SomeService);
+    const ImportHook query("advapi32.dll", "QueryServiceStatus", &ServiceRuns);
+    const ImportHook closer("advapi32.dll", "CloseServiceHandle", &NothingToClose);
+    const LogCapture capture("UtilLog");
+    g_nTries = 0;
+    StartReader(UnusedPort());
+    m_reader.join();
+    EXPECT_EQ(g_nTries, 2);
+    EXPECT_THAT(capture.Texts(), testing::Contains(testing::StartsWith(
+                                     "ERROR LogErrorMsg dwErr=" + std::to_string(SECOND_ERROR) + ":")));
     EXPECT_TRUE(TakeChannelLost());
 }

@@ -1,6 +1,8 @@
 #include "tray/TKDASTWindow.h"
 
 #include "Include/BoundedText.h"
+#include "channel/ConnectionInfo.h"
+#include "channel/DesktopWatch.h"
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
@@ -265,6 +267,34 @@ TEST_F(TrayWindowTest, TheAgentStartsItsReaderWhenTheWindowIsUp)
     DestroyWindow(window.m_hWnd);
     EXPECT_EQ(WaitForSingleObject(hReader.get(), WAIT_MS), WAIT_OBJECT_0)
         << "closing the socket wakes the reader";
+}
+
+namespace
+{
+uintptr_t __cdecl RefuseThread(void*, unsigned, unsigned(__stdcall* pfnThread)(void*), void* pParameter,
+                               unsigned uFlags, unsigned*)
+{
+    const char* const pszThread = pfnThread == ConnectionInfo       ? "ConnectionInfo"
+                                  : pfnThread == DesktopHaveChanged ? "DesktopHaveChanged"
+                                  : pfnThread == DesktopChange      ? "DesktopChange"
+                                                                    : "another";
+    EXPECT_NE(pParameter, nullptr);
+    g_calls.push_back(std::string(pszThread) + (uFlags == CREATE_SUSPENDED ? " suspended" : ""));
+    return 0;
+}
+} // namespace
+
+TEST_F(TrayWindowTest, TheReaderIsStartedFirstAndTheReportingThreadBeforeTheWatchingOne)
+{
+    const CTaskBarWindow& window = MakeWindow();
+    const ImportHook hook("msvcrt.dll", "_beginthreadex", &RefuseThread);
+    SendMessageW(window.m_hWnd, WM_AGENT_INIT, 0, 0);
+    EXPECT_EQ(g_calls,
+              (std::vector<std::string>{"ConnectionInfo suspended", "DesktopHaveChanged", "DesktopChange"}));
+    // Nobody is there to clear it: it stays set for all who wait.
+    SetEvent(window.m_hDesktopEvent.get());
+    EXPECT_EQ(WaitForSingleObject(window.m_hDesktopEvent.get(), 0), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(window.m_hDesktopEvent.get(), 0), WAIT_OBJECT_0);
 }
 
 TEST_F(TrayWindowTest, WhatIsSentWithoutASocketIsRefusedAtOnce)
