@@ -102,10 +102,11 @@ int CTKSocket::Connect(const wchar_t* pszHost, unsigned int nPort, int nType, in
 
 bool CTKSocket::ConnectToAddress(const addrinfo& address)
 {
-    if (m_hSocket != INVALID_SOCKET)
+    // Taken out first, as in Close, which another thread may call meanwhile.
+    const SOCKET hEarlier = m_hSocket.exchange(INVALID_SOCKET);
+    if (hEarlier != INVALID_SOCKET)
     {
-        closesocket(m_hSocket);
-        m_hSocket = INVALID_SOCKET;
+        closesocket(hEarlier);
     }
     m_hSocket = socket(address.ai_family, address.ai_socktype, 0);
     if (m_hSocket != INVALID_SOCKET && m_nSocketType != SOCK_DGRAM)
