@@ -1,11 +1,15 @@
 #include "tests/e2e/WriterTest.h"
 
+#include "devservice/StandInService.h"
 #include "modules/chat/ChatPayload.h"
 #include "modules/chat/ChatResource.h"
 #include "tests/support/ChatTrace.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
+#include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -60,12 +64,12 @@ class ChatTest : public WriterTest
         return WaitForShownWindow(pszTitle, bThere, PATIENCE_MS, PumpMessages);
     }
 
-    /// Waits until the history holds the text.
-    static bool WaitForLine(std::wstring_view text)
+    /// Waits until the history of a chat window holds the text.
+    static bool WaitForLine(const std::function<HWND()>& findChat, std::wstring_view text)
     {
         for (DWORD dwWaited = 0; dwWaited < PATIENCE_MS; dwWaited += LOOK_MS)
         {
-            if (ControlText(FindShownWindow(CHAT_TITLE), IDC_CHAT_HISTORY).find(text) != std::wstring::npos)
+            if (ControlText(findChat(), IDC_CHAT_HISTORY).find(text) != std::wstring::npos)
             {
                 return true;
             }
@@ -73,11 +77,15 @@ class ChatTest : public WriterTest
         }
         return false;
     }
+    static bool WaitForLine(std::wstring_view text)
+    {
+        return WaitForLine([] { return FindShownWindow(CHAT_TITLE); }, text);
+    }
 
     /// Types the text into the chat window and sends it.
-    static void Answer(const wchar_t* pszText)
+    static void Answer(const wchar_t* pszText) { Answer(FindShownWindow(CHAT_TITLE), pszText); }
+    static void Answer(HWND hChat, const wchar_t* pszText)
     {
-        const HWND hChat = FindShownWindow(CHAT_TITLE);
         SendDlgItemMessageW(hChat, IDC_CHAT_INPUT, EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(pszText));
         SendDlgItemMessageW(hChat, IDC_CHAT_SEND, BM_CLICK, 0, 0);
     }
@@ -110,6 +118,77 @@ class ChatModuleTest : public ChatTest
     }
 
     ChatTrace m_chat;
+};
+
+/// Two agents, a resident one and a one-time one beside it, and one stand-in for the service of both.
+class TwoChatsTest : public ChatTest
+{
+  protected:
+    static constexpr unsigned int AGENTS = 2;
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_service.Listen(0));
+        const std::wstring port = std::to_wstring(m_service.GetPort());
+        for (const std::wstring& commandLine : {port, L"-onetimesession " + port})
+        {
+            m_agents.push_back(
+                std::make_unique<AgentProcess>(m_folder, AgentStart{commandLine, {}, {}, false}));
+            ASSERT_EQ(m_service.WaitForReadyAgents(static_cast<unsigned int>(m_agents.size()), PATIENCE_MS),
+                      WAIT_RESULT::Met)
+                << m_folder.Log();
+        }
+    }
+
+    void SayTo(unsigned int uAgent, std::wstring_view text)
+    {
+        const std::vector<char> record = MakeChatRecord(L"Alice", text);
+        ASSERT_TRUE(m_service.Send(uAgent + 1,
+                                   std::span(reinterpret_cast<const BYTE*>(record.data()), record.size())));
+    }
+
+    /// The chat window of that agent; null while there is none.
+    HWND ChatOf(unsigned int uAgent) const
+    {
+        HWND hChat = nullptr;
+        while ((hChat = FindWindowExW(nullptr, hChat, nullptr, CHAT_TITLE)) != nullptr)
+        {
+            DWORD dwProcess = 0;
+            GetWindowThreadProcessId(hChat, &dwProcess);
+            if (dwProcess == m_agents[uAgent]->Id() && IsWindowVisible(hChat))
+            {
+                break;
+            }
+        }
+        return hChat;
+    }
+
+    bool WaitForLineOf(unsigned int uAgent, std::wstring_view text) const
+    {
+        return WaitForLine([&] { return ChatOf(uAgent); }, text);
+    }
+
+    std::wstring HistoryOf(unsigned int uAgent) const
+    {
+        return ControlText(ChatOf(uAgent), IDC_CHAT_HISTORY);
+    }
+
+    /// What that agent's person says next; empty when nothing comes in time.
+    std::wstring TakeAnswerOf(unsigned int uAgent, DWORD dwMilliseconds = PATIENCE_MS)
+    {
+        const auto isChat = [](const AGENT_RECORD& record) {
+            return record.pMessage != nullptr && record.pMessage->dwType == MSG_TYPE_CHAT_MESSAGE;
+        };
+        AGENT_RECORD record = {};
+        if (m_service.TakeRecord(uAgent + 1, isChat, dwMilliseconds, record) != WAIT_RESULT::Met)
+        {
+            return L"";
+        }
+        return ReadChatText(*reinterpret_cast<const MSG_CHAT_MESSAGE*>(record.bytes.data()));
+    }
+
+    CStandInService m_service;
+    std::vector<std::unique_ptr<AgentProcess>> m_agents;
 };
 } // namespace
 
@@ -265,4 +344,36 @@ TEST_F(ChatModuleTest, AFloodOfMessagesIsShownInOrder)
     EXPECT_EQ(m_chat->nAppended, BURSTS * 1000);
     EXPECT_EQ(m_chat->uHash, uHash);
     EXPECT_EQ(m_chat->nCreated, 1);
+}
+
+TEST_F(TwoChatsTest, EachTalkStaysBetweenItsOwnTwo)
+{
+    constexpr int ROUNDS = 10;
+    const auto words = [](const wchar_t* pszWho, unsigned int uAgent, int nRound) {
+        return pszWho + std::to_wstring(uAgent) + L" says " + std::to_wstring(nRound) + L".";
+    };
+    for (int nRound = 0; nRound < ROUNDS; ++nRound)
+    {
+        for (unsigned int uAgent = 0; uAgent < AGENTS; ++uAgent)
+        {
+            SayTo(uAgent, words(L"viewer ", uAgent, nRound));
+        }
+        for (unsigned int uAgent = 0; uAgent < AGENTS; ++uAgent)
+        {
+            ASSERT_TRUE(WaitForLineOf(uAgent, words(L"viewer ", uAgent, nRound))) << uAgent;
+            Answer(ChatOf(uAgent), words(L"person ", uAgent, nRound).c_str());
+        }
+    }
+    for (unsigned int uAgent = 0; uAgent < AGENTS; ++uAgent)
+    {
+        for (int nRound = 0; nRound < ROUNDS; ++nRound)
+        {
+            EXPECT_EQ(TakeAnswerOf(uAgent), words(L"person ", uAgent, nRound));
+        }
+        EXPECT_EQ(TakeAnswerOf(uAgent, SILENCE_MS), L"");
+        EXPECT_EQ(HistoryOf(uAgent).find(words(L"viewer ", 1 - uAgent, 0)), std::wstring::npos);
+    }
+    PostMessageW(ChatOf(0), WM_CLOSE, 0, 0);
+    SayTo(1, L"one more");
+    EXPECT_TRUE(WaitForLineOf(1, L"one more")) << "the other talk goes on";
 }

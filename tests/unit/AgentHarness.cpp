@@ -8,11 +8,6 @@
 #include <chrono>
 #include <cstdio>
 
-namespace
-{
-constexpr UINT RUN_WORK = WM_APP + 1000; // lParam: the work
-} // namespace
-
 void SystemTrace::Add(const std::string& call)
 {
     const std::lock_guard lock(m_lock);

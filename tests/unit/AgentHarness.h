@@ -46,6 +46,9 @@ class SystemTrace
 /// …", "start runas -Settings".
 class AgentHarness : public testing::Test
 {
+  public:
+    static constexpr UINT RUN_WORK = WM_APP + 1000; // the harness's own message; lParam: the work
+
   protected:
     static constexpr DWORD WAIT_MS = 10000;
 

@@ -180,11 +180,13 @@ TEST_F(ChatMessagesTest, AServiceThatGoesInsideAPayloadIsLostAsAnyOther)
 
 TEST_F(ChatMessagesTest, AServiceThatGoesInsideAHeadIsLostAsAnyOther)
 {
+    const LogCapture capture("ConnectionInfo", log4cxx::Level::getInfo());
     const std::vector<BYTE> record = ChatRecord({});
     ASSERT_TRUE(m_service.SendAll(record.data(), record.size() - 1));
     m_service.Close();
     JoinReader();
     EXPECT_TRUE(m_trace.WaitFor("message 1036 0"));
+    EXPECT_THAT(capture.Texts(), ElementsAre("INFO MSG_TYPE_CHAT_MESSAGE received."));
 }
 
 TEST_F(ChatMessagesTest, AMessageThatTheHeapCannotHoldIsDroppedAndTheFrameStands)

@@ -644,6 +644,20 @@ class ChatHistoryView : public ChatModuleTest
         return SendMessageW(Control(IDC_CHAT_HISTORY), uMessage, wParam, lParam);
     }
     LRESULT FirstLine() const { return Ask(EM_GETFIRSTVISIBLELINE); }
+
+    static std::wstring ClipboardText()
+    {
+        if (!OpenClipboard(nullptr))
+        {
+            return L"";
+        }
+        const HANDLE hText = GetClipboardData(CF_UNICODETEXT);
+        const auto* const pszText = static_cast<const wchar_t*>(GlobalLock(hText));
+        const std::wstring text = pszText != nullptr ? pszText : L"";
+        GlobalUnlock(hText);
+        CloseClipboard();
+        return text;
+    }
 };
 
 TEST_F(ChatHistoryView, FollowsAtTheEnd)
@@ -682,6 +696,28 @@ TEST_F(ChatHistoryView, KeepsWhatIsSelected)
     Ask(EM_SETSEL, 10, 30);
     Say(L"Alice", L"one more");
     EXPECT_EQ(Ask(EM_GETSEL), MAKELONG(10, 30));
+}
+
+TEST_F(ChatHistoryView, CopiesWhatIsSelectedAndNothingElse)
+{
+    Say(L"Zoë", L"Grüße\r\nund \xD83D\xDE00");
+    OpenAndActivate();
+    SetFocus(Control(IDC_CHAT_HISTORY));
+    const std::wstring history = History();
+    const size_t nBegin = history.rfind(L"line 199");
+    ASSERT_NE(nBegin, std::wstring::npos);
+    const std::wstring copied = history.substr(nBegin, history.size() - nBegin - 2);
+    EXPECT_NE(copied.find(L"Grüße\r\n"), std::wstring::npos) << "over more than one line";
+    const std::wstring word = L"Grüße";
+    const size_t nWord = history.rfind(word);
+    Ask(EM_SETSEL, nBegin, static_cast<LPARAM>(nBegin + copied.size()));
+    Press('C', VK_CONTROL);
+    EXPECT_EQ(ClipboardText(), copied);
+    Ask(EM_SETSEL, nWord, static_cast<LPARAM>(nWord + word.size()));
+    Say(L"Alice", L"a line that comes meanwhile");
+    Ask(WM_COPY); // as the menu of the right mouse button does
+    EXPECT_EQ(ClipboardText(), word);
+    EXPECT_NE(History().find(copied), std::wstring::npos) << "and it stays in the history";
 }
 
 TEST_F(ChatHistoryView, StaysAtTheEndWhenTheWindowChangesItsSize)

@@ -196,6 +196,18 @@ TEST_F(ReaderTest, EndsWhenThePeerClosesInsideARecord)
     EXPECT_TRUE(TakeChannelLost());
 }
 
+TEST_F(ReaderTest, NamesAMessageInTheLogBeforeItsBodyIsThere)
+{
+    LoopbackConnection service = ConnectReader();
+    ASSERT_TRUE(Echoes(service)); // the reader is in its loop now
+    const LogCapture capture("ConnectionInfo");
+    ASSERT_TRUE(SendType(service, MSG_TYPE_TRAYICON_SETTINGS));
+    service.Close();
+    m_reader.join();
+    EXPECT_THAT(capture.Texts(), testing::IsSupersetOf({"DEBUG Received message type 40003",
+                                                        "TRACE MSG_TYPE_TRAYICON_SETTINGS"}));
+}
+
 TEST_F(ReaderTest, EndsWhenThePeerClosesInsideAChatPayload)
 {
     LoopbackConnection service = ConnectReader();

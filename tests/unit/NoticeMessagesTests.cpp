@@ -3,10 +3,15 @@
 #include "Include/BoundedText.h"
 #include "startup/TKDAST.h"
 #include "tests/unit/AgentHarness.h"
+#include "tests/unit/CallOrder.h"
+#include "tests/unit/LogCapture.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -85,10 +90,12 @@ TEST_F(NoticeMessagesTest, ABurstOfConnectsGivesOneNotice)
 
 TEST_F(NoticeMessagesTest, AConnectBeforeTheFirstSettingsAsksForThemAndArmsNothing)
 {
+    Window().m_bNotifyPending = 0;
     Send(Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 1));
     EXPECT_EQ(Receive<DWORD>(), static_cast<DWORD>(MSG_TYPE_TRAYICON_SETTINGS_REQUEST));
     Settle();
     EXPECT_TRUE(m_trace.Calls("timer").empty());
+    EXPECT_EQ(Window().m_bNotifyPending, 1U);
     MSG_TRAYICON_SETTINGS settings = PlainSettings();
     settings.bNotifyConnect = 1;
     Send(settings);
@@ -97,6 +104,98 @@ TEST_F(NoticeMessagesTest, AConnectBeforeTheFirstSettingsAsksForThemAndArmsNothi
     EXPECT_EQ(m_trace.Calls("timer 1002"), Calls{"timer 1002 5000"});
     Fire(TIMER_CONNECT_NOTICE);
     EXPECT_EQ(m_trace.Calls("message 1026"), Calls{"message 1026 0"});
+}
+
+TEST_F(NoticeMessagesTest, ARequestForSettingsThatCannotBeWrittenHindersNothing)
+{
+    Window().m_bNotifyPending = 0;
+    CallOrder order(m_trace);
+    order.m_nWritable = 0;
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 1));
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_COUNT, 2));
+    EXPECT_TRUE(m_trace.WaitFor("icon 1")) << "the reader goes on";
+    EXPECT_EQ(order.Calls(), (Calls{"icon 0", "send 50006", "icon 1"}));
+    EXPECT_EQ(Window().m_bNotifyPending, 1U);
+}
+
+TEST_F(NoticeMessagesTest, ASessionThatRanBeforeTheAgentIsAnnouncedToo)
+{
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_COUNT, 1));
+    MSG_TRAYICON_SETTINGS settings = PlainSettings();
+    settings.bNotifyConnect = 1;
+    Send(settings);
+    Receive<MSG_TRAYICON_DESKTOP_USER_INFORMATION>();
+    Settle();
+    EXPECT_TRUE(m_trace.Calls("message 1026").empty());
+    EXPECT_EQ(m_trace.Calls("timer"), Calls{"timer 1002 5000"});
+    Fire(TIMER_CONNECT_NOTICE);
+    EXPECT_EQ(m_trace.Calls("message 1026"), Calls{"message 1026 0"});
+}
+
+TEST_F(NoticeMessagesTest, AConnectTakesItsTypeWhateverItsCount)
+{
+    SendSettings(1, 0, 0);
+    Window().m_Settings.dwDefaultConnectionType = 7;
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 0, 2));
+    Settle();
+    EXPECT_EQ(Window().m_dwConnectionType, 2U);
+}
+
+TEST_F(NoticeMessagesTest, AConnectIsFollowedStepByStep)
+{
+    SendSettings(1, 0, 0);
+    OpenChat();
+    Window().m_Settings.dwTrayIcon = TRAY_ICON_HIDDEN; // of the ordinary type alone
+    Window().m_bIconAdded = 0;
+    const CallOrder order(m_trace);
+    Send(Connection(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, 1, 2));
+    Settle();
+    EXPECT_EQ(order.Calls(), (Calls{"icon 0", "sent 2091", "timer 1002 2000"}));
+}
+
+TEST_F(NoticeMessagesTest, ANoticeThatIsDueAppliesTheOptionsAgainWithNobodyConnected)
+{
+    SendSettings(1, 0, 0);
+    Window().m_dwRequestedOptions = 0x20;
+    Fire(TIMER_CONNECT_NOTICE);
+    Calls calls = m_trace.Calls();
+    std::erase_if(calls, [](const std::string& call) {
+        return call.starts_with("get ") || call.starts_with("message ");
+    });
+    EXPECT_EQ(calls, (Calls{"kill 1002", "set 37 0 0", "icon 1"}));
+}
+
+TEST_F(NoticeMessagesTest, AConnectBehindADisconnectIsToldAsAConnect)
+{
+    SendSettings(1, 0, 0);
+    Send(Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 1));
+    Settle();
+    EXPECT_EQ(Window().m_nNotifyMode, NOTIFY_MODE_DISCONNECTED);
+    EXPECT_TRUE(AsksForPopup(1));
+    EXPECT_EQ(Window().m_nNotifyMode, NOTIFY_MODE_CONNECTED);
+}
+
+TEST_F(NoticeMessagesTest, EachOperationTracesItsLife)
+{
+    const LogCapture capture("TKDASTWindow");
+    OnWindowThread([this] {
+        Window().NotifyConnect();
+        Window().NotifyDisconnect();
+        Window().NotifyAll();
+        Window().SFT_AddDropWindow({});
+        Window().SFT_EraseDropWindow(0);
+        Window().SFT_RemoveDropWindow(0);
+    });
+    OnWindowThread([] {});
+    const char* const apszNames[] = {
+        "NotifyConnect",       "NotifyDisconnect",     "NotifyAll", "SFT_AddDropWindow",
+        "SFT_EraseDropWindow", "SFT_RemoveDropWindow", "WndProc"};
+    for (const char* const pszName : apszNames)
+    {
+        const std::string label = std::string("TRACE CTaskBarWindow::") + pszName;
+        EXPECT_THAT(capture.Texts(), testing::Contains(label + " entering."));
+        EXPECT_THAT(capture.Texts(), testing::Contains(label + " exiting."));
+    }
 }
 
 TEST_F(NoticeMessagesTest, WhoIsToldFollowsSettingsAndType)
@@ -401,6 +500,75 @@ TEST_F(DropWindowTest, ADisconnectOfAnUnknownClientClosesNoWindow)
     EXPECT_EQ(m_trace.Calls("message 1031").size(), 1U) << "the disconnect itself is followed all the same";
 }
 
+TEST_F(DropWindowTest, TheLastDisconnectIsFollowedStepByStep)
+{
+    SendSettings(1, 0, 1);
+    Send(MSG_TRAYICON_DESKTOP_EFFECTS{MSG_TYPE_TRAYICON_DESKTOP_EFFECTS, 0x20});
+    Receive<MSG_TRAYICON_DESKTOP_EFFECTS>();
+    AddWindow(5);
+    OpenChat();
+    Window().m_dwConnectionType = 2;
+    Window().m_bNotifyPending = 0;
+    m_trace.Forget();
+    CallOrder order(m_trace);
+    order.m_note = [this] {
+        return " type " + std::to_string(Window().m_dwConnectionType) + " mode " +
+               std::to_string(Window().m_nNotifyMode) + " pending " +
+               std::to_string(Window().m_bNotifyPending);
+    };
+    Disconnect(5, 0);
+    Settle();
+    EXPECT_EQ(order.Calls(),
+              (Calls{"sent 2090 type 2 mode 1 pending 0", "posted 1038 type 2 mode 1 pending 0",
+                     "sent 1031 type 1 mode 1 pending 1", "posted 1034 type 1 mode 2 pending 1", "set 37 1 0",
+                     "icon 1"}));
+    EXPECT_TRUE(Window().m_DropWindows.empty());
+    EXPECT_EQ(Window().m_dwAppliedOptions, 1U);
+}
+
+TEST_F(DropWindowTest, TheReaderWaitsUntilTheWindowStands)
+{
+    const CallOrder order(m_trace);
+    Send(DropClient(5));
+    Settle();
+    EXPECT_EQ(order.Calls(), Calls{"sent 1038"});
+}
+
+TEST_F(DropWindowTest, WindowsThatAreOnlyForgottenAreNotAskedToClose)
+{
+    const auto forget = [this](LPARAM lClient) {
+        SendMessageW(Window().m_hWnd, WM_SFT_DROP_WINDOW, DROP_WINDOW_FORGET, lClient);
+    };
+    for (const DWORD dwClientId : {5UL, 6UL, 7UL})
+    {
+        AddWindow(dwClientId);
+    }
+    constexpr LPARAM BEYOND_AN_ID = LPARAM{1} << 32;
+    forget(BEYOND_AN_ID | 6); // an id has 32 bits
+    EXPECT_EQ(Window().m_DropWindows.size(), 2U);
+    forget(1234);
+    EXPECT_TRUE(Window().m_DropWindows.empty()) << "an unknown one empties the list";
+    AddWindow(8);
+    forget(BEYOND_AN_ID);
+    EXPECT_TRUE(Window().m_DropWindows.empty()) << "none means all";
+    EXPECT_TRUE(Asked().empty());
+}
+
+TEST_F(DropWindowTest, AWindowThatHasGoneIsForgottenAllTheSame)
+{
+    AddWindow(5);
+    AddWindow(6);
+    OnWindowThread([this] {
+        DestroyWindow(
+            reinterpret_cast<HWND>(static_cast<ULONG_PTR>(Window().m_DropWindows.front()->ullWindowSlot)));
+    });
+    Disconnect(5, 1);
+    EXPECT_TRUE(Asked().empty());
+    EXPECT_EQ(Window().m_DropWindows.size(), 1U);
+    Disconnect(6, 0);
+    EXPECT_EQ(Asked(), Clients{6});
+}
+
 TEST_F(DropWindowTest, ASecondRecordOfAClientClosesItsWindowAndAThirdOpensANewOne)
 {
     AddWindow(5);
@@ -425,6 +593,15 @@ TEST_F(DropWindowTest, TheEndOfTheSessionClosesAllWindowsAndIsReported)
     EXPECT_EQ(ending.dwExitCode, 0xFFFFFFC8U);
     EXPECT_EQ(Asked(), (Clients{5, 6}));
     EXPECT_EQ(g_nExitCode, -56);
+}
+
+TEST_F(DropWindowTest, AQuestionWhetherTheSessionMayEndIsAYesAndSetsTheExitCode)
+{
+    AddWindow(5);
+    EXPECT_EQ(SendMessageW(Window().m_hWnd, WM_QUERYENDSESSION, 0, 0), TRUE);
+    EXPECT_EQ(g_nExitCode, -56);
+    EXPECT_TRUE(Asked().empty()) << "and nothing but the echo has come";
+    EXPECT_EQ(Window().m_DropWindows.size(), 1U);
 }
 
 TEST_F(DropWindowTest, AnEndOfTheSessionThatIsCalledOffLeavesWindowsAndChannelAloneButForTheExitCode)

@@ -9,6 +9,7 @@
 #include "startup/TKDAST.h"
 #include "tests/unit/AgentHarness.h"
 #include "tests/unit/BoxTrace.h"
+#include "tests/unit/CallOrder.h"
 #include "tests/unit/DialogHarness.h"
 #include "tests/unit/LogCapture.h"
 
@@ -223,6 +224,30 @@ TEST_F(ReverseTest, AFailedConnectionIsToldWithReasonHostAndPort)
     EXPECT_EQ(m_trace.Calls("timer 0"), Calls{"timer 0 20000"});
 }
 
+TEST_F(ReverseTest, TheWaitingWindowIsSentAwayBeforeTheBoxComes)
+{
+    CallOrder order(m_trace);
+    order.m_note = [this] { return " error " + std::to_string(Window().m_bServiceMessageIsError); };
+    Send(MakeResult(L"busy"));
+    Settle();
+    EXPECT_EQ(m_trace.Calls("posted"), (Calls{"posted 1041 error 0", "posted 1032 error 1"}));
+}
+
+TEST_F(ReverseTest, ASecondResultBeforeTheFirstIsShownIsShownTwice)
+{
+    OnWindowThread([this] { // which shows nothing meanwhile
+        Send(MakeResult(L"the first"));
+        Send(MakeResult(L"the second"));
+        SendType(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE);
+        Receive<DWORD>();
+    });
+    OnWindowThread([] {});
+    const std::vector<SHOWN_MESSAGE>& boxes = m_boxes.Boxes();
+    ASSERT_EQ(boxes.size(), 2U);
+    EXPECT_NE(boxes[0].text.find(L"the second"), std::wstring::npos);
+    EXPECT_EQ(boxes[1].text, boxes[0].text);
+}
+
 TEST_F(ReverseTest, WithoutWordsTheSystemsOwnAreShownEvenForSuccess)
 {
     for (const DWORD dwError : {0U, 5U})
@@ -422,13 +447,24 @@ TEST_F(ReverseTest, EveryStateSendsAnOpenJoinDialogAway)
 {
     TellState(JOIN_SESSION_CLOSE_WAIT);
     g_hJoinAttendedSessionDlg = Window().m_hWnd; // which records what it is posted
-    for (const JOIN_SESSION_STATE state : {JOIN_SESSION_SHOW_WAIT, JOIN_SESSION_CLOSE_WAIT})
+    const LogCapture capture("TKDASTWindow", log4cxx::Level::getDebug());
+    for (const JOIN_SESSION_STATE state : {JOIN_SESSION_SHOW_WAIT, JOIN_SESSION_CLOSE_WAIT,
+                                           JOIN_SESSION_CANCEL, static_cast<JOIN_SESSION_STATE>(3)})
     {
         m_trace.Forget();
         TellState(state);
         OnWindowThread([] {});
         EXPECT_EQ(m_trace.Calls("message 32769"), Calls{"message 32769 0"});
     }
+    Receive<MSG_REVERSE_CONNECTION>();
+    EXPECT_THAT(capture.Texts(),
+                testing::ElementsAre("DEBUG PostMessage WM_HIDE_JOIN_INTERNET_SESSION_DLG.",
+                                     "INFO Displaying Join Internet Session Wait Dialog.",
+                                     "DEBUG PostMessage WM_HIDE_JOIN_INTERNET_SESSION_DLG.",
+                                     "INFO Destroying Join Internet Session Wait Dialog.",
+                                     "DEBUG PostMessage WM_HIDE_JOIN_INTERNET_SESSION_DLG.",
+                                     "INFO Canceling OTI connection attempt.",
+                                     "DEBUG PostMessage WM_HIDE_JOIN_INTERNET_SESSION_DLG."));
 }
 
 TEST_F(ReverseTest, TheBarStartsToMoveAndOtherCommandsAreIgnored)

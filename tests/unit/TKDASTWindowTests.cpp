@@ -3,11 +3,15 @@
 #include "Include/BoundedText.h"
 #include "channel/ConnectionInfo.h"
 #include "channel/DesktopWatch.h"
+#include "resources/resource.h"
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
 #include "tests/support/RegistryValue.h"
+#include "tests/unit/LateBinding.h"
+#include "tests/unit/LogCapture.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -142,7 +146,10 @@ TEST_F(TrayWindowTest, TheSystemAccountGetsNoWindow)
     const ImportHook hook("advapi32.dll", "GetUserNameW", &SystemUserName);
     const CTaskBarWindow& window = MakeWindow();
     EXPECT_EQ(window.m_hWnd, nullptr);
+    EXPECT_EQ(window.m_uiPort, TEST_PORT);
     EXPECT_EQ(window.m_dwConnectionType, 0U) << "the rest of the object stays zero";
+    EXPECT_EQ(window.m_bAwaitingFirstSettings, 0U);
+    EXPECT_EQ(window.m_Settings.szLanguage[0], L'\0');
     EXPECT_EQ(window.m_uTrayIconId, 0U);
     EXPECT_TRUE(TakeQuit());
 }
@@ -152,6 +159,100 @@ TEST_F(TrayWindowTest, WithoutAWindowTheLoopEndsAtOnce)
     const ImportHook hook("user32.dll", "CreateWindowExW", &NoWindow);
     MakeWindow();
     EXPECT_TRUE(TakeQuit());
+}
+
+namespace
+{
+WNDCLASSEXW g_class = {};
+CREATESTRUCTW g_window = {};
+
+ATOM WINAPI KeepClass(const WNDCLASSEXW* pClass)
+{
+    g_calls.emplace_back("class");
+    g_class = *pClass;
+    return 1;
+}
+
+HWND WINAPI KeepWindow(DWORD dwExStyle, LPCWSTR pszClass, LPCWSTR pszTitle, DWORD dwStyle, int nX, int nY,
+                       int nWidth, int nHeight, HWND hParent, HMENU hMenu, HINSTANCE hInstance, LPVOID)
+{
+    g_calls.emplace_back("window");
+    g_window = {nullptr,  hInstance, hMenu,    hParent, nHeight, nWidth, nY, nX, static_cast<LONG>(dwStyle),
+                pszTitle, pszClass,  dwExStyle};
+    return nullptr;
+}
+
+HICON WINAPI NumberAsIcon(HINSTANCE hModule, LPCWSTR pszIcon)
+{
+    EXPECT_EQ(hModule, g_hResourceModule.load());
+    return reinterpret_cast<HICON>(const_cast<wchar_t*>(pszIcon));
+}
+
+HRESULT WINAPI KeepCoInitialize(LPVOID)
+{
+    g_calls.emplace_back("COM");
+    return S_OK;
+}
+} // namespace
+
+TEST_F(TrayWindowTest, ClassAndWindowAreAsOtherProgramsKnowThem)
+{
+    const ImportHook com("ole32.dll", "CoInitialize", &KeepCoInitialize);
+    const ImportHook icon("user32.dll", "LoadIconW", &NumberAsIcon);
+    const ImportHook registration("user32.dll", "RegisterClassExW", &KeepClass);
+    const ImportHook creation("user32.dll", "CreateWindowExW", &KeepWindow);
+    MakeWindow();
+    EXPECT_TRUE(TakeQuit());
+    EXPECT_EQ(g_calls, (std::vector<std::string>{"COM", "class", "window"}));
+    EXPECT_STREQ(g_class.lpszClassName, L"Tessaran KDA Tray Icon Class");
+    EXPECT_EQ(g_class.cbSize, sizeof(g_class));
+    EXPECT_EQ(g_class.style, 0U);
+    EXPECT_EQ(g_class.lpfnWndProc, &CTaskBarWindow::WndProc);
+    EXPECT_EQ(g_class.cbClsExtra, 0);
+    EXPECT_EQ(g_class.cbWndExtra, 0);
+    EXPECT_EQ(g_class.hInstance, g_hInstance);
+    EXPECT_EQ(g_class.hCursor, LoadCursorW(nullptr, IDC_ARROW));
+    EXPECT_EQ(g_class.hbrBackground, GetStockObject(WHITE_BRUSH));
+    EXPECT_EQ(g_class.lpszMenuName, nullptr);
+    EXPECT_EQ(g_class.hIcon, reinterpret_cast<HICON>(7));
+    EXPECT_EQ(g_class.hIconSm, g_class.hIcon);
+    EXPECT_STREQ(g_window.lpszClass, L"Tessaran KDA Tray Icon Class");
+    EXPECT_STREQ(g_window.lpszName, L"Tessaran KDA Tray Icon");
+    EXPECT_EQ(g_window.dwExStyle, 0U);
+    EXPECT_EQ(g_window.style, static_cast<LONG>(WS_OVERLAPPEDWINDOW));
+    EXPECT_EQ(g_window.hInstance, g_hInstance);
+    EXPECT_EQ(g_window.hwndParent, nullptr);
+    EXPECT_EQ(g_window.hMenu, nullptr);
+    EXPECT_EQ(g_window.x | g_window.y | g_window.cx | g_window.cy, 0);
+}
+
+TEST_F(TrayWindowTest, ItsLifeIsTracedAndThePortIsTold)
+{
+    const LogCapture capture("TKDASTWindow");
+    MakeWindow();
+    const std::vector<std::string> birth = capture.Texts();
+    ASSERT_GE(birth.size(), 3U);
+    EXPECT_EQ(birth[0], "TRACE CTaskBarWindow::CTaskBarWindow entering.");
+    EXPECT_EQ(birth[1], "INFO uiPort=1");
+    EXPECT_EQ(birth.back(), "TRACE CTaskBarWindow::CTaskBarWindow exiting.");
+    DestroyWindow(m_pWindow->m_hWnd);
+    const size_t nLines = capture.Texts().size();
+    m_pWindow.reset();
+    const std::vector<std::string> all = capture.Texts();
+    ASSERT_GT(all.size(), nLines);
+    EXPECT_EQ(all[nLines], "TRACE CTaskBarWindow::~CTaskBarWindow entering.");
+    EXPECT_EQ(all.back(), "TRACE CTaskBarWindow::~CTaskBarWindow exiting.");
+}
+
+TEST_F(TrayWindowTest, ItsBirthAsksForTheShellsMessageAndPutsTheRestOff)
+{
+    g_uTaskbarCreatedMessage = 0;
+    const CTaskBarWindow& window = MakeWindow();
+    EXPECT_EQ(g_uTaskbarCreatedMessage, RegisterWindowMessageW(L"TaskbarCreated"));
+    MSG message = {};
+    EXPECT_TRUE(PeekMessageW(&message, window.m_hWnd, WM_AGENT_INIT, WM_AGENT_INIT, PM_REMOVE));
+    EXPECT_EQ(message.wParam, 0U);
+    EXPECT_EQ(message.lParam, 0);
 }
 
 TEST_F(TrayWindowTest, ALostChannelDestroysTheWindowAndEndsTheLoop)
@@ -173,6 +274,7 @@ decltype(&KillTimer) g_pfnKillTimer = nullptr;
 decltype(&PostQuitMessage) g_pfnPostQuitMessage = nullptr;
 HWND g_hPopup = nullptr;
 HWND g_hChat = nullptr;
+const CTaskBarWindow* g_pGoing = nullptr;
 
 BOOL WINAPI RecordingSetEvent(HANDLE hEvent)
 {
@@ -182,7 +284,7 @@ BOOL WINAPI RecordingSetEvent(HANDLE hEvent)
 
 int WSAAPI RecordingShutdown(SOCKET hSocket, int nHow)
 {
-    g_calls.emplace_back("shutdown");
+    g_calls.emplace_back(g_pGoing->m_bExiting != 0 ? "shutdown" : "shutdown too early");
     return g_pfnShutdown(hSocket, nHow);
 }
 
@@ -211,6 +313,18 @@ void WINAPI RecordingPostQuitMessage(int nExitCode)
     g_pfnPostQuitMessage(nExitCode);
 }
 
+BOOL WINAPI RecordingParameters(UINT uAction, UINT uParam, PVOID, UINT)
+{
+    g_calls.push_back("set " + std::to_string(uAction) + " " + std::to_string(uParam));
+    return TRUE;
+}
+
+BOOL WINAPI RecordingUnRegister(HWND hWnd)
+{
+    g_calls.emplace_back(hWnd == g_pGoing->m_hWnd ? "unregister" : "unregister another");
+    return TRUE;
+}
+
 // Without an owner: the system would destroy an owned one by itself before the handler sees it.
 HWND MakeBareWindow()
 {
@@ -218,9 +332,13 @@ HWND MakeBareWindow()
 }
 } // namespace
 
-TEST_F(TrayWindowTest, TheEndTellsThreadsFirstThenClosesChannelPopupChatAndTimer)
+TEST_F(TrayWindowTest, TheEndTellsThreadsFirstThenRestoresAndClosesChannelPopupChatAndTimer)
 {
     CTaskBarWindow& window = MakeWindow();
+    g_pGoing = &window;
+    window.m_dwAppliedOptions = 0x21;
+    LateBinding binding;
+    binding.Set("WTSUnRegisterSessionNotification", &RecordingUnRegister);
     g_hQuitEvent.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     window.m_pSocket = std::make_shared<CTKSocket>();
     window.m_hNotifyDlg = g_hPopup = MakeBareWindow();
@@ -228,6 +346,7 @@ TEST_F(TrayWindowTest, TheEndTellsThreadsFirstThenClosesChannelPopupChatAndTimer
     window.m_uTrayRetryTimer = SetTimer(window.m_hWnd, 1006, 100000, nullptr);
     const HWND hWnd = window.m_hWnd;
     {
+        const ImportHook parameters("user32.dll", "SystemParametersInfoW", &RecordingParameters);
         const ImportHook setEvent("kernel32.dll", "SetEvent", &RecordingSetEvent);
         g_pfnSetEvent = setEvent.Original();
         const ImportHook shutdownHook("ws2_32.dll", "shutdown", &RecordingShutdown);
@@ -242,9 +361,10 @@ TEST_F(TrayWindowTest, TheEndTellsThreadsFirstThenClosesChannelPopupChatAndTimer
         SendMessageW(hWnd, WM_SERVICE_CHANNEL_LOST, 0, 0);
     }
     // The socket shuts down twice: as it is closed, and as its last owner lets go of it.
-    EXPECT_EQ(g_calls, (std::vector<std::string>{"destroy window", "SetEvent", "shutdown", "shutdown",
-                                                 "destroy popup", "destroy chat", "KillTimer", "Sleep 0",
-                                                 "Sleep 250", "Sleep 0", "PostQuitMessage"}));
+    EXPECT_EQ(g_calls,
+              (std::vector<std::string>{"destroy window", "unregister", "SetEvent", "set 37 1", "shutdown",
+                                        "shutdown", "destroy popup", "destroy chat", "KillTimer", "Sleep 0",
+                                        "Sleep 250", "Sleep 0", "PostQuitMessage"}));
     EXPECT_EQ(WaitForSingleObject(g_hQuitEvent.get(), 0), WAIT_OBJECT_0);
     EXPECT_EQ(window.m_pSocket.load(), nullptr);
     EXPECT_EQ(window.m_hNotifyDlg, nullptr);
@@ -271,30 +391,72 @@ TEST_F(TrayWindowTest, TheAgentStartsItsReaderWhenTheWindowIsUp)
 
 namespace
 {
-uintptr_t __cdecl RefuseThread(void*, unsigned, unsigned(__stdcall* pfnThread)(void*), void* pParameter,
-                               unsigned uFlags, unsigned*)
+decltype(&CreateEventW) g_pfnCreateEvent = nullptr;
+decltype(&WSAStartup) g_pfnStartWinsock = nullptr;
+decltype(&OpenInputDesktop) g_pfnOpenInput = nullptr;
+void* g_pThreadParameter = nullptr;
+
+HANDLE WINAPI RecordingCreateEvent(LPSECURITY_ATTRIBUTES pSecurity, BOOL bManual, BOOL bSet, LPCWSTR pszName)
 {
-    const char* const pszThread = pfnThread == ConnectionInfo       ? "ConnectionInfo"
-                                  : pfnThread == DesktopHaveChanged ? "DesktopHaveChanged"
-                                  : pfnThread == DesktopChange      ? "DesktopChange"
-                                                                    : "another";
-    EXPECT_NE(pParameter, nullptr);
-    g_calls.push_back(std::string(pszThread) + (uFlags == CREATE_SUSPENDED ? " suspended" : ""));
+    g_calls.push_back("event " + std::to_string(bManual) + std::to_string(bSet) +
+                      (pszName != nullptr ? " named" : ""));
+    return g_pfnCreateEvent(pSecurity, bManual, bSet, pszName);
+}
+
+int WSAAPI RecordingStartWinsock(WORD wVersion, LPWSADATA pData)
+{
+    g_calls.emplace_back("socket");
+    return g_pfnStartWinsock(wVersion, pData);
+}
+
+HDESK WINAPI RecordingOpenInput(DWORD dwFlags, BOOL bInherit, ACCESS_MASK dwAccess)
+{
+    g_calls.emplace_back("look");
+    return g_pfnOpenInput(dwFlags, bInherit, dwAccess);
+}
+
+BOOL WINAPI RecordingRegister(HWND, DWORD dwFlags)
+{
+    g_calls.push_back("register " + std::to_string(dwFlags));
+    return TRUE;
+}
+
+uintptr_t __cdecl RecordingBegin(void*, unsigned, unsigned(__stdcall* pfnThread)(void*), void* pParameter,
+                                 unsigned uFlags, unsigned*)
+{
+    g_pThreadParameter = pParameter;
+    g_calls.emplace_back(pfnThread == ConnectionInfo       ? "reader"
+                         : pfnThread == DesktopHaveChanged ? "reports"
+                         : pfnThread == DesktopChange      ? "switches"
+                                                           : "another");
+    if (uFlags == CREATE_SUSPENDED)
+    {
+        g_calls.back() += " suspended";
+    }
     return 0;
 }
 } // namespace
 
-TEST_F(TrayWindowTest, TheReaderIsStartedFirstAndTheReportingThreadBeforeTheWatchingOne)
+TEST_F(TrayWindowTest, TheAgentLooksAtTheDesktopThenOpensItsChannelThenStartsItsThreads)
 {
-    const CTaskBarWindow& window = MakeWindow();
-    const ImportHook hook("msvcrt.dll", "_beginthreadex", &RefuseThread);
-    SendMessageW(window.m_hWnd, WM_AGENT_INIT, 0, 0);
-    EXPECT_EQ(g_calls,
-              (std::vector<std::string>{"ConnectionInfo suspended", "DesktopHaveChanged", "DesktopChange"}));
-    // Nobody is there to clear it: it stays set for all who wait.
-    SetEvent(window.m_hDesktopEvent.get());
-    EXPECT_EQ(WaitForSingleObject(window.m_hDesktopEvent.get(), 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(window.m_hDesktopEvent.get(), 0), WAIT_OBJECT_0);
+    CTaskBarWindow& window = MakeWindow();
+    {
+        LateBinding binding;
+        binding.Set("WTSRegisterSessionNotification", &RecordingRegister);
+        const ImportHook openInput("user32.dll", "OpenInputDesktop", &RecordingOpenInput);
+        g_pfnOpenInput = openInput.Original();
+        const ImportHook winsock("ws2_32.dll", "WSAStartup", &RecordingStartWinsock);
+        g_pfnStartWinsock = winsock.Original();
+        const ImportHook createEvent("kernel32.dll", "CreateEventW", &RecordingCreateEvent);
+        g_pfnCreateEvent = createEvent.Original();
+        const ImportHook begin("msvcrt.dll", "_beginthreadex", &RecordingBegin);
+        EXPECT_EQ(SendMessageW(window.m_hWnd, WM_AGENT_INIT, 0, 0), 1);
+    }
+    EXPECT_EQ(g_calls, (std::vector<std::string>{"look", "register 0", "socket", "reader suspended",
+                                                 "event 10", "reports", "switches"}));
+    EXPECT_EQ(g_pThreadParameter, &window);
+    EXPECT_FALSE(window.m_hReaderThread) << "there is none, and the window lives on";
+    EXPECT_TRUE(IsWindow(window.m_hWnd));
 }
 
 TEST_F(TrayWindowTest, WhatIsSentWithoutASocketIsRefusedAtOnce)

@@ -3,7 +3,10 @@
 #include "Include/BoundedText.h"
 #include "startup/TKDAST.h"
 #include "tests/unit/AgentHarness.h"
+#include "tests/unit/DialogHarness.h"
+#include "tests/unit/LogCapture.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -204,10 +207,12 @@ TEST_F(TrayIconTest, ARestartedShellGetsTheIconBackInItsActiveImage)
     Send(Connection(MSG_TYPE_TRAYICON_CONNECT_COUNT, 1));
     Settle();
     m_trace.Forget();
+    Window().m_dwRequestedOptions = 0x20;
     for (int nRestart = 0; nRestart < 10; ++nRestart)
     {
         EXPECT_EQ(SendMessageW(Window().m_hWnd, g_uTaskbarCreatedMessage, 0, 0), 1);
     }
+    EXPECT_TRUE(m_trace.Calls("set").empty()) << "the desktop's options are not the shell's";
     EXPECT_EQ(m_trace.Calls("icon"), Calls(10, "icon 0"));
     EXPECT_EQ(m_icons.back().hIcon, Window().m_hIconActive);
 }
@@ -269,6 +274,17 @@ TEST_F(TrayIconTest, AOneTimeAgentGreetsWithABalloonAsItsIconAppears)
     EXPECT_STREQ(m_icons[0].szTip, L"Kestre...") << "prefixed, though the program itself has no words";
     EXPECT_EQ(m_icons[1].uFlags, static_cast<UINT>(NIF_INFO | NIF_REALTIME));
     EXPECT_EQ(m_icons[1].uTimeout, 0U);
+}
+
+TEST_F(TrayIconTest, TheGreetingIsInTheLanguageModulesWordsAndIsLogged)
+{
+    const StagedLanguageModule language;
+    const LogCapture capture("TKDASTWindow", log4cxx::Level::getDebug());
+    SendMessageW(Window().m_hWnd, WM_SHOW_ONE_TIME_AGENT_BALLON, 0, 0);
+    ASSERT_EQ(m_icons.size(), 1U);
+    EXPECT_EQ(m_icons[0].szInfo, language.Text(69));
+    EXPECT_THAT(capture.Texts(),
+                testing::ElementsAre("DEBUG WM_SHOW_ONE_TIME_AGENT_BALLON", "DEBUG ShowTrayBalloon"));
 }
 
 TEST_F(TrayIconTest, EveryWayOutDeletesTheIcon)
