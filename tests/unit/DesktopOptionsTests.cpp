@@ -91,6 +91,7 @@ TEST_F(DesktopOptionsTest, AMissingShellIsWaitedForAndGivenTimeToSettle)
     EXPECT_TRUE(m_trace.Calls("set").empty());
     Fire(TIMER_DESKTOP_OPTIONS);
     EXPECT_EQ(m_trace.Calls("set"), Calls{"set 37 0 0"});
+    EXPECT_EQ(m_trace.Calls("kill"), (Calls{"kill 1025", "kill 1026"}));
 }
 
 TEST_F(DesktopOptionsTest, FontSmoothingStoredAsOffStaysOff)

@@ -372,6 +372,14 @@ LRESULT WINAPI RecordingDefault(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM 
 }
 } // namespace
 
+TEST_F(NoticeMessagesTest, ATimerThatIsNotTheAgentsIsLeftAlone)
+{
+    constexpr UINT_PTR ANOTHER_TIMER = 1003;
+    SendSettings(1, 0, 0);
+    Fire(ANOTHER_TIMER);
+    EXPECT_TRUE(m_trace.Calls().empty());
+}
+
 TEST_F(NoticeMessagesTest, AChangeOfTheUserIsSwallowed)
 {
     const ImportHook hook("user32.dll", "DefWindowProcW", &RecordingDefault);
@@ -586,7 +594,12 @@ TEST_F(DropWindowTest, TheEndOfTheSessionClosesAllWindowsAndIsReported)
 {
     AddWindow(5);
     AddWindow(6);
-    SendMessageW(Window().m_hWnd, WM_ENDSESSION, TRUE, 0);
+    m_trace.Forget();
+    {
+        const CallOrder order(m_trace);
+        OnWindowThread([this] { SendMessageW(Window().m_hWnd, WM_ENDSESSION, TRUE, 0); });
+        EXPECT_EQ(order.Calls(), (Calls{"sent 22", "posted 1038", "posted 1038", "send 50010"}));
+    }
     const auto ending = Receive<MSG_TRAYICON_SESSION_ENDING>();
     EXPECT_EQ(ending.dwType, static_cast<DWORD>(MSG_TYPE_TRAYICON_SESSION_ENDING));
     EXPECT_EQ(ending.dwSessionId, g_dwSessionId);

@@ -375,7 +375,10 @@ INSTANTIATE_TEST_SUITE_P(
                     UNWRITABLE_ANSWER{MSG_TYPE_TRAYICON_DESKTOP_USER_INFORMATION,
                                       sizeof(MSG_TRAYICON_DESKTOP_USER_INFORMATION), 0},
                     UNWRITABLE_ANSWER{MSG_TYPE_TRAYICON_DESKTOP_EFFECTS, sizeof(MSG_TRAYICON_DESKTOP_EFFECTS),
-                                      0}));
+                                      0}),
+    [](const testing::TestParamInfo<UNWRITABLE_ANSWER>& info) {
+        return "Type" + std::to_string(info.param.dwType) + "Behind" + std::to_string(info.param.nWritten);
+    });
 
 TEST_F(SettingsMessagesTest, AReconfigurationFollowsTheUsersLanguageOnlyWhereNothingIsLocked)
 {

@@ -182,6 +182,16 @@ TEST_F(TrayIconTest, AShellThatRefusesIsAskedAgainEverySecondAndThenEveryMinute)
     EXPECT_EQ(Window().m_nTrayRetries, 0);
 }
 
+TEST_F(TrayIconTest, AnAttemptThatIsDueEndsItsTimerOnceAndArmsTheNext)
+{
+    m_bShellAnswers = false;
+    OnWindowThread([this] { Window().SetTrayIcon(); });
+    m_trace.Forget();
+    Fire(TIMER_TRAY_RETRY);
+    EXPECT_EQ(m_trace.Calls(), (Calls{"kill 1006", "icon 0", "timer 1006 1000"}));
+    EXPECT_EQ(Window().m_uTrayRetryTimer, 1006U);
+}
+
 TEST_F(TrayIconTest, AMissingShellCountsTwiceAndIsNotCalled)
 {
     m_bShellIsUp = false;
