@@ -110,6 +110,28 @@ class ReverseTest : public AgentHarness
         Settle();
     }
 
+    // Returns when the agent has the type and waits for the body.
+    void SendTypeAlone()
+    {
+        Window().m_bReverseInProgress = 1;
+        SendType(MSG_TYPE_REVERSE_CONNECTION);
+        for (DWORD dwWaited = 0; Window().m_bReverseInProgress != 0 && dwWaited < WAIT_MS;
+             dwWaited += LOOK_MS)
+        {
+            Sleep(LOOK_MS); // nothing else tells
+        }
+        EXPECT_EQ(Window().m_bReverseInProgress, 0U);
+    }
+
+    void SendBody(DWORD dwCode)
+    {
+        MSG_REVERSE_CONNECTION record = {};
+        record.dwReverseCode = dwCode;
+        ASSERT_TRUE(m_service.SendAll(reinterpret_cast<const BYTE*>(&record) + sizeof(record.dwType),
+                                      sizeof(record) - sizeof(record.dwType)));
+        Settle();
+    }
+
     // The boxes that a result brings.
     std::vector<SHOWN_MESSAGE> ShownFor(const MSG_REVERSE_CONNECTION& record)
     {
@@ -193,23 +215,23 @@ TEST_F(ReverseTest, EachCodeReachesTheWindowAsItsState)
 
 TEST_F(ReverseTest, AnyCodeOpensTheCommandsAgainBeforeItsBodyIsRead)
 {
-    Window().m_bReverseInProgress = 1;
-    SendType(MSG_TYPE_REVERSE_CONNECTION);
-    for (DWORD dwWaited = 0; Window().m_bReverseInProgress != 0 && dwWaited < WAIT_MS; dwWaited += LOOK_MS)
-    {
-        Sleep(LOOK_MS); // nothing else tells
-    }
-    EXPECT_EQ(Window().m_bReverseInProgress, 0U);
+    SendTypeAlone();
     EXPECT_TRUE(JoinStates().empty()) << "the body isn't there";
     Window().m_bReverseInProgress = 1;
-    std::vector<BYTE> body(sizeof(MSG_REVERSE_CONNECTION) - sizeof(DWORD));
-    body[0] = REVERSE_CODE_SHOW_WAIT;
-    ASSERT_TRUE(m_service.SendAll(body.data(), body.size()));
-    Settle();
+    SendBody(REVERSE_CODE_SHOW_WAIT);
     EXPECT_EQ(JoinStates(), Calls{"message 1041 0"});
     EXPECT_EQ(Window().m_bReverseInProgress, 1U) << "asked for again meanwhile";
-    SendCode(104);
-    EXPECT_EQ(Window().m_bReverseInProgress, 0U);
+}
+
+TEST_F(ReverseTest, ACodeWithoutAMeaningOpensTheCommandsAgainBehindItsBodyToo)
+{
+    for (const DWORD dwCode : {0U, 103U, 104U})
+    {
+        SendTypeAlone();
+        Window().m_bReverseInProgress = 1;
+        SendBody(dwCode);
+        EXPECT_EQ(Window().m_bReverseInProgress, 0U) << dwCode;
+    }
 }
 
 TEST_F(ReverseTest, AFailedConnectionIsToldWithReasonHostAndPort)
