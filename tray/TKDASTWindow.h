@@ -41,9 +41,9 @@ using TKDA_CLOSE_CHAT_WINDOW = void(__cdecl*)();
  * The one object of the normal run: the hidden window, the notification-area icon, the socket to the service,
  * popups, drop windows and the chat module.
  *
- * There is no lock. The main thread owns the window. The reader thread writes the service's records, the
- * message texts and the members marked "reader" below, whole, while the main thread reads them: a half-new
- * record is accepted, it only shows an old text until the next update. Flags that threads share are atomic.
+ * Only the drop list has a lock. The main thread owns the window. The reader thread writes the service's
+ * records, the message texts and the members marked "reader" below, whole, while the main thread reads them:
+ * a half-new record is accepted, it only shows an old text until the next update. Shared flags are atomic.
  */
 class CTaskBarWindow
 {
@@ -139,7 +139,7 @@ class CTaskBarWindow
     /// Shows a balloon at the icon. Returns the shell's result, or 1 when the icon mode allows none.
     int ShowTrayBalloonMsg(const wchar_t* pszText);
 
-    /// Decides whether the person at the desktop is told of a connection. Main and reader thread.
+    /// Brings options and icon up to date and decides whether a connection is told. Main and reader thread.
     void NotifyConnect();
 
     /// Follows a disconnection: popup, desktop options, icon. Reader thread; waits for the main thread.

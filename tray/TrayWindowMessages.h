@@ -25,7 +25,7 @@ enum TRAY_WINDOW_MESSAGE : UINT
     WM_CHAT_MESSAGE = WM_USER + 1061,         // the reader, sent: its MSG_CHAT_MESSAGE, 0
     WM_CHAT_CLOSE = WM_USER + 1062,           // the reader, sent: 0, 0
     WM_CHAT_AGENT_ALIVE = WM_USER + 1064,     // whoever asks, sent: answered with 1
-    WM_CHAT_WINDOW_GONE = WM_USER + 1065,     // the chat window as it closes
+    WM_CHAT_WINDOW_GONE = WM_USER + 1065,     // the chat window as it closes, sent: 0, 0
     WM_CHAT_USER_DISCONNECTED =
         WM_USER + 1066,                      // to the chat window, sent: the reader's CHAT_CONNECT_NOTICE, 0
     WM_CHAT_USER_CONNECTED = WM_USER + 1067, // to the chat window, sent: the reader's CHAT_CONNECT_NOTICE, 0

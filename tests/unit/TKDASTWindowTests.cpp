@@ -440,6 +440,7 @@ uintptr_t __cdecl RecordingBegin(void*, unsigned, unsigned(__stdcall* pfnThread)
 TEST_F(TrayWindowTest, TheAgentLooksAtTheDesktopThenOpensItsChannelThenStartsItsThreads)
 {
     CTaskBarWindow& window = MakeWindow();
+    const LogCapture capture("TKDASTWindow");
     {
         LateBinding binding;
         binding.Set("WTSRegisterSessionNotification", &RecordingRegister);
@@ -455,6 +456,8 @@ TEST_F(TrayWindowTest, TheAgentLooksAtTheDesktopThenOpensItsChannelThenStartsIts
     EXPECT_EQ(g_calls, (std::vector<std::string>{"look", "register 0", "socket", "reader suspended",
                                                  "event 10", "reports", "switches"}));
     EXPECT_EQ(g_pThreadParameter, &window);
+    EXPECT_THAT(capture.Texts(), testing::IsSupersetOf({"TRACE CTaskBarWindow::OnInit entering.",
+                                                        "TRACE CTaskBarWindow::OnInit exiting."}));
     EXPECT_FALSE(window.m_hReaderThread) << "there is none, and the window lives on";
     EXPECT_TRUE(IsWindow(window.m_hWnd));
 }
