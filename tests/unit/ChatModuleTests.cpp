@@ -653,7 +653,7 @@ class ChatHistoryView : public ChatModuleTest
         }
         const HANDLE hText = GetClipboardData(CF_UNICODETEXT);
         const auto* const pszText = static_cast<const wchar_t*>(GlobalLock(hText));
-        const std::wstring text = pszText != nullptr ? pszText : L"";
+        std::wstring text = pszText != nullptr ? pszText : L"";
         GlobalUnlock(hText);
         CloseClipboard();
         return text;

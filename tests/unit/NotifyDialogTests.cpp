@@ -479,6 +479,7 @@ TEST_F(NotifyDialogTest, WithoutATemplateThereIsNoPopupAndTheNextMessageTriesAga
     const HMODULE hLanguage = g_hResourceModule;
     g_hResourceModule = GetModuleHandleW(nullptr);
     EXPECT_EQ(ShowPopup(NOTIFY_MODE_CONNECTED), nullptr);
+    EXPECT_EQ(SendMessageW(Window().m_hWnd, WM_SHOW_NOTIFY_DLG, SHOW_EVERYONE_NOTICE, 0), 0);
     EXPECT_EQ(Window().m_bNotifyPending, 1U);
     g_hResourceModule = hLanguage;
     EXPECT_TRUE(IsWindow(ShowPopup(NOTIFY_MODE_CONNECTED)));
