@@ -7,7 +7,6 @@
 #include "tray/TKDASTWindow.h"
 
 #include <array>
-#include <string>
 
 namespace
 {
@@ -83,26 +82,25 @@ bool SwitchOffWallpaper()
            SetDesktopText(SPI_SETDESKWALLPAPER, L"");
 }
 
-// What the user's profile holds, terminated. False when there is nothing or too much.
-bool ReadProfileValue(const wchar_t* pszValue,
-                      std::array<wchar_t, MAX_PROFILE_VALUE / sizeof(wchar_t) + 1>* pText)
+// Terminated, however it is stored.
+using PROFILE_TEXT = std::array<wchar_t, MAX_PROFILE_VALUE / sizeof(wchar_t) + 1>;
+
+// What the user's profile holds, and the bytes of it. False when there is nothing or too much.
+bool ReadProfileValue(const wchar_t* pszValue, PROFILE_TEXT& text, DWORD& cbText)
 {
-    pText->fill(L'\0');
+    text.fill(L'\0');
+    cbText = MAX_PROFILE_VALUE;
     CRegKey hKey;
-    if (RegOpenKeyW(HKEY_CURRENT_USER, DESKTOP_PROFILE_KEY, hKey.put()) != ERROR_SUCCESS)
-    {
-        return false;
-    }
-    DWORD cbText = MAX_PROFILE_VALUE;
-    return RegQueryValueExW(hKey.get(), pszValue, nullptr, nullptr, reinterpret_cast<BYTE*>(pText->data()),
-                            &cbText) == ERROR_SUCCESS &&
-           cbText >= sizeof(wchar_t);
+    return RegOpenKeyW(HKEY_CURRENT_USER, DESKTOP_PROFILE_KEY, hKey.put()) == ERROR_SUCCESS &&
+           RegQueryValueExW(hKey.get(), pszValue, nullptr, nullptr, reinterpret_cast<BYTE*>(text.data()),
+                            &cbText) == ERROR_SUCCESS;
 }
 
 void RestoreFontSmoothing()
 {
-    std::array<wchar_t, MAX_PROFILE_VALUE / sizeof(wchar_t) + 1> text;
-    if (ReadProfileValue(L"FontSmoothing", &text) && text[0] != L'0')
+    PROFILE_TEXT text;
+    DWORD cbText = 0;
+    if (ReadProfileValue(L"FontSmoothing", text, cbText) && text[0] != L'0')
     {
         SetEffect(FONT_SMOOTHING, true);
     }
@@ -110,8 +108,9 @@ void RestoreFontSmoothing()
 
 void RestoreDesktopText(const wchar_t* pszValue, UINT uAction)
 {
-    std::array<wchar_t, MAX_PROFILE_VALUE / sizeof(wchar_t) + 1> text;
-    if (ReadProfileValue(pszValue, &text))
+    PROFILE_TEXT text;
+    DWORD cbText = 0;
+    if (ReadProfileValue(pszValue, text, cbText) && cbText >= sizeof(wchar_t))
     {
         SetDesktopText(uAction, text.data());
     }

@@ -2,7 +2,10 @@
 
 #include "tests/support/RegistryValue.h"
 #include "tests/unit/AgentHarness.h"
+#include "tests/unit/LateBinding.h"
+#include "tests/unit/LogCapture.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -51,6 +54,57 @@ TEST_F(DesktopOptionsTest, WhatIsOffAlreadyStaysOff)
     Window().SetDesktopOptions(EVERYTHING);
     EXPECT_EQ(m_trace.Calls("set"), Calls{"set 21 0 ''"}) << "only the pattern, which can't be read";
     EXPECT_EQ(Window().m_dwAppliedOptions, 0x3U);
+}
+
+TEST_F(DesktopOptionsTest, ARepeatedMaskAddsNothingAndSetsThePatternAgain)
+{
+    Window().SetDesktopOptions(EVERYTHING);
+    m_dwEffectsOn = 0;
+    m_wallpaper.clear();
+    m_trace.Forget();
+    Window().SetDesktopOptions(EVERYTHING);
+    EXPECT_EQ(m_trace.Calls("set"), Calls{"set 21 0 ''"});
+    EXPECT_EQ(Window().m_dwAppliedOptions, EVERYTHING) << "and forgets nothing";
+    Window().m_dwAppliedOptions = 1;
+}
+
+TEST_F(DesktopOptionsTest, WhatTheProfileDoesNotHoldIsLeftOutAndTheRestComesBack)
+{
+    const RegistryValue wallpaper(HKEY_CURRENT_USER, DESKTOP_KEY, L"Wallpaper",
+                                  std::wstring(L"C:\\user.bmp"));
+    {
+        const RegistryValue smoothing(HKEY_CURRENT_USER, DESKTOP_KEY, L"FontSmoothing");
+        const RegistryValue pattern(HKEY_CURRENT_USER, DESKTOP_KEY, L"Pattern");
+        Window().m_dwAppliedOptions = DESKTOP_OPTION_FONT_SMOOTHING | DESKTOP_OPTION_DROP_SHADOW |
+                                      DESKTOP_OPTION_PATTERN | DESKTOP_OPTION_WALLPAPER;
+        Window().RetoreDesktopOptions();
+        EXPECT_EQ(m_trace.Calls(), (Calls{"set 4133 0 1", "set 20 0 'C:\\user.bmp'"}));
+    }
+    m_trace.Forget();
+    {
+        const ImportHook hook(
+            "advapi32.dll", "RegOpenKeyW",
+            +[](HKEY, LPCWSTR, PHKEY) -> LSTATUS { return ERROR_ACCESS_DENIED; });
+        Window().RetoreDesktopOptions();
+    }
+    EXPECT_EQ(m_trace.Calls(), Calls{"set 4133 0 1"});
+    Window().m_dwAppliedOptions = 1;
+}
+
+TEST_F(DesktopOptionsTest, AnEmptyTextComesBackAsItIsAndAValueWithoutAnyDoesNot)
+{
+    Window().m_dwAppliedOptions = DESKTOP_OPTION_FONT_SMOOTHING | DESKTOP_OPTION_PATTERN;
+    for (const size_t cbStored : {sizeof(wchar_t), size_t(0)})
+    {
+        const std::vector<BYTE> terminator(cbStored);
+        const RegistryValue pattern(HKEY_CURRENT_USER, DESKTOP_KEY, L"Pattern", REG_SZ, terminator);
+        const RegistryValue smoothing(HKEY_CURRENT_USER, DESKTOP_KEY, L"FontSmoothing", REG_SZ, terminator);
+        m_trace.Forget();
+        Window().RetoreDesktopOptions();
+        EXPECT_EQ(m_trace.Calls(),
+                  cbStored != 0 ? (Calls{"set 75 1 0", "set 21 0 ''"}) : Calls{"set 75 1 0"});
+    }
+    Window().m_dwAppliedOptions = 1;
 }
 
 TEST_F(DesktopOptionsTest, WhatCannotBeSwitchedIsNotRestored)
@@ -109,7 +163,7 @@ TEST_F(DesktopOptionsTest, AWallpaperOfMoreThan129CharactersStaysOff)
     for (const size_t cchPath : {129U, 130U})
     {
         const std::wstring path(cchPath, L'x');
-        // Stored without a terminator, so that the length is the path's own.
+        // The terminator counts, too.
         const auto* const pBytes = reinterpret_cast<const BYTE*>(path.data());
         const RegistryValue wallpaper(
             HKEY_CURRENT_USER, DESKTOP_KEY, L"Wallpaper", REG_SZ,
@@ -140,21 +194,29 @@ BOOL WINAPI FakeExitWindows(UINT uFlags, DWORD)
     return g_bActionWorks;
 }
 
+BOOL WINAPI FakeLock()
+{
+    g_actions.emplace_back("lock");
+    return g_bActionWorks;
+}
+
 HWND WINAPI NoForeground()
 {
     return nullptr;
 }
 
-BOOL WINAPI RecordPost(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM)
+BOOL WINAPI RefusePost(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
 {
     EXPECT_EQ(hWnd, nullptr);
+    EXPECT_EQ(lParam, 0);
     g_actions.push_back("post " + std::to_string(uMessage) + " " + std::to_string(wParam));
-    return TRUE;
+    return FALSE;
 }
 } // namespace
 
 TEST(SessionActions, LogoffAsksTheApplicationsUnlessForced)
 {
+    const LogCapture capture("DesktopOptions", log4cxx::Level::getInfo());
     const ImportHook hook("user32.dll", "ExitWindowsEx", &FakeExitWindows);
     g_actions.clear();
     g_bActionWorks = TRUE;
@@ -162,13 +224,32 @@ TEST(SessionActions, LogoffAsksTheApplicationsUnlessForced)
     g_bActionWorks = FALSE;
     EXPECT_EQ(Logoff(1), 0);
     EXPECT_EQ(g_actions, (Calls{"exit 0", "exit 4"}));
+    EXPECT_THAT(capture.Texts(), testing::ElementsAre("INFO bForce=0", "INFO bForce=1"));
 }
 
 TEST(SessionActions, AWorkstationThatCannotBeLockedIsCoveredByAScreenSaver)
 {
     const ImportHook foreground("user32.dll", "GetForegroundWindow", &NoForeground);
-    const ImportHook post("user32.dll", "PostMessageW", &RecordPost);
+    const ImportHook post("user32.dll", "PostMessageW", &RefusePost);
+    LateBinding binding;
+    binding.Set("LockWorkStation", &FakeLock);
     g_actions.clear();
+    g_bActionWorks = FALSE;
+    EXPECT_EQ(LockWorkstation(), 1) << "even when that doesn't work either";
+    binding.SetMissing("LockWorkStation");
     EXPECT_EQ(LockWorkstation(), 1);
-    EXPECT_EQ(g_actions, Calls{"post 274 61760"}) << "this test system can't lock";
+    EXPECT_EQ(g_actions, (Calls{"lock", "post 274 61760", "post 274 61760"}));
+    EXPECT_EQ(binding.OpenModules(), 0);
+}
+
+TEST(SessionActions, AWorkstationThatCanBeLockedNeedsNoScreenSaver)
+{
+    const ImportHook post("user32.dll", "PostMessageW", &RefusePost);
+    LateBinding binding;
+    binding.Set("LockWorkStation", &FakeLock);
+    g_actions.clear();
+    g_bActionWorks = TRUE;
+    EXPECT_EQ(LockWorkstation(), 1);
+    EXPECT_EQ(g_actions, Calls{"lock"});
+    EXPECT_EQ(binding.OpenModules(), 0);
 }

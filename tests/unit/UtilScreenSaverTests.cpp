@@ -2,7 +2,9 @@
 
 #include "Include/Handles.h"
 #include "tests/support/ImportHook.h"
+#include "tests/unit/LogCapture.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -79,7 +81,10 @@ TEST_F(ScreenSaverTest, EveryVisibleWindowOfTheSaversDesktopIsAskedToClose)
     const CWindow hidden = MakeWindow(0);
     const CWindow last = MakeWindow(WS_VISIBLE);
     g_saver.windows = {first.get(), hidden.get(), last.get()};
+    const LogCapture capture("DesktopOptions", log4cxx::Level::getInfo());
     KillScreenSaver();
+    EXPECT_THAT(capture.Texts(), testing::Each("INFO KillScreenSaverFunc"));
+    EXPECT_EQ(capture.Texts().size(), 3U) << "a line for each window";
     EXPECT_EQ(g_saver.desktopAsked, L"Screen-saver");
     EXPECT_EQ(g_saver.closed, (std::vector<HWND>{first.get(), last.get()}));
     EXPECT_EQ(g_saver.nDesktopsClosed, 1);
