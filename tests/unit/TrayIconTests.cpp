@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -122,6 +123,45 @@ TEST_F(TrayIconTest, AnOldShellGetsTheOldStructure)
     EXPECT_EQ(Window().ShowTrayBalloonMsg(L"text"), 0);
 }
 
+TEST_F(TrayIconTest, AnIconThatIsThereIsModifiedAndTheShellsAnswerToldOn)
+{
+    OnWindowThread([this] {
+        EXPECT_EQ(Window().AddTrayIcon(), 1);
+        EXPECT_EQ(Window().SetTrayIcon(), 1);
+        m_bShellAnswers = false;
+        EXPECT_EQ(Window().SetTrayIcon(), 0);
+        EXPECT_EQ(Window().AddTrayIcon(), 0);
+        EXPECT_EQ(Window().SetTrayIcon(), 1) << "a failed addition is tried again by a timer";
+    });
+    EXPECT_EQ(m_trace.Calls("icon"), (Calls{"icon 0", "icon 1", "icon 1", "icon 0", "icon 0"}));
+}
+
+TEST_F(TrayIconTest, EachCallOfTheShellIsLogged)
+{
+    const LogCapture capture("TKDASTWindow");
+    OnWindowThread([this] {
+        Window().SendTrayMsg(NIM_DELETE, 0);
+        Window().SendTrayMsg(NIM_MODIFY, 7);
+        Window().ShowTrayBalloonMsg(nullptr);
+    });
+    EXPECT_THAT(capture.Texts(), testing::IsSupersetOf({"TRACE CTaskBarWindow::SendTrayMsg entering.",
+                                                        "INFO dwMsg=2 bActive=0", "INFO dwMsg=1 bActive=7",
+                                                        "TRACE CTaskBarWindow::SendTrayMsg exiting.",
+                                                        "DEBUG ShowTrayBalloon"}));
+}
+
+TEST_F(TrayIconTest, WithoutAWindowTheShellIsNotCalled)
+{
+    OnWindowThread([this] {
+        const HWND hWnd = std::exchange(Window().m_hWnd, nullptr);
+        EXPECT_EQ(Window().SendTrayMsg(NIM_ADD, 0), 0);
+        EXPECT_EQ(Window().SendTrayMsgServerReconfiguring(1, L"Please wait"), 0);
+        EXPECT_EQ(Window().ShowTrayBalloonMsg(L"text"), 0);
+        Window().m_hWnd = hWnd;
+    });
+    EXPECT_TRUE(m_trace.Calls("icon").empty());
+}
+
 TEST_F(TrayIconTest, AnEmptyTipTextLeavesTheShellsTipAlone)
 {
     MSG_TRAYICON_SETTINGS settings = PlainSettings(MSG_TYPE_TRAYICON_SETTINGS_UPDATE);
@@ -192,6 +232,48 @@ TEST_F(TrayIconTest, AnAttemptThatIsDueEndsItsTimerOnceAndArmsTheNext)
     EXPECT_EQ(Window().m_uTrayRetryTimer, 1006U);
 }
 
+TEST_F(TrayIconTest, AnAttemptInBetweenEndsTheRetryThatRuns)
+{
+    m_bShellAnswers = false;
+    OnWindowThread([this] {
+        Window().SetTrayIcon();
+        Window().SetTrayIcon();
+    });
+    EXPECT_EQ(m_trace.Calls(),
+              (Calls{"icon 0", "timer 1006 1000", "icon 0", "kill 1006", "timer 1006 1000"}));
+    EXPECT_EQ(Window().m_nTrayRetries, 2);
+    m_trace.Forget();
+    m_bShellAnswers = true;
+    OnWindowThread([this] { Window().SetTrayIcon(); });
+    EXPECT_EQ(m_trace.Calls(), (Calls{"icon 0", "kill 1006"}));
+    EXPECT_EQ(Window().m_uTrayRetryTimer, UINT_PTR{TIMER_TRAY_RETRY}) << "it keeps its value";
+    EXPECT_EQ(Window().m_nTrayRetries, 0);
+}
+
+TEST_F(TrayIconTest, AShellThatHasComeAndRefusesIsCountedFromTheBeginning)
+{
+    m_bShellIsUp = false;
+    for (int nAttempt = 1; nAttempt <= 31; ++nAttempt)
+    {
+        OnWindowThread([this] { Window().SetTrayIcon(); });
+    }
+    EXPECT_EQ(m_trace.Calls("timer").back(), "timer 1006 60000");
+    m_bShellIsUp = true;
+    m_bShellAnswers = false;
+    Fire(TIMER_TRAY_RETRY);
+    EXPECT_EQ(Window().m_nTrayRetries, 1);
+    EXPECT_EQ(m_trace.Calls("timer").back(), "timer 1006 1000");
+}
+
+TEST_F(TrayIconTest, WithoutAShellAnIconCannotBeTakenAway)
+{
+    m_bShellIsUp = false;
+    Window().m_bIconAdded = 1;
+    OnWindowThread([this] { EXPECT_EQ(Window().DelTrayIcon(), 0); });
+    EXPECT_TRUE(m_trace.Calls("icon").empty());
+    EXPECT_EQ(Window().m_bIconAdded, 1U);
+}
+
 TEST_F(TrayIconTest, AMissingShellCountsTwiceAndIsNotCalled)
 {
     m_bShellIsUp = false;
@@ -256,6 +338,129 @@ TEST_F(TrayIconTest, ReconfiguringIsAnnouncedOnceWithABalloonAndTakenBack)
     EXPECT_EQ(over.uTimeout, 0U);
 }
 
+TEST_F(TrayIconTest, AnotherCallOfTheShellTakesTheAnnouncementAway)
+{
+    OnWindowThread([this] {
+        Window().m_Settings = PlainSettings();
+        Window().SendTrayMsgServerReconfiguring(1, L"Please wait");
+        Window().SetTrayIcon();
+        Window().SendTrayMsgServerReconfiguring(1, L"Please wait");
+    });
+    ASSERT_EQ(m_icons.size(), 3U) << "and a later announcement is one again";
+    EXPECT_EQ(m_icons[1].hIcon, Window().m_hIconIdle);
+    EXPECT_EQ(m_icons[1].uFlags, static_cast<UINT>(NIF_ICON | NIF_MESSAGE | NIF_TIP));
+    EXPECT_EQ(m_icons[1].dwInfoFlags, 0U);
+    EXPECT_EQ(m_icons[1].uTimeout, 0U);
+    EXPECT_STREQ(m_icons[1].szInfo, L"");
+    EXPECT_STREQ(m_icons[1].szInfoTitle, L"");
+    EXPECT_EQ(m_icons[2].uTimeout, 10000U);
+}
+
+TEST_F(TrayIconTest, AnAnnouncementIsCutToTheShellsRoom)
+{
+    OnWindowThread([this] { Window().SendTrayMsgServerReconfiguring(1, std::wstring(300, L'x').c_str()); });
+    ASSERT_EQ(m_icons.size(), 1U);
+    EXPECT_EQ(m_icons[0].cbSize, 952U);
+    EXPECT_EQ(m_icons[0].uID, 44444U);
+    EXPECT_EQ(m_icons[0].uCallbackMessage, 1025U);
+    EXPECT_EQ(std::wstring(m_icons[0].szTip), std::wstring(127, L'x'));
+    EXPECT_EQ(std::wstring(m_icons[0].szInfo), std::wstring(255, L'x'));
+}
+
+TEST_F(TrayIconTest, AnAnnouncementWithoutATextKeepsTheTip)
+{
+    OnWindowThread([this] {
+        Window().m_Settings = PlainSettings();
+        Window().SetTrayIcon();
+        EXPECT_EQ(Window().SendTrayMsgServerReconfiguring(1, nullptr), 1);
+    });
+    EXPECT_STREQ(m_icons.back().szTip, L"Kestrel...");
+    EXPECT_STREQ(m_icons.back().szInfo, L"");
+}
+
+TEST_F(TrayIconTest, AnOldShellIsToldOfAReconfigurationWithoutABalloon)
+{
+    OnWindowThread([this] {
+        Window().m_bShellV5 = 0;
+        Window().m_Settings = PlainSettings();
+        Window().SendTrayMsgServerReconfiguring(1, L"Please wait");
+        Window().SendTrayMsgServerReconfiguring(0, L"Please wait");
+    });
+    ASSERT_EQ(m_icons.size(), 2U);
+    for (const NOTIFYICONDATAW& icon : m_icons)
+    {
+        EXPECT_EQ(icon.cbSize, 168U);
+        EXPECT_EQ(icon.uFlags, static_cast<UINT>(NIF_ICON | NIF_MESSAGE | NIF_TIP));
+    }
+}
+
+TEST_F(TrayIconTest, TheTipOfAOneTimeAgentBeginsWithThatAndThenAsksForConsent)
+{
+    const StagedLanguageModule language;
+    g_bOneTimeSession = 1;
+    OnWindowThread([this] {
+        Window().m_Settings = PlainSettings();
+        Window().m_Settings.bPermissionRequired = 1;
+        Window().SetTrayIcon();
+    });
+    EXPECT_EQ(std::wstring(m_icons.at(0).szTip), language.Text(75) + language.Text(89) + L"\r\nKestre...");
+}
+
+TEST_F(TrayIconTest, TheEndOfAReconfigurationShowsTheStateOfTheMoment)
+{
+    const StagedLanguageModule language;
+    g_bOneTimeSession = 1;
+    OnWindowThread([this] {
+        Window().m_Settings = PlainSettings();
+        Window().m_Settings.bPermissionRequired = 1;
+        Window().SendTrayMsgServerReconfiguring(0, nullptr);
+        Window().m_Settings.szTrayTip[0] = L'\0';
+        Window().m_Connection.dwConnectCount = 1;
+        Window().SendTrayMsgServerReconfiguring(0, L"Please wait");
+    });
+    ASSERT_EQ(m_icons.size(), 2U);
+    EXPECT_EQ(m_icons[0].hIcon, Window().m_hIconPermission);
+    EXPECT_EQ(std::wstring(m_icons[0].szTip), language.Text(89) + L"\r\nKestre...");
+    EXPECT_EQ(m_icons[1].hIcon, Window().m_hIconActive);
+    EXPECT_EQ(m_icons[1].uFlags, static_cast<UINT>(NIF_ICON | NIF_MESSAGE | NIF_INFO | NIF_REALTIME));
+}
+
+TEST_F(TrayIconTest, AnUnknownModeIsToldOfAReconfigurationAndGetsNoBalloon)
+{
+    OnWindowThread([this] {
+        Window().m_Settings.dwTrayIcon = 3;
+        EXPECT_EQ(Window().SendTrayMsgServerReconfiguring(1, L"Please wait"), 1);
+        EXPECT_EQ(Window().ShowTrayBalloonMsg(L"text"), 1);
+        EXPECT_EQ(Window().ShowTrayBalloonMsg(nullptr), 0);
+        Window().m_bShellV5 = 0;
+        EXPECT_EQ(Window().ShowTrayBalloonMsg(L"text"), 1) << "the mode is looked at first";
+    });
+    EXPECT_EQ(m_icons.size(), 1U);
+}
+
+TEST_F(TrayIconTest, ABalloonSaysItsTextUnderTheProductsName)
+{
+    OnWindowThread([this] {
+        Window().m_Settings = PlainSettings();
+        EXPECT_EQ(Window().ShowTrayBalloonMsg(L"text"), 1);
+        EXPECT_EQ(Window().ShowTrayBalloonMsg(std::wstring(300, L'x').c_str()), 1);
+        EXPECT_EQ(Window().ShowTrayBalloonMsg(nullptr), 0);
+        m_bShellAnswers = false;
+        EXPECT_EQ(Window().ShowTrayBalloonMsg(L"text"), 0);
+    });
+    EXPECT_EQ(m_trace.Calls("icon"), Calls(3, "icon 1"));
+    const NOTIFYICONDATAW& balloon = m_icons[0];
+    EXPECT_EQ(balloon.cbSize, 952U);
+    EXPECT_EQ(balloon.hWnd, Window().m_hWnd);
+    EXPECT_EQ(balloon.uID, 44444U);
+    EXPECT_EQ(balloon.uFlags, static_cast<UINT>(NIF_INFO | NIF_REALTIME));
+    EXPECT_EQ(balloon.dwInfoFlags, static_cast<DWORD>(NIIF_INFO));
+    EXPECT_EQ(balloon.uTimeout, 0U);
+    EXPECT_STREQ(balloon.szInfoTitle, L"Tessaran Kestrel Desk Assist");
+    EXPECT_STREQ(balloon.szInfo, L"text");
+    EXPECT_EQ(std::wstring(m_icons[1].szInfo), std::wstring(255, L'x'));
+}
+
 TEST_F(TrayIconTest, ReconfiguringChangesNothingWhileTheIconIsNotAlwaysShown)
 {
     for (const DWORD dwMode : {TRAY_ICON_HIDDEN, TRAY_ICON_WHILE_CONNECTED})
@@ -310,4 +515,52 @@ TEST_F(TrayIconTest, EveryWayOutDeletesTheIcon)
     Window().m_bIconAdded = 1;
     OnWindowThread([this] { EXPECT_EQ(Window().DelTrayIcon(), 0); });
     EXPECT_EQ(Window().m_bIconAdded, 1U);
+}
+
+namespace
+{
+WNDCLASSEXW g_windowClass;
+
+// An icon is its own number.
+HICON WINAPI NumberAsIcon(HINSTANCE hModule, LPCWSTR pszIcon)
+{
+    EXPECT_EQ(hModule, g_hResourceModule.load());
+    return reinterpret_cast<HICON>(reinterpret_cast<ULONG_PTR>(pszIcon));
+}
+
+ATOM WINAPI RecordClass(const WNDCLASSEXW* pClass)
+{
+    g_windowClass = *pClass;
+    return 0;
+}
+
+HICON Icon(ULONG_PTR uNumber)
+{
+    return reinterpret_cast<HICON>(uNumber);
+}
+} // namespace
+
+TEST(TrayIconImages, ComeFromTheLanguageModuleByNumberOnceForAll)
+{
+    // A window that is there already has the class.
+    g_hInstance = g_hResourceModule = GetModuleHandleW(nullptr);
+    g_windowClass = {};
+    CTaskBarWindow first(0);
+    const ImportHook load("user32.dll", "LoadIconW", &NumberAsIcon);
+    const ImportHook registration("user32.dll", "RegisterClassExW", &RecordClass);
+    {
+        const CTaskBarWindow window(0);
+        EXPECT_EQ(window.m_hIconActive, Icon(130));
+        EXPECT_EQ(window.m_hIconIdle, Icon(7));
+        EXPECT_EQ(window.m_hIconPermission, Icon(107));
+        EXPECT_EQ(window.m_hIconReconfiguring, Icon(131));
+        DestroyWindow(window.m_hWnd);
+    }
+    EXPECT_EQ(g_windowClass.hIcon, Icon(7));
+    EXPECT_EQ(g_windowClass.hIconSm, Icon(7));
+    DestroyWindow(first.m_hWnd);
+    MSG message = {};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+    {
+    }
 }
