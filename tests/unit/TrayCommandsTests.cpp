@@ -2,12 +2,14 @@
 #include "TKDAS/SimultanousSessionMutex.h"
 #include "dialogs/CreateInvitationDialog.h"
 #include "resources/resource.h"
+#include "Include/UtilResource.h"
 #include "Include/UtilTimedMessageBox.h"
 #include "startup/TKDAST.h"
 #include "tests/support/AgentFolder.h"
 #include "tests/support/ImportHook.h"
 #include "tests/unit/AgentHarness.h"
 #include "tests/unit/BoxTrace.h"
+#include "tray/DesktopOptions.h"
 
 #include <gtest/gtest.h>
 
@@ -62,6 +64,12 @@ class TrayCommandTest : public AgentHarness
     {
         AgentHarness::TearDown();
         g_hResourceModule = g_hInstance;
+    }
+
+    /// A text of the language module in which a count stands.
+    static std::wstring Text(UINT uString, const wchar_t* pszCount = L"")
+    {
+        return FillPlaceholders(LoadResourceText(uString, 260), {pszCount});
     }
 
     /// Returns when the command is done.
@@ -183,8 +191,9 @@ TEST_F(TrayCommandTest, DisconnectAllAsksForTheCountOfConnectionsAndSendsOnYes)
     const SHOWN_MESSAGE& box = m_boxes.Boxes()[0];
     EXPECT_EQ(box.uType, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
     EXPECT_EQ(box.hWndOwner, nullptr);
+    EXPECT_EQ(box.text, Text(16, L"12"));
     EXPECT_NE(box.text.find(L"12"), std::wstring::npos);
-    EXPECT_FALSE(box.title.empty());
+    EXPECT_EQ(box.title, Text(17));
     EXPECT_EQ(m_trace.Calls("timer"), std::vector<std::string>{"timer 0 10000"});
     MSG_TRAYICON_DISCONNECT_ALL expected = {};
     expected.dwType = MSG_TYPE_TRAYICON_DISCONNECT_ALL;
@@ -217,15 +226,18 @@ TEST_F(TrayCommandTest, ExitWithNobodyConnectedAsksNothingAndEndsTheAgent)
 {
     Send(PlainSettings());
     Receive<MSG_TRAYICON_DESKTOP_USER_INFORMATION>();
+    Window().m_dwAppliedOptions = DESKTOP_OPTION_DROP_SHADOW;
     m_trace.Forget();
     Choose(ID_TRAY_EXIT);
+    EXPECT_EQ(m_trace.Calls(),
+              (std::vector<std::string>{"message 273 40007", "get 114 0", "icon 2", "set 4133 0 1"}))
+        << "the record is filled, then the icon goes, then the window";
     EXPECT_TRUE(m_boxes.Boxes().empty());
     MSG_TRAYICON_EXIT expected = {};
     expected.dwType = MSG_TYPE_TRAYICON_EXIT;
     ExpectRecord(expected);
     EXPECT_EQ(g_nExitCode, EXIT_ASKED_TO_END);
     EXPECT_FALSE(IsWindow(Window().m_hWnd));
-    EXPECT_EQ(m_trace.Calls("icon"), std::vector<std::string>{"icon 2"});
 }
 
 TEST_F(TrayCommandTest, ExitWithSomebodyConnectedAsksFirst)
@@ -234,7 +246,10 @@ TEST_F(TrayCommandTest, ExitWithSomebodyConnectedAsksFirst)
     Choose(ID_TRAY_EXIT);
     ASSERT_EQ(m_boxes.Boxes().size(), 1U);
     EXPECT_EQ(m_boxes.Boxes()[0].uType, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
-    EXPECT_NE(m_boxes.Boxes()[0].text.find(L'3'), std::wstring::npos);
+    EXPECT_EQ(m_boxes.Boxes()[0].text, Text(18, L"3"));
+    EXPECT_EQ(m_boxes.Boxes()[0].title, Text(17));
+    EXPECT_EQ(m_boxes.Boxes()[0].hWndOwner, nullptr);
+    EXPECT_EQ(m_trace.Calls("timer"), std::vector<std::string>{"timer 0 10000"});
     EXPECT_EQ(Receive<MSG_TRAYICON_EXIT>().dwType, static_cast<DWORD>(MSG_TYPE_TRAYICON_EXIT));
 }
 
@@ -274,7 +289,7 @@ TEST_F(TrayCommandTest, AnAgentThatGoesWhileABoxTimesOutStillEnds)
 TEST_F(TrayCommandTest, ABoxUnderADialogWaitsUntilTheDialogHasGone)
 {
     Window().m_Connection.dwConnectCount = 1;
-    Window().m_bServiceReplied = 1;
+    Window().m_Settings.bReverseConnectMenu = 1;
     m_boxes.m_nAnswer = NO_ANSWER;
     bool bQuitInDialog = true;
     bool bQuitBehindDialog = false;
@@ -287,7 +302,7 @@ TEST_F(TrayCommandTest, ABoxUnderADialogWaitsUntilTheDialogHasGone)
         bQuitInDialog = isQuitDue();
     };
     m_boxes.m_whileOpen = [&] {
-        Choose(ID_TRAY_CREATE_INVITATION);
+        Choose(ID_TRAY_CONNECT_TO_CLIENT);
         bQuitBehindDialog = isQuitDue();
     };
     Choose(ID_TRAY_DISCONNECT_ALL);
@@ -323,6 +338,7 @@ TEST_F(TrayCommandTest, AServiceMessageIsShownAsItIsForTwentySeconds)
         EXPECT_EQ(m_boxes.Boxes()[0].text, L"100 %s of %d");
         EXPECT_EQ(m_boxes.Boxes()[0].title, L"Title %n");
         EXPECT_EQ(m_boxes.Boxes()[0].uType, bIsError != 0 ? 0x40010U : 0x40040U);
+        EXPECT_EQ(m_boxes.Boxes()[0].hWndOwner, nullptr);
         EXPECT_EQ(m_trace.Calls("timer"), std::vector<std::string>{"timer 0 20000"});
     }
 }
@@ -341,6 +357,8 @@ TEST_F(TrayCommandTest, OnlyAnInvitedOneTimeAgentEndsBehindAServiceMessage)
 TEST_F(TrayCommandTest, AboutAsksForTheAddressesAndOpensAsSoonAsTheyAreThere)
 {
     Window().m_bServiceReplied = 1;
+    Window().m_bDialogReserved = 1;
+    g_whileDialog = [this] { EXPECT_EQ(Window().m_bDialogReserved, 1U); };
     std::future<LRESULT> chosen = std::async(std::launch::async, [this] { return Choose(ID_TRAY_ABOUT); });
     EXPECT_EQ(Receive<MSG_TRAYICON_TYPE_ONLY>().dwType, static_cast<DWORD>(MSG_TYPE_TRAYICON_IP_ADDRESSES));
     EXPECT_TRUE(g_dialogs.empty());
@@ -366,8 +384,33 @@ TEST_F(TrayCommandTest, AboutOpensWithoutAnAnswerAfterAboutFiveSeconds)
     EXPECT_GE(g_dialogs[0].when - chosen, std::chrono::milliseconds(4900));
 }
 
+TEST_F(TrayCommandTest, TheWaitForAnAnswerHasFiveHundredRounds)
+{
+    static DWORD s_dwMainThread;
+    static std::vector<DWORD> s_pauses;
+    s_dwMainThread = GetWindowThreadProcessId(Window().m_hWnd, nullptr);
+    s_pauses.clear();
+    {
+        const ImportHook hook(
+            "kernel32.dll", "Sleep", +[](DWORD dwMilliseconds) {
+                if (GetCurrentThreadId() == s_dwMainThread)
+                {
+                    s_pauses.push_back(dwMilliseconds);
+                }
+            });
+        Choose(ID_TRAY_ABOUT);
+    }
+    EXPECT_EQ(g_dialogs.size(), 1U);
+    ASSERT_EQ(s_pauses.size(), 3U * 500U);
+    for (size_t nPause = 0; nPause < s_pauses.size(); ++nPause)
+    {
+        EXPECT_EQ(s_pauses[nPause], nPause % 3 == 1 ? 10U : 0U) << nPause;
+    }
+}
+
 TEST_F(TrayCommandTest, AnInvitationIsMadeWithTheSettingsOfTheMoment)
 {
+    Window().m_bServiceReplied = 1; // an earlier answer
     std::future<LRESULT> chosen =
         std::async(std::launch::async, [this] { return Choose(ID_TRAY_CREATE_INVITATION); });
     EXPECT_EQ(Receive<MSG_TRAYICON_TYPE_ONLY>().dwType,
@@ -444,6 +487,8 @@ TEST_F(TrayCommandTest, JoiningDuringASessionIsWarnedOfAndOnlyYesGoesOn)
             EXPECT_EQ(m_boxes.Boxes()[0].uType,
                       static_cast<UINT>(MB_TOPMOST | MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2));
             EXPECT_EQ(m_boxes.Boxes()[0].hWndOwner, Window().m_hWnd);
+            EXPECT_EQ(m_boxes.Boxes()[0].text, Text(19));
+            EXPECT_EQ(m_boxes.Boxes()[0].title, Text(17));
             if (nAnswer == IDYES)
             {
                 Receive<MSG_REVERSE_CONNECTION>();
@@ -462,6 +507,14 @@ TEST_F(TrayCommandTest, NumbersThatAreNoCommandsDoNothing)
     }
     EXPECT_TRUE(m_boxes.Boxes().empty() && g_dialogs.empty());
     ExpectSilence();
+}
+
+TEST_F(TrayCommandTest, ACommandIsTheSameWhereverItComesFrom)
+{
+    constexpr WORD FROM_AN_ACCELERATOR = 1;
+    SendMessageW(Window().m_hWnd, WM_COMMAND, MAKEWPARAM(ID_TRAY_SHOW_CONNECTED, FROM_AN_ACCELERATOR), 0);
+    EXPECT_EQ(Receive<MSG_TRAYICON_CONNECT_NOTIFY_ALL>().dwType,
+              static_cast<DWORD>(MSG_TYPE_TRAYICON_CONNECT_NOTIFY_ALL));
 }
 
 TEST_F(TrayCommandTest, ACommandWithoutAChannelIsDropped)

@@ -130,11 +130,15 @@ void ReadMenu(HMENU hMenu, SHOWN_MENU& shown)
 
 std::vector<SHOWN_MENU> g_menus;
 HWND g_hForeground = nullptr;
+std::vector<std::string> g_steps; // of the menu's showing, in order
+HMENU g_hShown = nullptr;         // the last one
 
 BOOL WINAPI RecordMenu(HMENU hMenu, UINT uFlags, int nX, int nY, int, HWND hWnd, const RECT* pRect)
 {
     EXPECT_EQ(uFlags, 0U);
     EXPECT_EQ(pRect, nullptr);
+    g_steps.emplace_back("menu");
+    g_hShown = hMenu;
     SHOWN_MENU& shown = g_menus.emplace_back();
     shown.hWndOwner = hWnd;
     shown.position = {nX, nY};
@@ -144,6 +148,7 @@ BOOL WINAPI RecordMenu(HMENU hMenu, UINT uFlags, int nX, int nY, int, HWND hWnd,
 
 BOOL WINAPI RecordForeground(HWND hWnd)
 {
+    g_steps.emplace_back("foreground");
     g_hForeground = hWnd;
     return TRUE;
 }
@@ -156,6 +161,7 @@ class TrayMenuTest : public AgentHarness
         AgentHarness::SetUp();
         g_menus.clear();
         g_hForeground = nullptr;
+        g_steps.clear();
         g_hResourceModule = m_hResources.get();
     }
 
@@ -291,6 +297,30 @@ TEST_F(TrayMenuTest, TheMenuOpensAtThePointerWithTheAgentInFrontAndIsGoneAfterwa
     EXPECT_EQ(g_menus[0].hWndOwner, Window().m_hWnd);
     EXPECT_EQ(g_hForeground, Window().m_hWnd);
     EXPECT_FALSE(Window().m_hTrayMenu);
+}
+
+TEST_F(TrayMenuTest, TheMenuIsShownStepByStep)
+{
+    static decltype(&DestroyMenu) s_pfnDestroyMenu = nullptr;
+    const ImportHook cursor(
+        "user32.dll", "GetCursorPos", +[](LPPOINT) -> BOOL {
+            g_steps.emplace_back("pointer");
+            return TRUE;
+        });
+    const ImportHook post(
+        "user32.dll", "PostMessageW", +[](HWND, UINT uMessage, WPARAM, LPARAM) -> BOOL {
+            g_steps.emplace_back("post " + std::to_string(uMessage));
+            return TRUE;
+        });
+    const ImportHook destroy(
+        "user32.dll", "DestroyMenu", +[](HMENU hMenu) -> BOOL {
+            g_steps.emplace_back("destroy");
+            return s_pfnDestroyMenu(hMenu);
+        });
+    s_pfnDestroyMenu = destroy.Original();
+    Notify(WM_RBUTTONUP);
+    EXPECT_EQ(g_steps, (std::vector<std::string>{"pointer", "foreground", "menu", "post 0", "destroy"}));
+    EXPECT_FALSE(IsMenu(g_hShown)) << "with its sub-menu";
 }
 
 TEST_F(TrayMenuTest, WithoutAMenuNothingOpensAndNothingIsTold)
