@@ -1,6 +1,7 @@
 #include "dialogs/ClientPermissionDialog.h"
 
 #include "Include/BoundedText.h"
+#include "Include/TKLogging.h"
 #include "Include/UtilFile.h"
 #include "dialogs/GradientFill.h"
 #include "dialogs/PermissionAnswer.h"
@@ -592,6 +593,49 @@ TEST_F(ClientPermissionDialogTest, TheIconStandsInItsPlace)
     });
 }
 
+TEST_F(ClientPermissionDialogTest, IconAndCountdownAreDrawnInTheirControlsPlaces)
+{
+    static POINT s_icon;
+    static RECT s_place;
+    static std::wstring s_text;
+    static UINT s_uFormat;
+    static HGDIOBJ s_hFont;
+    s_icon = {-1, -1};
+    const ImportHook icon(
+        "user32.dll", "DrawIcon", +[](HDC, int nX, int nY, HICON hIcon) -> BOOL {
+            EXPECT_NE(hIcon, nullptr);
+            s_icon = {nX, nY};
+            return TRUE;
+        });
+    const ImportHook text(
+        "user32.dll", "DrawTextW",
+        +[](HDC hDC, LPCWSTR pszText, int cchText, LPRECT pPlace, UINT uFormat) -> int {
+            s_text.assign(pszText, static_cast<size_t>(cchText));
+            s_place = *pPlace;
+            s_uFormat = uFormat;
+            s_hFont = GetCurrentObject(hDC, OBJ_FONT);
+            return 1;
+        });
+    RunPrompt(Prompt(), [&](HWND hDlg) {
+        InvalidateRect(hDlg, nullptr, TRUE);
+        UpdateWindow(hDlg);
+        const auto placeOf = [hDlg](int nControl) {
+            RECT rect = WindowPlace(GetDlgItem(hDlg, nControl));
+            MapWindowPoints(nullptr, hDlg, reinterpret_cast<POINT*>(&rect), 2);
+            return rect;
+        };
+        const RECT iconPlace = placeOf(IDC_PERMISSION_ICON);
+        const RECT textPlace = placeOf(IDC_PERMISSION_COUNTDOWN);
+        EXPECT_EQ(s_icon.x, iconPlace.left);
+        EXPECT_EQ(s_icon.y, iconPlace.top);
+        EXPECT_TRUE(EqualRect(&s_place, &textPlace));
+        EXPECT_EQ(s_text, Label(120));
+        EXPECT_EQ(s_uFormat, 36U);
+        EXPECT_EQ(s_hFont, GetStockObject(ANSI_VAR_FONT));
+        Deny(hDlg);
+    });
+}
+
 TEST_F(ClientPermissionDialogTest, ANewNumberReplacesTheOneBefore)
 {
     std::vector<COLORREF> drawnOnce;
@@ -872,6 +916,16 @@ TEST_F(ClientPermissionDialogTest, LogsItsArgumentsAndEveryMessage)
     RunPrompt(Prompt(), Deny);
     EXPECT_THAT(capture.Texts(), Contains("DEBUG iMsg=272"));
     EXPECT_THAT(capture.Texts(), Contains("DEBUG iMsg=2"));
+}
+
+TEST_F(ClientPermissionDialogTest, TheWatcherNamesItselfInTheLog)
+{
+    const LogCapture capture("ClientPermissionDialog");
+    EXPECT_EQ(PermissionThread(nullptr), 0U);
+    SetMainThreadLogName();
+    ASSERT_EQ(capture.Lines().size(), 2U);
+    EXPECT_EQ(capture.Lines()[0].message, "PermissionThread entering.");
+    EXPECT_EQ(capture.Lines()[0].threadName, "PermissionThread@" + std::to_string(GetCurrentThreadId()));
 }
 
 TEST_F(ClientPermissionDialogTest, ManyInARowLeaveNothingBehind)
