@@ -530,6 +530,22 @@ TEST_F(ConnectToClientTest, EachEmptyFieldIsAskedForAndTheDialogStays)
     EXPECT_EQ(m_record.szProxyHost[0], L'\0');
 }
 
+TEST_F(ConnectToClientTest, OfMoreEmptyFieldsOneIsAskedForAtATime)
+{
+    const HWND hDialog = Open();
+    Type(hDialog, IDC_CONNECT_PORT, L"");
+    Click(hDialog, IDC_CONNECT_USE_PROXY);
+    Click(hDialog, IDC_CONNECT_USE_PROXY_SECRET);
+    Type(hDialog, IDC_CONNECT_PROXY_PORT, L"");
+    ExpectRefused(hDialog, IDS_CONNECT_HOST_EMPTY, IDC_CONNECT_HOST);
+    Type(hDialog, IDC_CONNECT_HOST, L"viewer");
+    ExpectRefused(hDialog, IDS_CONNECT_PORT_EMPTY, IDC_CONNECT_PORT);
+    Type(hDialog, IDC_CONNECT_PORT, L"1");
+    ExpectRefused(hDialog, IDS_PROXY_SECRET_EMPTY, IDC_CONNECT_PROXY_SECRET);
+    Type(hDialog, IDC_CONNECT_PROXY_SECRET, L"secret");
+    ExpectRefused(hDialog, IDS_PROXY_PORT_EMPTY, IDC_CONNECT_PROXY_PORT);
+}
+
 TEST_F(ConnectToClientTest, WhatARefusedAttemptHasLeftIsForgotten)
 {
     const HWND hDialog = Open();
@@ -698,6 +714,28 @@ TEST_F(ConnectToClientTest, AHostIsWrittenWithTwoBytesACharacterAndNoTerminator)
     EXPECT_EQ(s_written, (Items{{L"Host 0", 12}, {L"Last", 12}}));
 }
 
+TEST_F(ConnectToClientTest, HostsAreStoredBeforeProxiesAndTheLastOnesBehindTheirList)
+{
+    static std::vector<std::wstring> s_written;
+    s_written.clear();
+    const ImportHook hook(
+        "advapi32.dll", "RegSetValueExW",
+        +[](HKEY, LPCWSTR pszName, DWORD, DWORD, const BYTE*, DWORD) -> LSTATUS {
+            s_written.emplace_back(pszName);
+            return ERROR_SUCCESS;
+        });
+    EXPECT_EQ(Run([](HWND hDialog) {
+                  Type(hDialog, IDC_CONNECT_HOST, L"viewer");
+                  Click(hDialog, IDC_CONNECT_USE_PROXY);
+                  Type(hDialog, IDC_CONNECT_PROXY_HOST, L"proxy");
+                  Click(hDialog, IDOK);
+              }),
+              1);
+    EXPECT_EQ(s_written, (std::vector<std::wstring>{L"Host 0", L"Port 0", L"Last", L"Port", L"Proxy Host 0",
+                                                    L"Proxy Port 0", L"Proxy Last", L"Proxy Port",
+                                                    L"Use Proxy", L"Use Proxy Secret"}));
+}
+
 TEST_F(ConnectToClientTest, TheSecretIsMaskedInBoldAndNeverStored)
 {
     EXPECT_EQ(Run([](HWND hDialog) {
@@ -764,6 +802,8 @@ TEST_F(ConnectToClientTest, TheKeyboardStartsAtTheHostAndReachesEverythingInOrde
         EXPECT_EQ(GetDlgCtrlID(hControl), nControl);
     }
     EXPECT_EQ(LOWORD(SendMessageW(hDialog, DM_GETDEFID, 0, 0)), IDOK);
+    EXPECT_EQ(ConnectToClient(hDialog, WM_INITDIALOG, 0, reinterpret_cast<LPARAM>(&m_record)), TRUE)
+        << "the dialog manager sets the focus";
 }
 
 TEST_F(ConnectToClientTest, LogsEveryMessage)
