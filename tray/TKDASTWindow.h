@@ -54,7 +54,7 @@ class CTaskBarWindow
     MSG_TRAYICON_CONNECT_NOTIFY_ALL m_ConnectedList{};
     MSG_TRAYICON_IP_ADDRESSES m_IpAddresses{};
 
-    std::atomic<UINT_PTR> m_uTrayRetryTimer{0};    // non-zero while the icon's retry timer runs
+    std::atomic<UINT_PTR> m_uTrayRetryTimer{0};    // the icon's retry timer, until it fires; killed, it stays
     std::atomic<UINT_PTR> m_uDesktopReadyTimer{0}; // non-zero while desktop options wait for the shell
     HWND m_hNotifyDlg = nullptr;                   // the notification popup; ends with its window
     HWND m_hJoinWaitDlg = nullptr;                 // the Connect in progress dialog; ends with its window
@@ -88,7 +88,7 @@ class CTaskBarWindow
     TKDA_CLOSE_CHAT_WINDOW m_pfnCloseChatWindow = nullptr;
     std::atomic<HWND> m_hChatWindow{nullptr}; // the chat module's; ends with its window
     std::atomic<DWORD> m_bDesktopReady{0};    // the shell has been seen once
-    std::atomic<int> m_nTrayRetries{0};       // attempts in a row that failed to add the icon
+    std::atomic<int> m_nTrayRetries{0};       // failed attempts in a row; without a shell each counts twice
     CMenu m_hTrayMenu;                        // only while it is open
     bool m_bBoxOpen = false;                  // a box of ShowBox is up
     bool m_bServiceMessageDue = false;        // a service message came while another box was up
@@ -115,14 +115,16 @@ class CTaskBarWindow
     /// Writes one record to the service in one send. 1 when all bytes were taken. Any thread.
     int SendToService(char* pRecord, unsigned int nBytes);
 
-    /// Brings the icon in line with the state: the one entry that the rest of the system uses. Main and
-    /// reader thread; so are all operations on the icon.
+    /// Brings the icon in line with the state: the one entry that the rest of the system uses. Returns the
+    /// shell's result where the icon is there and stays, else 1. Main and reader thread; so are all
+    /// operations on the icon.
     int SetTrayIcon();
 
     /// Adds the icon, or arms the timer of the next attempt. Returns m_bIconAdded.
     int AddTrayIcon();
 
-    /// Nothing in the agent calls it; kept for callers that know that the icon is there.
+    /// Nothing in the agent calls it; kept for callers that know that the icon is there. Returns the shell's
+    /// result.
     int ChangeTrayIcon(int bActive);
 
     /// Returns whether the shell took the icon away.
@@ -133,10 +135,11 @@ class CTaskBarWindow
     int SendTrayMsg(DWORD dwMessage, int bActive);
 
     /// Tells that the service is reconfiguring, or is no more. pszText may be null. Returns 1 when nothing
-    /// needed doing, else the shell's result.
+    /// needed doing, 0 without a window, else the shell's result.
     int SendTrayMsgServerReconfiguring(int bReconfiguring, const wchar_t* pszText);
 
-    /// Shows a balloon at the icon. Returns the shell's result, or 1 when the icon mode allows none.
+    /// Shows a balloon at the icon. Returns the shell's result, 1 when the icon mode allows none, or 0
+    /// without a text, a window, or a shell that knows balloons.
     int ShowTrayBalloonMsg(const wchar_t* pszText);
 
     /// Brings options and icon up to date and decides whether a connection is told. Main and reader thread.
@@ -166,7 +169,8 @@ class CTaskBarWindow
     /// Applies the options last asked for again. Reader and main thread.
     void SetDesktopOptionsDelayed();
 
-    /// Puts back what was switched off. Reader and main thread.
+    /// Puts back what was switched off, and forgets what was asked for. What was applied is the caller's to
+    /// clear: a second restore does no harm. Reader and main thread.
     void RetoreDesktopOptions();
 
     /// Loads the chat module, which then stays, and finds its entries. 1 when all are there; else an ERROR

@@ -558,6 +558,20 @@ TEST_F(ClientPermissionDialogTest, EveryControlButTheCountdownHasTheDialogsColou
     }
 }
 
+TEST_F(ClientPermissionDialogTest, ThePlainBrushIsMadeOnceForAllPrompts)
+{
+    m_binding.SetMissing("GradientFill");
+    HBRUSH hFirst = nullptr;
+    RunPrompt(Prompt(), [&](HWND hDlg) {
+        hFirst = AskForColor(hDlg, WM_CTLCOLORDLG, 0).hBrush;
+        Deny(hDlg);
+    });
+    RunPrompt(Prompt(), [&](HWND hDlg) {
+        EXPECT_EQ(AskForColor(hDlg, WM_CTLCOLORDLG, 0).hBrush, hFirst);
+        Deny(hDlg);
+    });
+}
+
 TEST_F(ClientPermissionDialogTest, AGradientThatFailsIsNotTriedAgain)
 {
     static int s_nFills = 0;

@@ -1,5 +1,6 @@
 #include "tray/DesktopOptions.h"
 
+#include "Include/Handles.h"
 #include "tests/support/RegistryValue.h"
 #include "tests/unit/AgentHarness.h"
 #include "tests/unit/LateBinding.h"
@@ -181,6 +182,19 @@ TEST_F(DesktopOptionsTest, TheGoingAgentRestores)
     m_trace.Forget();
     SendMessageW(Window().m_hWnd, WM_CLOSE, 0, 0);
     EXPECT_EQ(m_trace.Calls("set"), Calls{"set 37 1 0"});
+}
+
+TEST_F(DesktopOptionsTest, AnAgentThatTheServiceEndsRestoresAtOnceAndOnceMoreAsItGoes)
+{
+    const CKernelHandle hThread(
+        OpenThread(SYNCHRONIZE, FALSE, GetWindowThreadProcessId(Window().m_hWnd, nullptr)));
+    Window().SetDesktopOptions(0x20);
+    m_trace.Forget();
+    MSG_TRAYICON_EXIT leave = {};
+    leave.dwType = MSG_TYPE_TRAYICON_EXIT;
+    Send(leave);
+    ASSERT_EQ(WaitForSingleObject(hThread.get(), WAIT_MS), WAIT_OBJECT_0);
+    EXPECT_EQ(m_trace.Calls("set"), (Calls{"set 37 1 0", "set 37 1 0"}));
 }
 
 namespace

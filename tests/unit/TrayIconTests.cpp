@@ -480,15 +480,21 @@ TEST_F(TrayIconTest, ReconfiguringChangesNothingWhileTheIconIsNotAlwaysShown)
 
 TEST_F(TrayIconTest, AOneTimeAgentGreetsWithABalloonAsItsIconAppears)
 {
+    const StagedLanguageModule language;
+    const LogCapture capture("TKDASTWindow", log4cxx::Level::getDebug());
     g_bOneTimeSession = 1;
-    Send(PlainSettings(MSG_TYPE_TRAYICON_SETTINGS_UPDATE));
-    Settle();
-    Settle();
+    OnWindowThread([this] {
+        Window().m_Settings = PlainSettings();
+        Window().SetTrayIcon();
+    });
+    OnWindowThread([] {});
     EXPECT_EQ(m_trace.Calls("message 32770"), Calls{"message 32770 0"});
     ASSERT_EQ(m_icons.size(), 2U);
-    EXPECT_STREQ(m_icons[0].szTip, L"Kestre...") << "prefixed, though the program itself has no words";
+    EXPECT_EQ(std::wstring(m_icons[0].szTip), language.Text(75) + L"Kestre...");
     EXPECT_EQ(m_icons[1].uFlags, static_cast<UINT>(NIF_INFO | NIF_REALTIME));
     EXPECT_EQ(m_icons[1].uTimeout, 0U);
+    EXPECT_EQ(std::wstring(m_icons[1].szInfo), language.Text(69));
+    EXPECT_THAT(capture.Texts(), testing::Contains("DEBUG WM_SHOW_ONE_TIME_AGENT_BALLON"));
 }
 
 TEST_F(TrayIconTest, TheGreetingIsInTheLanguageModulesWordsAndIsLogged)
