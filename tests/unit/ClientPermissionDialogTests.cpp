@@ -499,6 +499,37 @@ TEST_F(ClientPermissionDialogTest, DenyIsTheDefaultWhereTheServiceWantsIt)
     }
 }
 
+TEST_F(ClientPermissionDialogTest, TheDefaultGoesFromAllowToDenyStepByStep)
+{
+    static decltype(&SendDlgItemMessageW) s_pfnSendToItem = nullptr;
+    static decltype(&SendMessageW) s_pfnSend = nullptr;
+    const ImportHook toItem(
+        "user32.dll", "SendDlgItemMessageW",
+        +[](HWND hDlg, int nControl, UINT uMessage, WPARAM wParam, LPARAM lParam) -> LRESULT {
+            if (uMessage == BM_SETSTYLE)
+            {
+                g_steps.emplace_back("style " + std::to_string(nControl) + " " + std::to_string(wParam) +
+                                     " " + std::to_string(lParam));
+            }
+            return s_pfnSendToItem(hDlg, nControl, uMessage, wParam, lParam);
+        });
+    s_pfnSendToItem = toItem.Original();
+    const ImportHook toDialog(
+        "user32.dll", "SendMessageW", +[](HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam) -> LRESULT {
+            if (uMessage == DM_SETDEFID)
+            {
+                g_steps.emplace_back("default " + std::to_string(wParam));
+            }
+            return s_pfnSend(hWnd, uMessage, wParam, lParam);
+        });
+    s_pfnSend = toDialog.Original();
+    g_steps.clear();
+    RunPrompt(Prompt(), Deny);
+    EXPECT_EQ(g_steps, Calls());
+    RunPrompt(DenyingPrompt(), Deny);
+    EXPECT_EQ(g_steps, (Calls{"style 1 0 1", "default 2", "style 2 1 1"}));
+}
+
 TEST_F(ClientPermissionDialogTest, ComesToTheCornerUnlessItIsToKeepItsPlace)
 {
     g_taskbarAnswer = {true, ABE_BOTTOM, {0, 770, 1280, 800}, 0, 0};

@@ -391,6 +391,20 @@ TEST_F(ConnectToClientTest, AKnownHostKeepsItsPortInTheListAndOnlyTheLastPortCha
     EXPECT_FALSE(Read(L"Host 1")) << "letters' case makes no other host";
 }
 
+TEST_F(ConnectToClientTest, AnEmptyItemIsNotStoredAndTheNextKeepsItsPosition)
+{
+    const HWND hDialog = Open();
+    const HWND hCombo = GetDlgItem(hDialog, IDC_CONNECT_HOST);
+    for (const wchar_t* const pszHost : {L"", L"second"})
+    {
+        SendMessageW(hCombo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(pszHost));
+    }
+    EXPECT_EQ(SaveHostList(hCombo, L"second", 1), 1);
+    EXPECT_FALSE(Read(L"Host 0"));
+    EXPECT_FALSE(Read(L"Port 0"));
+    EXPECT_EQ(Text(L"Host 1"), L"second");
+}
+
 TEST_F(ConnectToClientTest, ValuesBeyondTheListStay)
 {
     StoreHosts(1);
