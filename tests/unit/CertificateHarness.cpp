@@ -32,18 +32,19 @@ void CertificateHarness::Take(const std::vector<BYTE>& certificate)
     ASSERT_NE(g_CertContext, nullptr);
 }
 
-std::vector<BYTE> CertificateHarness::Stored(const wchar_t* pszName)
+std::vector<BYTE> CertificateHarness::Stored(const wchar_t* pszName, DWORD dwType)
 {
+    CRegKey hKey;
+    DWORD dwStoredType = REG_NONE;
     DWORD cb = 0;
-    if (RegGetValueW(HKEY_CURRENT_USER, CERTIFICATES_KEY, pszName, RRF_RT_REG_BINARY, nullptr, nullptr,
-                     &cb) != ERROR_SUCCESS)
+    if (RegOpenKeyExW(HKEY_CURRENT_USER, CERTIFICATES_KEY, 0, KEY_READ, hKey.put()) != ERROR_SUCCESS ||
+        RegQueryValueExW(hKey.get(), pszName, nullptr, &dwStoredType, nullptr, &cb) != ERROR_SUCCESS ||
+        dwStoredType != dwType)
     {
         return {};
     }
     std::vector<BYTE> data(cb);
-    EXPECT_EQ(RegGetValueW(HKEY_CURRENT_USER, CERTIFICATES_KEY, pszName, RRF_RT_REG_BINARY, nullptr,
-                           data.data(), &cb),
-              ERROR_SUCCESS);
+    EXPECT_EQ(RegQueryValueExW(hKey.get(), pszName, nullptr, nullptr, data.data(), &cb), ERROR_SUCCESS);
     return data;
 }
 

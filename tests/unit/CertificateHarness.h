@@ -33,7 +33,7 @@ class CertificateHarness : public testing::Test
     static void Take(const std::vector<BYTE>& certificate);
 
     /// A value among the certificates of the user; empty when there is none.
-    static std::vector<BYTE> Stored(const wchar_t* pszName);
+    static std::vector<BYTE> Stored(const wchar_t* pszName, DWORD dwType = REG_BINARY);
     static size_t CountStored();
     /// The bytes of the candidate that was found; empty when there is none.
     static std::vector<BYTE> Found();

@@ -49,8 +49,11 @@ struct REGISTRY_CALLS
 {
     decltype(&RegOpenKeyExW) pfnOpen = nullptr;
     decltype(&RegQueryValueExW) pfnQuery = nullptr;
-    decltype(&CertOpenStore) pfnOpenStore = nullptr;
+    decltype(&RegCreateKeyExW) pfnCreate = nullptr;
+    decltype(&CertCreateCertificateContext) pfnCreateContext = nullptr;
     std::vector<HKEY> opened;
+    std::vector<REGSAM> accesses;
+    std::vector<DWORD> encodings;
     std::function<void()> betweenQueries;
     DWORD dwRefusedHive = 0;
     LSTATUS nSetResult = ERROR_SUCCESS;
@@ -60,6 +63,7 @@ REGISTRY_CALLS g_calls;
 LSTATUS WINAPI RecordOpen(HKEY hKey, LPCWSTR pszKey, DWORD dwOptions, REGSAM access, PHKEY phResult)
 {
     g_calls.opened.push_back(hKey);
+    g_calls.accesses.push_back(access);
     return g_calls.pfnOpen(hKey, pszKey, dwOptions, access, phResult);
 }
 
@@ -106,6 +110,23 @@ LSTATUS WINAPI RefuseCreate(HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECUR
 {
     SetLastError(77);
     return ERROR_ACCESS_DENIED;
+}
+
+LSTATUS WINAPI RecordCreate(HKEY hKey, LPCWSTR pszKey, DWORD dwReserved, LPWSTR pszClass, DWORD dwOptions,
+                            REGSAM access, LPSECURITY_ATTRIBUTES pAttributes, PHKEY phResult,
+                            LPDWORD pdwDisposition)
+{
+    EXPECT_EQ(hKey, HKEY_CURRENT_USER);
+    EXPECT_EQ(dwOptions, 0U);
+    g_calls.accesses.push_back(access);
+    return g_calls.pfnCreate(hKey, pszKey, dwReserved, pszClass, dwOptions, access, pAttributes, phResult,
+                             pdwDisposition);
+}
+
+PCCERT_CONTEXT WINAPI RecordContext(DWORD dwEncoding, const BYTE* pbCertificate, DWORD cbCertificate)
+{
+    g_calls.encodings.push_back(dwEncoding);
+    return g_calls.pfnCreateContext(dwEncoding, pbCertificate, cbCertificate);
 }
 
 LSTATUS WINAPI RefuseSet(HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD)
@@ -252,7 +273,30 @@ TEST_F(CertificateRegistry, AUserWhoseCandidateIsEmptyOrATextHasNone)
         EXPECT_TRUE(GetCertFromACRegistry());
         EXPECT_EQ(Found(), TestCertificate("ec"));
         EXPECT_THAT(log.Texts(), testing::Not(testing::Contains(testing::HasSubstr("recreate"))));
+        EXPECT_THAT(log.Texts(),
+                    testing::Contains("TRACE GetCertFromACRegistry; Certificate binary data is read from " +
+                                      KEY + " size is " + SizeOf(Stored(CANDIDATE_VALUE, dwType))))
+            << "said of whatever was there";
     }
+}
+
+TEST_F(CertificateRegistry, KeysAreOpenedToBeReadAndBytesAreTakenInBothEncodings)
+{
+    Put(L"something", Garbage());
+    PutIntoHive(L"A", TestCertificate("rsa"));
+    const ImportHook open("advapi32.dll", "RegOpenKeyExW", &RecordOpen);
+    const ImportHook context("crypt32.dll", "CertCreateCertificateContext", &RecordContext);
+    g_calls.pfnOpen = open.Original();
+    g_calls.pfnCreateContext = context.Original();
+    g_calls.accesses.clear();
+    g_calls.encodings.clear();
+    EXPECT_TRUE(GetCertFromACRegistry());
+    PutCandidate(TestCertificate("ec"));
+    Forget();
+    EXPECT_TRUE(GetCertFromACRegistry());
+    EXPECT_FALSE(IsCertInRegistry(g_CertContext));
+    EXPECT_EQ(g_calls.accesses, std::vector<REGSAM>(5, 0x20019)) << "user, users, hive; user; user";
+    EXPECT_EQ(g_calls.encodings, std::vector<DWORD>(2, 0x00010001));
 }
 
 TEST_F(CertificateRegistry, AHiveThatCannotBeReadIsPassedOver)
@@ -333,6 +377,7 @@ TEST_F(CertificateRegistry, ACertificateIsCalledByItsDisplayName)
           {"organisation", L"Example Support Ltd"},
           {"foreign", L"Pr\u00FCfstelle \u017B\u00F3\u0142\u0107 \u8A3C\u660E\u66F8"},
           {"candidate", L"a c"},
+          {"short", L"A"},
           {"expired", L"Expired"}})
     {
         Take(TestCertificate(pszFile));
@@ -374,7 +419,7 @@ TEST_F(CertificateRegistry, ACertificateWithoutANameIsToldOf)
 
 TEST_F(CertificateRegistry, WhatIsSavedIsTrustedFromThenOnByAllOfItsBytes)
 {
-    for (const char* const pszFile : {"rsa", "ec", "organisation", "foreign", "expired", "long"})
+    for (const char* const pszFile : {"rsa", "ec", "organisation", "foreign", "expired", "long", "short"})
     {
         const BYTES certificate = TestCertificate(pszFile);
         Take(certificate);
@@ -383,7 +428,7 @@ TEST_F(CertificateRegistry, WhatIsSavedIsTrustedFromThenOnByAllOfItsBytes)
         EXPECT_TRUE(IsCertInRegistry(g_CertContext)) << pszFile;
         EXPECT_EQ(Stored(GetCertificateName().c_str()), certificate) << pszFile;
     }
-    EXPECT_EQ(CountStored(), 6U);
+    EXPECT_EQ(CountStored(), 7U);
 }
 
 TEST_F(CertificateRegistry, TheLookSaysWhatItLooksFor)
@@ -403,6 +448,33 @@ TEST_F(CertificateRegistry, TheLookSaysWhatItLooksFor)
                                      "TRACE IsCertInRegistry; Certificate name is Example help desk & Co",
                                      "TRACE IsCertInRegistry; IsCertInRegistry returned true.",
                                      "TRACE IsCertInRegistry exiting."}));
+}
+
+TEST_F(CertificateRegistry, TheKeyIsMadeWithAllRightsAndTheSavingSaysNothing)
+{
+    Take(TestCertificate("rsa"));
+    const ImportHook create("advapi32.dll", "RegCreateKeyExW", &RecordCreate);
+    g_calls.pfnCreate = create.Original();
+    g_calls.accesses.clear();
+    const LogCapture log("ValidateCertDialog");
+    EXPECT_TRUE(SaveCertToRegistry(g_CertContext));
+    EXPECT_EQ(g_calls.accesses, std::vector<REGSAM>{0xF003F});
+    EXPECT_EQ(log.Texts(), (LINES{"TRACE SaveCertToRegistry entering.", "TRACE GetCertificateName entering.",
+                                  "TRACE GetCertificateName exiting.", "TRACE SaveCertToRegistry exiting."}));
+}
+
+TEST_F(CertificateRegistry, TheCandidateCountsWhateverIsHandedOver)
+{
+    const BYTES other = TestCertificate("ec");
+    const PCCERT_CONTEXT pOther =
+        CertCreateCertificateContext(CERTIFICATE_ENCODING, other.data(), static_cast<DWORD>(other.size()));
+    Take(TestCertificate("rsa"));
+    EXPECT_TRUE(SaveCertToRegistry(nullptr));
+    EXPECT_TRUE(IsCertInRegistry(nullptr));
+    EXPECT_TRUE(SaveCertToRegistry(pOther));
+    EXPECT_TRUE(IsCertInRegistry(pOther));
+    EXPECT_EQ(CountStored(), 1U);
+    CertFreeCertificateContext(pOther);
 }
 
 TEST_F(CertificateRegistry, AnotherCertificateOfTheSameNameIsNotTrustedAndTakesThePlace)

@@ -20,8 +20,12 @@ constexpr wchar_t STORE_FILE[] = L"tkcrtst.bin";
 struct STORE_CALLS
 {
     decltype(&CertOpenStore) pfnOpenStore = nullptr;
+    decltype(&CertCloseStore) pfnCloseStore = nullptr;
+    decltype(&CreateFileW) pfnCreateFile = nullptr;
+    decltype(&CloseHandle) pfnCloseHandle = nullptr;
     bool bRefuseMemory = false;
     HANDLE hFile = nullptr;
+    std::vector<std::string> closed;
 };
 STORE_CALLS g_calls;
 
@@ -36,6 +40,7 @@ HCERTSTORE WINAPI RefuseFile(LPCSTR pszProvider, DWORD dwEncoding, HCRYPTPROV_LE
         return nullptr;
     }
     EXPECT_EQ(pszProvider, CERT_STORE_PROV_MEMORY);
+    EXPECT_TRUE(dwEncoding == 0 && hProvider == 0 && dwFlags == 0 && pvParameter == nullptr);
     return g_calls.bRefuseMemory
                ? nullptr
                : g_calls.pfnOpenStore(pszProvider, dwEncoding, hProvider, dwFlags, pvParameter);
@@ -44,6 +49,37 @@ HCERTSTORE WINAPI RefuseFile(LPCSTR pszProvider, DWORD dwEncoding, HCRYPTPROV_LE
 HANDLE WINAPI AnswerFile(LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)
 {
     return g_calls.hFile;
+}
+
+HANDLE WINAPI RecordFile(LPCWSTR pszFile, DWORD dwAccess, DWORD dwShare, LPSECURITY_ATTRIBUTES pAttributes,
+                         DWORD dwDisposition, DWORD dwFlags, HANDLE hTemplate)
+{
+    EXPECT_STREQ(pszFile, STORE_FILE);
+    EXPECT_EQ(dwAccess, GENERIC_WRITE);
+    EXPECT_EQ(dwShare, 0U);
+    EXPECT_EQ(pAttributes->nLength, 24U);
+    EXPECT_EQ(pAttributes->lpSecurityDescriptor, nullptr);
+    EXPECT_EQ(dwDisposition, static_cast<DWORD>(CREATE_ALWAYS));
+    EXPECT_EQ(dwFlags, static_cast<DWORD>(FILE_ATTRIBUTE_NORMAL));
+    g_calls.hFile =
+        g_calls.pfnCreateFile(pszFile, dwAccess, dwShare, pAttributes, dwDisposition, dwFlags, hTemplate);
+    return g_calls.hFile;
+}
+
+BOOL WINAPI RecordCloseStore(HCERTSTORE hStore, DWORD dwFlags)
+{
+    EXPECT_EQ(dwFlags, 2U);
+    g_calls.closed.emplace_back("store");
+    return g_calls.pfnCloseStore(hStore, dwFlags);
+}
+
+BOOL WINAPI RecordClose(HANDLE h)
+{
+    if (h == g_calls.hFile)
+    {
+        g_calls.closed.emplace_back("file");
+    }
+    return g_calls.pfnCloseHandle(h);
 }
 
 /// The current directory is an empty folder of the test's own.
@@ -88,7 +124,7 @@ class CertificateStore : public CertificateHarness
     }
 
     ImportHook<decltype(CertOpenStore)> m_openStore{"crypt32.dll", "CertOpenStore", &RefuseFile};
-    LogCapture m_log{"ValidateCertDialog", log4cxx::Level::getDebug()};
+    LogCapture m_log{"ValidateCertDialog"};
 
   private:
     std::filesystem::path m_folder;
@@ -102,6 +138,18 @@ TEST_F(CertificateStore, TheCertificateIsReadBackFromItsFile)
     EXPECT_EQ(ReadStore(), std::vector<std::vector<BYTE>>{TestCertificate("rsa")});
     EXPECT_EQ(m_log.Texts(), LINES());
     EXPECT_TRUE(std::filesystem::remove(STORE_FILE)) << "nobody holds it any more";
+}
+
+TEST_F(CertificateStore, TheFileIsAskedForAloneAndClosedBehindItsStore)
+{
+    const ImportHook file("kernel32.dll", "CreateFileW", &RecordFile);
+    const ImportHook closeStore("crypt32.dll", "CertCloseStore", &RecordCloseStore);
+    const ImportHook close("kernel32.dll", "CloseHandle", &RecordClose);
+    g_calls.pfnCreateFile = file.Original();
+    g_calls.pfnCloseStore = closeStore.Original();
+    g_calls.pfnCloseHandle = close.Original();
+    EXPECT_TRUE(SaveCertToLocalStore(g_CertContext));
+    EXPECT_EQ(g_calls.closed, (LINES{"store", "file"}));
 }
 
 TEST_F(CertificateStore, AStoreThatIsThereAlreadyHasNoFileToBeSavedIn)

@@ -54,6 +54,54 @@ BOOL WINAPI RecordView(DWORD dwKind, const void* pvContext, HWND hWnd, LPCWSTR p
     return TRUE;
 }
 
+// In what order an answer is carried out.
+struct ENDING
+{
+    decltype(&EndDialog) pfnEnd = nullptr;
+    decltype(&RegSetValueExW) pfnSet = nullptr;
+    decltype(&PostMessageW) pfnPost = nullptr;
+    LINES calls;
+};
+ENDING g_ending;
+
+BOOL WINAPI RecordEnd(HWND hDialog, INT_PTR nResult)
+{
+    g_ending.calls.push_back("end " + std::to_string(nResult));
+    return g_ending.pfnEnd(hDialog, nResult);
+}
+
+LSTATUS WINAPI RecordSet(HKEY hKey, LPCWSTR pszValue, DWORD dwReserved, DWORD dwType, const BYTE* pbData,
+                         DWORD cbData)
+{
+    g_ending.calls.emplace_back("set");
+    return g_ending.pfnSet(hKey, pszValue, dwReserved, dwType, pbData, cbData);
+}
+
+BOOL WINAPI RecordPost(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
+{
+    if (uMessage == WM_JOIN_SESSION_STATE)
+    {
+        g_ending.calls.push_back("post " + std::to_string(uMessage) + ' ' + std::to_string(wParam) + ' ' +
+                                 std::to_string(lParam));
+        EXPECT_EQ(hWnd, nullptr) << "nobody's";
+    }
+    return g_ending.pfnPost(hWnd, uMessage, wParam, lParam);
+}
+
+// A system that has the dialog end with this result at once.
+INT_PTR g_nDialogResult = 0;
+
+INT_PTR WINAPI AnswerDialog(HINSTANCE hModule, LPCWSTR pszTemplate, HWND hOwner, DLGPROC pfnProcedure,
+                            LPARAM lParam)
+{
+    EXPECT_EQ(hModule, g_hResourceModule);
+    EXPECT_EQ(pszTemplate, MAKEINTRESOURCEW(137));
+    EXPECT_EQ(hOwner, nullptr);
+    EXPECT_EQ(pfnProcedure, &ValidateCertProc);
+    EXPECT_EQ(lParam, reinterpret_cast<LPARAM>(g_CertContext));
+    return g_nDialogResult;
+}
+
 class ValidateCertTest : public CertificateHarness
 {
   protected:
@@ -193,6 +241,40 @@ TEST_F(ValidateCertTest, TheResultIsTheNumberOfTheAnswer)
     }
 }
 
+TEST_F(ValidateCertTest, AnythingButAnAcceptIsANo)
+{
+    const ImportHook hook("user32.dll", "DialogBoxParamW", &AnswerDialog);
+    for (const char* const pszFile : {"rsa", ""})
+    {
+        Forget();
+        PutCandidate(TestCertificate(pszFile));
+        for (const INT_PTR nResult : {-1, 0, 1, 2, 3, 5, 7, 8})
+        {
+            g_nDialogResult = nResult;
+            EXPECT_FALSE(ValidateCertDialog()) << nResult;
+        }
+        g_nDialogResult = 6;
+        EXPECT_TRUE(ValidateCertDialog());
+    }
+}
+
+TEST_F(ValidateCertTest, WhatAnAnswerEntailsIsDoneBeforeTheDialogEnds)
+{
+    const ImportHook end("user32.dll", "EndDialog", &RecordEnd);
+    const ImportHook set("advapi32.dll", "RegSetValueExW", &RecordSet);
+    const ImportHook post("user32.dll", "PostMessageW", &RecordPost);
+    g_ending = {end.Original(), set.Original(), post.Original(), {}};
+    PutCandidate(TestCertificate("rsa"));
+    g_ending.calls.clear();
+    EXPECT_TRUE(Ask(AcceptForGood));
+    EXPECT_EQ(g_ending.calls, (LINES{"set", "end 6"}));
+    PutCandidate(TestCertificate("ec"));
+    g_ending.calls.clear();
+    EXPECT_FALSE(Ask(Decline));
+    EXPECT_EQ(g_ending.calls, (LINES{"post 1041 2 0", "end 7"}));
+    PumpMessages();
+}
+
 TEST_F(ValidateCertTest, ADeclineAlsoTellsWhoeverOwnsTheDialog)
 {
     PumpMessages();
@@ -224,6 +306,7 @@ TEST_F(ValidateCertTest, TheQuestionShowsTheName)
          {std::pair<const char*, std::wstring>{"rsa", NAME},
           {"organisation", L"Example Support Ltd"},
           {"foreign", L"Pr\u00FCfstelle \u017B\u00F3\u0142\u0107 \u8A3C\u660E\u66F8"},
+          {"short", L"A"},
           {"expired", L"Expired"}})
     {
         Forget();
@@ -270,6 +353,28 @@ TEST_F(ValidateCertTest, WithoutANameTheTemplatesWordsStay)
     EXPECT_NE(g_CertContext, nullptr);
 }
 
+TEST_F(ValidateCertTest, LessThanACharacterAndItsEndIsNoName)
+{
+    const std::wstring words = WordsForNoName();
+    PutCandidate(TestCertificate("rsa"));
+    const ImportHook hook(
+        "crypt32.dll", "CertGetNameStringW",
+        +[](PCCERT_CONTEXT, DWORD dwType, DWORD dwFlags, void* pParameter, LPWSTR pszName,
+            DWORD cchName) -> DWORD {
+            EXPECT_TRUE(dwType == 4 && dwFlags == 0 && pParameter == nullptr);
+            if (pszName != nullptr)
+            {
+                EXPECT_EQ(cchName, 256U);
+                pszName[0] = L'x';
+            }
+            return 1;
+        });
+    Ask([&words](HWND hDialog) {
+        EXPECT_EQ(ControlText(hDialog, IDC_VALIDATE_NAME), words);
+        Decline(hDialog);
+    });
+}
+
 TEST_F(ValidateCertTest, TheCertificateIsShownAsOftenAsOneAsksAndTheQuestionStays)
 {
     PutCandidate(TestCertificate("rsa"));
@@ -277,7 +382,11 @@ TEST_F(ValidateCertTest, TheCertificateIsShownAsOftenAsOneAsksAndTheQuestionStay
         g_viewer.whileOpen = [hDialog] { EXPECT_TRUE(IsWindowVisible(hDialog)); };
         for (int nTime = 0; nTime < 3; ++nTime)
         {
-            EXPECT_EQ(ValidateCertProc(hDialog, WM_COMMAND, IDC_VALIDATE_SHOW, 0), 1);
+            EXPECT_EQ(ValidateCertProc(
+                          hDialog, WM_COMMAND,
+                          MAKEWPARAM(IDC_VALIDATE_SHOW, nTime != 0 ? BN_DOUBLECLICKED : BN_CLICKED), 0),
+                      1)
+                << "whatever the high word says";
         }
         ASSERT_EQ(g_viewer.viewed.size(), 3U);
         EXPECT_EQ(g_viewer.viewed[0].dwKind, 1U);
@@ -318,6 +427,7 @@ TEST_F(ValidateCertTest, WithoutACertificateTheShowButtonComplainsAndTheQuestion
         m_boxes.m_nAnswer = nAnswer;
         m_boxes.Forget();
         const LogCapture log("ValidateCertDialog", log4cxx::Level::getError());
+        m_boxes.m_whileOpen = [&log] { EXPECT_TRUE(log.Texts().empty()) << "told when it is over"; };
         EXPECT_FALSE(Ask([](HWND hDialog) {
             Click(hDialog, IDC_VALIDATE_SHOW);
             EXPECT_TRUE(IsWindowVisible(hDialog));
