@@ -109,12 +109,13 @@ bool WriteEntries(HDROP hDrop, WORD nFiles, const std::wstring& section, const s
 bool TellService(const MSG_TRAYICON_SFT_DROP_CLIENT& client, HWND hWnd)
 {
     const std::wstring eventName(FixedText(client.szDropEventName));
-    const CKernelHandle hEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName.c_str()));
+    CKernelHandle hEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName.c_str()));
     if (!hEvent)
     {
         return false;
     }
     SetEvent(hEvent.get());
+    hEvent.reset();
     PostMessageW(hWnd, WM_CLOSE, 0, 0);
     return true;
 }

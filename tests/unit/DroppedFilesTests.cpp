@@ -110,19 +110,131 @@ std::vector<BYTE> BlockBytes(const CGlobalBlock& hBlock, size_t cb)
 }
 
 int g_nOpenings = 0;
-int g_nPauses = 0;
+int g_nRefusals = 0; // before the clipboard can be had
+std::vector<DWORD> g_pauses;
+decltype(&OpenClipboard) g_pfnOpenClipboard = nullptr;
 
-BOOL WINAPI RefuseClipboard(HWND)
+BOOL WINAPI RefuseClipboard(HWND hWnd)
 {
-    ++g_nOpenings;
-    return FALSE;
+    EXPECT_EQ(hWnd, nullptr);
+    return ++g_nOpenings > g_nRefusals && g_pfnOpenClipboard(hWnd);
 }
 
-void WINAPI CountPause(DWORD dwMilliseconds)
+void WINAPI RecordPause(DWORD dwMilliseconds)
 {
-    EXPECT_TRUE(dwMilliseconds == 0 || dwMilliseconds == 5) << dwMilliseconds;
-    ++g_nPauses;
+    g_pauses.push_back(dwMilliseconds);
 }
+
+// What a hand-over asks of the system, in order.
+struct HAND_OVER
+{
+    decltype(&WritePrivateProfileStringW) pfnWrite = nullptr;
+    decltype(&OpenEventW) pfnOpenEvent = nullptr;
+    decltype(&SetEvent) pfnSetEvent = nullptr;
+    decltype(&CloseHandle) pfnCloseHandle = nullptr;
+    decltype(&EmptyClipboard) pfnEmpty = nullptr;
+    decltype(&SetClipboardData) pfnSetData = nullptr;
+    decltype(&CloseClipboard) pfnCloseClipboard = nullptr;
+    HANDLE hEvent = nullptr;
+    std::vector<std::string> calls;
+};
+HAND_OVER g_handOver;
+
+std::string Narrow(const wchar_t* pszText)
+{
+    const std::wstring text = pszText != nullptr ? pszText : L"(null)";
+    return {text.begin(), text.end()};
+}
+
+BOOL WINAPI RecordWrite(LPCWSTR pszSection, LPCWSTR pszKey, LPCWSTR pszValue, LPCWSTR pszFile)
+{
+    g_handOver.calls.push_back("write " + Narrow(pszKey) + ' ' + Narrow(pszValue));
+    return g_handOver.pfnWrite(pszSection, pszKey, pszValue, pszFile);
+}
+
+HANDLE WINAPI RecordOpenEvent(DWORD dwAccess, BOOL bInherit, LPCWSTR pszName)
+{
+    EXPECT_EQ(dwAccess, static_cast<DWORD>(EVENT_MODIFY_STATE));
+    EXPECT_FALSE(bInherit);
+    g_handOver.calls.emplace_back("open event");
+    g_handOver.hEvent = g_handOver.pfnOpenEvent(dwAccess, bInherit, pszName);
+    return g_handOver.hEvent;
+}
+
+BOOL WINAPI RecordSetEvent(HANDLE hEvent)
+{
+    g_handOver.calls.emplace_back("set event");
+    return g_handOver.pfnSetEvent(hEvent);
+}
+
+BOOL WINAPI RecordCloseHandle(HANDLE h)
+{
+    if (h != nullptr && h == g_handOver.hEvent)
+    {
+        g_handOver.calls.emplace_back("close event");
+    }
+    return g_handOver.pfnCloseHandle(h);
+}
+
+BOOL WINAPI RecordPost(HWND, UINT uMessage, WPARAM wParam, LPARAM lParam)
+{
+    g_handOver.calls.push_back("post " + std::to_string(uMessage));
+    EXPECT_TRUE(wParam == 0 && lParam == 0);
+    return TRUE;
+}
+
+BOOL WINAPI RecordEmpty()
+{
+    g_handOver.calls.emplace_back("empty clipboard");
+    return g_handOver.pfnEmpty();
+}
+
+HANDLE WINAPI RecordSetData(UINT uFormat, HANDLE hData)
+{
+    g_handOver.calls.emplace_back("set data");
+    return g_handOver.pfnSetData(uFormat, hData);
+}
+
+BOOL WINAPI RecordCloseClipboard()
+{
+    g_handOver.calls.emplace_back("close clipboard");
+    return g_handOver.pfnCloseClipboard();
+}
+
+/// Records what hand-overs ask, for as long as the object lives.
+class HandOverTrace
+{
+  public:
+    HandOverTrace()
+    {
+        g_handOver = {m_write.Original(),
+                      m_openEvent.Original(),
+                      m_setEvent.Original(),
+                      m_close.Original(),
+                      m_empty.Original(),
+                      m_setData.Original(),
+                      m_closeClipboard.Original(),
+                      nullptr,
+                      {}};
+    }
+
+    const std::vector<std::string>& Calls() const { return g_handOver.calls; }
+    void Forget() { g_handOver.calls.clear(); }
+
+  private:
+    ImportHook<decltype(WritePrivateProfileStringW)> m_write{"kernel32.dll", "WritePrivateProfileStringW",
+                                                             &RecordWrite};
+    ImportHook<decltype(OpenEventW)> m_openEvent{"kernel32.dll", "OpenEventW", &RecordOpenEvent};
+    ImportHook<decltype(SetEvent)> m_setEvent{"kernel32.dll", "SetEvent", &RecordSetEvent};
+    ImportHook<decltype(CloseHandle)> m_close{"kernel32.dll", "CloseHandle", &RecordCloseHandle};
+    ImportHook<decltype(PostMessageW)> m_post{"user32.dll", "PostMessageW", &RecordPost};
+    ImportHook<decltype(EmptyClipboard)> m_empty{"user32.dll", "EmptyClipboard", &RecordEmpty};
+    ImportHook<decltype(SetClipboardData)> m_setData{"user32.dll", "SetClipboardData", &RecordSetData};
+    ImportHook<decltype(CloseClipboard)> m_closeClipboard{"user32.dll", "CloseClipboard",
+                                                          &RecordCloseClipboard};
+};
+
+using Calls = std::vector<std::string>;
 } // namespace
 
 // ---- Entries.
@@ -168,6 +280,28 @@ TEST_F(DroppedFilesTest, AnEntryIsCutWhereItsBufferEnds)
 }
 
 // ---- The data file.
+
+TEST_F(DroppedFilesTest, TheDataFileIsInTheFolderThatIsSharedWithTheService)
+{
+    wchar_t szProgramData[MAX_PATH] = {};
+    GetEnvironmentVariableW(L"PROGRAMDATA", szProgramData, MAX_PATH);
+    ASSERT_NE(szProgramData[0], L'\0');
+    EXPECT_EQ(DropDataFile(), std::wstring(szProgramData) + L"\\Tessaran Development\\sft\\TKDASSFTF.data");
+}
+
+TEST_F(DroppedFilesTest, TheServiceIsToldWhenAllIsWrittenAndTheWindowCloses)
+{
+    PrepareService();
+    HandOverTrace trace;
+    EXPECT_TRUE(ByFile({L"C:\\a", L"C:\\b"}));
+    EXPECT_EQ(trace.Calls(), (Calls{"write 0 C:\\a", "write 1 C:\\b", "write Counter 2", "open event",
+                                    "set event", "close event", "post 16"}));
+    m_hEvent.reset();
+    trace.Forget();
+    EXPECT_TRUE(ByFile({L"C:\\c"}));
+    EXPECT_EQ(trace.Calls(),
+              (Calls{"write 2 C:\\c", "write Counter 3", "open event", "write (null) (null)"}));
+}
 
 TEST_F(DroppedFilesTest, KeysGoOnFromTheStoredCounterAndOnlyTheMappedOneNamesItsConnection)
 {
@@ -305,6 +439,9 @@ TEST_F(DroppedFilesTest, WhatCannotBeReadIsPassedOver)
     const ImportHook<decltype(DragQueryFileW)> hook("shell32.dll", "DragQueryFileW", &AnswerCount);
     g_pfnDragQueryFile = hook.Original();
     g_uCountAnswer = 3;
+    g_uReadable = 0;
+    EXPECT_FALSE(ByFile({L"C:\\a", L"C:\\b", L"C:\\c"}));
+    EXPECT_EQ(FileValue(L"5", L"Counter"), L"0") << "written all the same";
     g_uReadable = 1;
     EXPECT_TRUE(ByFile({L"C:\\a", L"C:\\b", L"C:\\c"}));
     EXPECT_EQ(FileValue(L"5", L"Counter"), L"1");
@@ -359,13 +496,54 @@ TEST_F(DroppedFilesTest, WhatIsOnTheClipboardStaysThereThoughNobodyWaits)
 TEST_F(DroppedFilesTest, AClipboardThatStaysTakenIsGivenUpAfterAHundredAndOneTries)
 {
     MakeEvent();
-    g_nOpenings = g_nPauses = 0;
+    g_nOpenings = 0;
+    g_nRefusals = 1000;
+    g_pauses.clear();
     const ImportHook<decltype(OpenClipboard)> clipboard("user32.dll", "OpenClipboard", &RefuseClipboard);
-    const ImportHook<decltype(Sleep)> sleep("kernel32.dll", "Sleep", &CountPause);
+    const ImportHook<decltype(Sleep)> sleep("kernel32.dll", "Sleep", &RecordPause);
     ByClipboard({L"C:\\a"});
     EXPECT_EQ(g_nOpenings, 101);
-    EXPECT_EQ(g_nPauses, 200) << "two between each and the next";
+    EXPECT_EQ(g_pauses.size(), 200U) << "two between each and the next";
     EXPECT_FALSE(WasTold());
+}
+
+TEST_F(DroppedFilesTest, AClipboardThatIsTakenForAMomentIsWaitedFor)
+{
+    MakeEvent();
+    {
+        const ImportHook<decltype(OpenClipboard)> clipboard("user32.dll", "OpenClipboard", &RefuseClipboard);
+        const ImportHook<decltype(Sleep)> sleep("kernel32.dll", "Sleep", &RecordPause);
+        g_pfnOpenClipboard = clipboard.Original();
+        for (const int nRefusals : {2, 100})
+        {
+            g_nOpenings = 0;
+            g_nRefusals = nRefusals;
+            g_pauses.clear();
+            ByClipboard({L"C:\\a"});
+            EXPECT_EQ(g_nOpenings, nRefusals + 1);
+            EXPECT_TRUE(WasTold());
+            std::vector<DWORD> pauses;
+            for (int nRefusal = 0; nRefusal < nRefusals; ++nRefusal)
+            {
+                pauses.insert(pauses.end(), {0, 5});
+            }
+            EXPECT_EQ(g_pauses, pauses);
+        }
+    }
+    EXPECT_EQ(ReadDroppedClipboard(), Names{L"C:\\a"});
+}
+
+TEST_F(DroppedFilesTest, TheServiceIsToldWhenTheClipboardIsFreeAgain)
+{
+    MakeEvent();
+    HandOverTrace trace;
+    ByClipboard({L"C:\\a"});
+    EXPECT_EQ(trace.Calls(), (Calls{"empty clipboard", "set data", "close clipboard", "open event",
+                                    "set event", "close event", "post 16"}));
+    m_hEvent.reset();
+    trace.Forget();
+    ByClipboard({L"C:\\b"});
+    EXPECT_EQ(trace.Calls(), (Calls{"empty clipboard", "set data", "close clipboard", "open event"}));
 }
 
 TEST_F(DroppedFilesTest, AClipboardThatAnotherThreadHoldsKeepsWhatItHas)

@@ -11,6 +11,7 @@
 #include "tests/unit/LogCapture.h"
 #include "tray/TKDASTWindow.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <ole2.h>
 
@@ -64,6 +65,16 @@ class SftDropWindowTest : public DropHarness
         return bTaken;
     }
 
+    // Moves one window so that the other doesn't lie on it.
+    static void MoveBeside(HWND hMoved, HWND hOther)
+    {
+        RECT other = {};
+        GetWindowRect(hOther, &other);
+        SetWindowPos(hMoved, nullptr, other.left, other.bottom + 20, 0, 0,
+                     SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+        PumpMessages();
+    }
+
   private:
     std::vector<HWND> m_left;
 };
@@ -84,15 +95,40 @@ BOOL WINAPI FailGradient(HDC, PTRIVERTEX, ULONG, PVOID, ULONG, ULONG)
 std::vector<std::wstring> g_drawnTexts;
 std::vector<UINT> g_drawnFormats;
 std::vector<HGDIOBJ> g_drawnFonts;
+std::vector<RECT> g_drawnRects;
+std::vector<POINT> g_drawnIcons;
 decltype(&DrawTextW) g_pfnDrawText = nullptr;
 
 int WINAPI RecordDrawText(HDC hDC, LPCWSTR pszText, int cchText, LPRECT pRect, UINT uFormat)
 {
     g_drawnTexts.emplace_back(pszText, static_cast<size_t>(cchText));
     g_drawnFormats.push_back(uFormat);
+    g_drawnRects.push_back(*pRect);
     g_drawnFonts.push_back(GetCurrentObject(hDC, OBJ_FONT));
     EXPECT_EQ(GetBkMode(hDC), TRANSPARENT);
     return g_pfnDrawText(hDC, pszText, cchText, pRect, uFormat);
+}
+
+BOOL WINAPI RecordDrawIcon(HDC, int nX, int nY, HICON hIcon)
+{
+    EXPECT_NE(hIcon, nullptr);
+    g_drawnIcons.push_back({nX, nY});
+    return TRUE;
+}
+
+// What the tray is told of a window, and whether that is still there by then.
+decltype(&SendMessageW) g_pfnSendMessage = nullptr;
+HWND g_hTold = nullptr;
+std::vector<LPARAM> g_told;
+
+LRESULT WINAPI RecordSend(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam)
+{
+    if (uMessage == 1038 && wParam == 1001)
+    {
+        EXPECT_TRUE(IsWindow(g_hTold));
+        g_told.push_back(lParam);
+    }
+    return g_pfnSendMessage(hWnd, uMessage, wParam, lParam);
 }
 
 const IDropTarget* TargetOf(HWND hDrop)
@@ -188,6 +224,7 @@ TEST_F(SftDropWindowTest, AHiddenTextIsDrawnInItsPlaceAndAVisibleOneIsNot)
     g_drawnTexts.clear();
     g_drawnFormats.clear();
     g_drawnFonts.clear();
+    g_drawnRects.clear();
     SendMessageW(hDrop, WM_SYSCOLORCHANGE, 0, 0);
     EXPECT_TRUE(g_drawnTexts.empty());
     ShowWindow(GetDlgItem(hDrop, IDC_DROP_TEXT), SW_HIDE);
@@ -200,7 +237,23 @@ TEST_F(SftDropWindowTest, AHiddenTextIsDrawnInItsPlaceAndAVisibleOneIsNot)
     EXPECT_EQ(g_drawnTexts[0], m_language.Text(IDS_DROP_HINT) + L"Alice && Bob");
     EXPECT_EQ(g_drawnFormats[0], 0x2011U);
     EXPECT_EQ(g_drawnFonts[0], GetStockObject(ANSI_VAR_FONT));
+    RECT place = {};
+    GetWindowRect(GetDlgItem(hDrop, IDC_DROP_TEXT), &place);
+    MapWindowPoints(nullptr, hDrop, reinterpret_cast<POINT*>(&place), 2);
+    EXPECT_TRUE(EqualRect(&g_drawnRects[0], &place));
     DestroyWindow(hDrop);
+}
+
+TEST_F(SftDropWindowTest, ShowsTheProductsIconInItsCorner)
+{
+    const HWND hDrop = Open();
+    UpdateWindow(hDrop);
+    const ImportHook<decltype(DrawIcon)> hook("user32.dll", "DrawIcon", &RecordDrawIcon);
+    g_drawnIcons.clear();
+    SendMessageW(hDrop, WM_SYSCOLORCHANGE, 0, 0);
+    ASSERT_EQ(g_drawnIcons.size(), 1U);
+    EXPECT_EQ(g_drawnIcons[0].x, 2);
+    EXPECT_EQ(g_drawnIcons[0].y, 2);
 }
 
 TEST_F(SftDropWindowTest, EachMessageIsLoggedByItsNumber)
@@ -227,6 +280,46 @@ TEST_F(SftDropWindowTest, AClosedWindowTellsTheTrayWhichForgetsIt)
     EXPECT_TRUE(IsWindow(hOther));
     ASSERT_EQ(Window().m_DropWindows.size(), 1U);
     EXPECT_EQ(Window().m_DropWindows.front()->dwClientId, 6U);
+}
+
+TEST_F(SftDropWindowTest, TheTrayIsToldBeforeTheWindowGoesAndOnlyWhileItIsThere)
+{
+    const HWND hDrop = Open(5);
+    {
+        const ImportHook<decltype(SendMessageW)> hook("user32.dll", "SendMessageW", &RecordSend);
+        g_pfnSendMessage = hook.Original();
+        g_told.clear();
+        g_hTold = hDrop;
+        EXPECT_EQ(SFTDropWndProc(hDrop, WM_CLOSE, 0, 0), 0);
+        EXPECT_EQ(g_told, std::vector<LPARAM>{5});
+        EXPECT_FALSE(IsWindow(hDrop));
+        g_told.clear();
+        g_hTold = Open(6);
+        const CWindow gone(
+            CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr));
+        Window().m_DropWindows.front()->ullOwnerSlot = reinterpret_cast<ULONG_PTR>(gone.get());
+        DestroyWindow(gone.get());
+        EXPECT_EQ(SFTDropWndProc(g_hTold, WM_CLOSE, 0, 0), 0);
+        EXPECT_TRUE(g_told.empty());
+    }
+    EXPECT_FALSE(IsWindow(g_hTold));
+    EXPECT_EQ(Window().m_DropWindows.size(), 1U) << "nobody was told";
+}
+
+TEST_F(SftDropWindowTest, EscapeLeavesItAndAltF4ClosesItAsTheCloseBoxDoes)
+{
+    const HWND hDrop = Open();
+    MSG escape = {hDrop, WM_KEYDOWN, VK_ESCAPE, 0, 0, {}};
+    EXPECT_TRUE(IsDialogMessageW(hDrop, &escape));
+    SendMessageW(hDrop, WM_KEYDOWN, VK_ESCAPE, 0);
+    EXPECT_EQ(SFTDropWndProc(hDrop, WM_COMMAND, IDCANCEL, 0), 1);
+    PumpMessages();
+    ASSERT_TRUE(IsWindowVisible(hDrop));
+    constexpr LPARAM ALT_IS_DOWN = 1 << 29;
+    SendMessageW(hDrop, WM_SYSKEYDOWN, VK_F4, ALT_IS_DOWN);
+    PumpMessages();
+    EXPECT_FALSE(IsWindow(hDrop));
+    EXPECT_TRUE(Window().m_DropWindows.empty()) << "the tray was told";
 }
 
 TEST_F(SftDropWindowTest, TheTraysWordClosesItWithoutAWordBack)
@@ -331,11 +424,13 @@ TEST_F(SftDropWindowTest, AHundredWindowsLeaveNothingBehind)
     };
     round();
     const ObjectCounts before = CountObjects();
+    const int nModules = m_binding.OpenModules();
     for (int nRound = 0; nRound < 100; ++nRound)
     {
         round();
     }
     ExpectNoMoreThan(before);
+    EXPECT_EQ(m_binding.OpenModules(), nModules);
 }
 
 // ---- Real drags.
@@ -345,7 +440,11 @@ TEST_F(SftDropWindowTest, FilesDraggedOntoItAreHandedOverAndItCloses)
     PrepareService();
     const HWND hDrop = Open();
     const Names paths = {L"C:\\a.txt", L"C:\\folder\\Grüße.txt"};
+    const LogCapture log("SFT_DropWindow");
     EXPECT_TRUE(Drag(paths, hDrop));
+    EXPECT_THAT(log.Texts(), testing::Each(testing::AnyOf(testing::StartsWith("DEBUG iMsg="),
+                                                          testing::StartsWith("TRACE SFTDropWndProc "))))
+        << "no word of what was dropped";
     EXPECT_EQ(ReadDroppedEntries(5), paths);
     EXPECT_TRUE(WasTold());
     EXPECT_FALSE(IsWindow(hDrop));
@@ -364,4 +463,42 @@ TEST_F(SftDropWindowTest, ADropThatNobodyWaitsForLeavesTheWindowForAnotherTry)
     EXPECT_TRUE(Drag({L"C:\\b.txt"}, hDrop));
     EXPECT_EQ(ReadDroppedEntries(5), Names{L"C:\\b.txt"});
     EXPECT_FALSE(IsWindow(hDrop));
+}
+
+TEST_F(SftDropWindowTest, OfTwoWindowsEachTakesItsOwnFilesUntilTheEarlierGoes)
+{
+    PrepareService();
+    const HWND hFirst = Open(5);
+    const HWND hSecond = Open(6);
+    MoveBeside(hFirst, hSecond);
+    m_hEvent.reset(); // nobody waits: the windows stay
+    EXPECT_TRUE(Drag({L"C:\\a.txt"}, hFirst));
+    EXPECT_TRUE(Drag({L"C:\\b.txt"}, hSecond));
+    ASSERT_TRUE(IsWindow(hFirst) && IsWindow(hSecond));
+    MakeEvent();
+    EXPECT_TRUE(Drag({L"C:\\c.txt"}, hFirst));
+    EXPECT_EQ(ReadDroppedEntries(5), Names{L"C:\\c.txt"});
+    EXPECT_TRUE(WasTold());
+    EXPECT_FALSE(IsWindow(hFirst));
+    ASSERT_TRUE(IsWindow(hSecond));
+    EXPECT_FALSE(Drag({L"C:\\d.txt"}, hSecond)) << "its target went with the first";
+    EXPECT_TRUE(ReadDroppedEntries(6).empty());
+    EXPECT_FALSE(WasTold());
+    EXPECT_TRUE(IsWindow(hSecond));
+}
+
+TEST_F(SftDropWindowTest, OfTwoWindowsTheEarlierGoesOnTakingFilesWhenTheLaterHasGone)
+{
+    PrepareService();
+    const HWND hFirst = Open(5);
+    const HWND hSecond = Open(6);
+    MoveBeside(hFirst, hSecond);
+    EXPECT_TRUE(Drag({L"C:\\a.txt"}, hSecond));
+    EXPECT_EQ(ReadDroppedEntries(6), Names{L"C:\\a.txt"});
+    EXPECT_TRUE(WasTold());
+    EXPECT_FALSE(IsWindow(hSecond));
+    EXPECT_TRUE(Drag({L"C:\\b.txt"}, hFirst));
+    EXPECT_EQ(ReadDroppedEntries(5), Names{L"C:\\b.txt"});
+    EXPECT_TRUE(WasTold());
+    EXPECT_FALSE(IsWindow(hFirst));
 }
