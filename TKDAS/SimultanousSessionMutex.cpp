@@ -11,7 +11,8 @@ constexpr wchar_t LOCAL_SESSION_NAME[] = L"Global\\TessaranLocalSessionIsInProgr
 
 void LogFailure(const wchar_t* pszWhat)
 {
-    TK_LOG_WARN(g_pLogger, pszWhat << L" Error = " << GetLastError());
+    const DWORD dwError = GetLastError();
+    TK_LOG_WARN(g_pLogger, pszWhat << L" Error = " << dwError);
 }
 
 // Present and empty: everyone may do everything, so that a holder under the system account and a query of any
@@ -65,9 +66,10 @@ CSimultanousSessionMutex::~CSimultanousSessionMutex()
 
 bool CSimultanousSessionMutex::IsSession(const wchar_t* pszName)
 {
-    const CKernelHandle hMutex(OpenMutexW(SYNCHRONIZE, FALSE, pszName));
+    CKernelHandle hMutex(OpenMutexW(SYNCHRONIZE, FALSE, pszName));
     // Refused access is an answer too: something of that name is there.
     const bool bExists = hMutex || GetLastError() != ERROR_FILE_NOT_FOUND;
+    hMutex.reset(); // nobody shall take the question for a session
     TK_LOG_DEBUG(g_pLogger, L"Session existence checked, exist = " << bExists);
     return bExists;
 }

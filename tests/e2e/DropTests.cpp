@@ -1,6 +1,7 @@
 #include "tests/e2e/AgentTest.h"
 
 #include "Include/BoundedText.h"
+#include "Include/Clipboard.h"
 #include "Include/Handles.h"
 #include "devservice/DroppedNames.h"
 #include "devservice/FileDrag.h"
@@ -54,6 +55,22 @@ class DropTest : public AgentTest
         ASSERT_TRUE(WaitForDropWindow(true));
     }
 
+    /// Presses a key where the keyboard is, with Alt held down or not.
+    static void PressKeys(BYTE bKey, bool bAlt)
+    {
+        const auto strike = [](BYTE bStruck, DWORD dwFlags) { keybd_event(bStruck, 0, dwFlags, 0); };
+        if (bAlt)
+        {
+            strike(VK_MENU, 0);
+        }
+        strike(bKey, 0);
+        strike(bKey, KEYEVENTF_KEYUP);
+        if (bAlt)
+        {
+            strike(VK_MENU, KEYEVENTF_KEYUP);
+        }
+    }
+
     bool WasTold() const { return WaitForSingleObject(m_hEvent.get(), PATIENCE_MS) == WAIT_OBJECT_0; }
 
     CKernelHandle m_hEvent;
@@ -85,6 +102,40 @@ TEST_F(DropTest, WithoutTheFolderItComesByTheClipboard)
     EXPECT_TRUE(WasTold());
     EXPECT_EQ(ReadDroppedClipboard(), paths);
     EXPECT_TRUE(WaitForDropWindow(false));
+    ExpectEcho();
+}
+
+TEST_F(DropTest, AClipboardThatAnotherProgramHoldsIsLeftToIt)
+{
+    OpenDropWindow();
+    const CWindow owner(
+        CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr));
+    {
+        const CClipboard held(owner.get());
+        ASSERT_TRUE(held && EmptyClipboard());
+        EXPECT_TRUE(DragFilesOnto({L"C:\\a.txt"}, FindShownWindow(DROP_TITLE)));
+    }
+    EXPECT_EQ(WaitForSingleObject(m_hEvent.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_TRUE(ReadDroppedClipboard().empty());
+    ASSERT_NE(FindShownWindow(DROP_TITLE), nullptr) << "for another try";
+    EXPECT_TRUE(DragFilesOnto({L"C:\\b.txt"}, FindShownWindow(DROP_TITLE)));
+    EXPECT_TRUE(WasTold());
+    EXPECT_EQ(ReadDroppedClipboard(), Names{L"C:\\b.txt"});
+    EXPECT_TRUE(WaitForDropWindow(false));
+    ExpectEcho();
+}
+
+TEST_F(DropTest, OnTheKeyboardAltF4ClosesItAndEscapeDoesNot)
+{
+    OpenDropWindow();
+    const HWND hDrop = FindShownWindow(DROP_TITLE);
+    SetForegroundWindow(hDrop);
+    PressKeys(VK_ESCAPE, false);
+    Sleep(SILENCE_MS);
+    EXPECT_TRUE(IsWindowVisible(hDrop));
+    PressKeys(VK_F4, true);
+    EXPECT_TRUE(WaitForDropWindow(false));
+    OpenDropWindow(); // the agent has forgotten the other one
     ExpectEcho();
 }
 

@@ -1,11 +1,15 @@
 #include "Include/LangUI.h"
+
+#include "Include/Handles.h"
 #include "tests/support/ImportHook.h"
 #include "tests/unit/RegistrySandbox.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace
@@ -117,6 +121,28 @@ class LanguageModuleLoader : public Language
   private:
     ImportHook<decltype(FakeLoad)> m_load{"kernel32.dll", "LoadLibraryExW", &FakeLoad};
 };
+
+decltype(&RegOpenKeyExW) g_pfnOpenKey = nullptr;
+decltype(&RegCreateKeyExW) g_pfnCreateKey = nullptr;
+std::vector<REGSAM> g_accesses;
+std::function<void()> g_whileOpening;
+
+LSTATUS WINAPI RecordOpenKey(HKEY hKey, const wchar_t* pszKey, DWORD dwOptions, REGSAM access, HKEY* phKey)
+{
+    g_accesses.push_back(access);
+    if (g_whileOpening)
+        g_whileOpening();
+    return g_pfnOpenKey(hKey, pszKey, dwOptions, access, phKey);
+}
+
+LSTATUS WINAPI RecordCreateKey(HKEY hKey, const wchar_t* pszKey, DWORD dwReserved, wchar_t* pszClass,
+                               DWORD dwOptions, REGSAM access, SECURITY_ATTRIBUTES* pAttributes, HKEY* phKey,
+                               DWORD* pdwDisposition)
+{
+    g_accesses.push_back(access);
+    return g_pfnCreateKey(hKey, pszKey, dwReserved, pszClass, dwOptions, access, pAttributes, phKey,
+                          pdwDisposition);
+}
 
 LSTATUS WINAPI RefuseCreateKey(HKEY, const wchar_t*, DWORD, wchar_t*, DWORD, REGSAM, SECURITY_ATTRIBUTES*,
                                HKEY*, DWORD*)
@@ -231,6 +257,48 @@ TEST_F(Profile, WholeSectionIsNeverDeleted)
     EXPECT_FALSE(m_profile.WriteProfileString(L"Section", nullptr, L"x"));
     EXPECT_EQ(GetLastError(), 1010u);
     EXPECT_STREQ(m_profile.GetProfileString(L"Section", L"Entry", nullptr), L"x");
+    CProfileReg other(L"Company", L"Other application");
+    EXPECT_FALSE(other.Delete(L"Section", nullptr));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND)) << "nothing there to be kept";
+}
+
+TEST_F(Profile, KeysAreOpenedForWhatIsDoneWithThem)
+{
+    const ImportHook open("advapi32.dll", "RegOpenKeyExW", &RecordOpenKey);
+    const ImportHook create("advapi32.dll", "RegCreateKeyExW", &RecordCreateKey);
+    g_pfnOpenKey = open.Original();
+    g_pfnCreateKey = create.Original();
+    g_accesses.clear();
+    m_profile.WriteProfileInt(L"Section", L"Entry", 1);
+    m_profile.GetProfileInt(L"Section", L"Entry", 1);
+    m_profile.Delete(L"Section", L"Entry");
+    m_profile.Delete(L"Section", nullptr);
+    HKEY hKey = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, COMPANY_KEY, 0, KEY_ALL_ACCESS, &hKey), ERROR_SUCCESS);
+    g_accesses.resize(4);
+    EXPECT_EQ(DeleteKeyTree(hKey, L"Application\\Section"), ERROR_SUCCESS);
+    RegCloseKey(hKey);
+    EXPECT_THAT(g_accesses, ElementsAre(0xF003F, 0x20019, 0xF003F, 0xF003F, 0x10008));
+}
+
+TEST_F(Profile, OperationIsNotMixedWithOneOfAnotherThread)
+{
+    m_profile.WriteProfileString(L"Section", L"Entry", L"machine");
+    const ImportHook open("advapi32.dll", "RegOpenKeyExW", &RecordOpenKey);
+    g_pfnOpenKey = open.Original();
+    const CKernelHandle hSwitched(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    std::thread other;
+    g_whileOpening = [&] {
+        other = std::thread([&] {
+            m_profile.SetRootKey(HKEY_CURRENT_USER);
+            SetEvent(hSwitched.get());
+        });
+        EXPECT_EQ(WaitForSingleObject(hSwitched.get(), 100), WAIT_TIMEOUT) << "waits for its turn";
+    };
+    EXPECT_STREQ(m_profile.GetProfileString(L"Section", L"Entry", L"none"), L"machine");
+    g_whileOpening = nullptr;
+    other.join();
+    EXPECT_STREQ(m_profile.GetProfileString(L"Section", L"Entry", L"none"), L"none");
 }
 
 TEST_F(Profile, NullSectionFails)
@@ -283,6 +351,32 @@ TEST_F(Profile, KeyTreeIsDeletedWithAllBelowItAndNothingElse)
     RegCloseKey(hKey);
     EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, SECTION_KEY));
     EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, L"Software\\Company\\Application\\Other"));
+}
+
+TEST_F(Profile, KeyTreeThatCannotBeListedOrDeletedIsGivenUp)
+{
+    m_profile.WriteProfileString(L"Section\\a", L"Entry", L"x");
+    HKEY hKey = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Company\\Application", 0, KEY_ALL_ACCESS, &hKey),
+              ERROR_SUCCESS);
+    {
+        const ImportHook hook(
+            "advapi32.dll", "RegEnumKeyExW",
+            +[](HKEY, DWORD dwIndex, wchar_t*, DWORD* pcchName, DWORD*, wchar_t*, DWORD*,
+                FILETIME*) -> LSTATUS {
+                EXPECT_EQ(dwIndex, 0u);
+                EXPECT_EQ(*pcchName, 260u);
+                return ERROR_ACCESS_DENIED;
+            });
+        EXPECT_EQ(DeleteKeyTree(hKey, L"Section"), ERROR_ACCESS_DENIED);
+    }
+    {
+        const ImportHook hook(
+            "advapi32.dll", "RegDeleteKeyW", +[](HKEY, const wchar_t*) -> LSTATUS { return ERROR_BUSY; });
+        EXPECT_EQ(DeleteKeyTree(hKey, L"Section"), ERROR_BUSY);
+    }
+    RegCloseKey(hKey);
+    EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, L"Software\\Company\\Application\\Section\\a"));
 }
 
 TEST_F(Language, StorageTakesTheStoredLanguageIntoTheEnvironment)

@@ -1,6 +1,7 @@
 #include "TKDAS/SimultanousSessionMutex.h"
 
 #include "tests/support/ImportHook.h"
+#include "tests/unit/DialogHarness.h"
 #include "tests/unit/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,38 @@
 
 namespace
 {
+using LINES = std::vector<std::string>;
+
 constexpr wchar_t OTI_NAME[] = L"Global\\TessaranOtiSessionIsInProgress";
+constexpr wchar_t LOCAL_NAME[] = L"Global\\TessaranLocalSessionIsInProgress";
+
+HLOCAL WINAPI NoMemory(UINT uFlags, SIZE_T cb)
+{
+    EXPECT_EQ(uFlags, static_cast<UINT>(LPTR));
+    EXPECT_EQ(cb, 40U);
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+}
+
+BOOL WINAPI RefuseDescriptor(PSECURITY_DESCRIPTOR, DWORD dwRevision)
+{
+    EXPECT_EQ(dwRevision, 1U);
+    SetLastError(ERROR_UNKNOWN_REVISION);
+    return FALSE;
+}
+
+BOOL WINAPI RefuseDacl(PSECURITY_DESCRIPTOR, BOOL bPresent, PACL pAcl, BOOL bDefaulted)
+{
+    EXPECT_TRUE(bPresent && pAcl == nullptr && !bDefaulted);
+    SetLastError(ERROR_INVALID_SECURITY_DESCR);
+    return FALSE;
+}
+
+HANDLE WINAPI ExpectNoMutex(LPSECURITY_ATTRIBUTES, BOOL, LPCWSTR)
+{
+    ADD_FAILURE() << "a marker that not everyone could see";
+    return nullptr;
+}
 
 HANDLE WINAPI RefusedMutex(DWORD dwAccess, BOOL, LPCWSTR)
 {
@@ -46,6 +78,7 @@ TEST(SimultanousSessionMutex, TheMarkerOfEachKindIsThereAsLongAsItsHolder)
         EXPECT_FALSE(CSimultanousSessionMutex::IsLocalSession());
         const CSimultanousSessionMutex local(false);
         EXPECT_TRUE(CSimultanousSessionMutex::IsLocalSession());
+        EXPECT_TRUE(CSimultanousSessionMutex::IsSession(LOCAL_NAME));
     }
     EXPECT_FALSE(CSimultanousSessionMutex::IsOtiSession());
     EXPECT_FALSE(CSimultanousSessionMutex::IsLocalSession());
@@ -72,6 +105,55 @@ TEST(SimultanousSessionMutex, AMarkerThatCannotBeSetIsAWarningAndEndsWithoutAWor
     {
         const CSimultanousSessionMutex marker(true);
     }
-    EXPECT_EQ(log.Texts(), (std::vector<std::string>{"DEBUG Session starting...",
-                                                     "WARN Failed to create session mutex. Error = 6"}));
+    EXPECT_EQ(log.Texts(),
+              (LINES{"DEBUG Session starting...", "WARN Failed to create session mutex. Error = 6"}));
+}
+
+TEST(SimultanousSessionMutex, AMarkersLifeAndEachQuestionAreLogged)
+{
+    LogCapture log("SimultanousSessionMutex");
+    {
+        const CSimultanousSessionMutex marker(false);
+        CSimultanousSessionMutex::IsLocalSession();
+    }
+    CSimultanousSessionMutex::IsLocalSession();
+    EXPECT_EQ(log.Texts(),
+              (LINES{"DEBUG Session starting...", "DEBUG Session existence checked, exist = 1",
+                     "DEBUG Session terminated...", "DEBUG Session existence checked, exist = 0"}));
+}
+
+TEST(SimultanousSessionMutex, WithoutADescriptorForEveryoneThereIsNoMarker)
+{
+    const ImportHook mutex("kernel32.dll", "CreateMutexW", &ExpectNoMutex);
+    LogCapture log("SimultanousSessionMutex", log4cxx::Level::getInfo());
+    {
+        const ImportHook hook("kernel32.dll", "LocalAlloc", &NoMemory);
+        const CSimultanousSessionMutex marker(true);
+    }
+    {
+        const ImportHook hook("advapi32.dll", "InitializeSecurityDescriptor", &RefuseDescriptor);
+        const CSimultanousSessionMutex marker(true);
+    }
+    {
+        const ImportHook hook("advapi32.dll", "SetSecurityDescriptorDacl", &RefuseDacl);
+        const CSimultanousSessionMutex marker(true);
+    }
+    EXPECT_EQ(log.Texts(), (LINES{"WARN LocalAlloc failed. Error = 8",
+                                  "WARN InitializeSecurityDescriptor failed. Error = 1305",
+                                  "WARN SetSecurityDescriptorDacl failed. Error = 1338"}));
+}
+
+TEST(SimultanousSessionMutex, AThousandMarkersAndQuestionsLeaveNothingOpen)
+{
+    const auto round = [] {
+        const CSimultanousSessionMutex marker(true);
+        EXPECT_TRUE(CSimultanousSessionMutex::IsOtiSession());
+    };
+    round();
+    const ObjectCounts before = CountObjects();
+    for (int nRound = 0; nRound < 1000; ++nRound)
+    {
+        round();
+    }
+    ExpectNoMoreThan(before);
 }

@@ -1,5 +1,6 @@
 #include "Include/UtilFile.h"
 #include "tests/support/ImportHook.h"
+#include "tests/unit/DialogHarness.h"
 #include "tests/unit/LogCapture.h"
 
 #include <gmock/gmock.h>
@@ -300,6 +301,20 @@ TEST_F(UtilFile, UnresolvedAccountFallsBackToTheUserName)
     const ImportHook user("advapi32.dll", "GetUserNameW", &RecordGetUserName);
     EXPECT_EQ(AccountName(), L"u");
     EXPECT_EQ(g_calls.cchUserName, 130u);
+}
+
+TEST_F(UtilFile, AHundredLooksForTheAccountAndForFilesLeaveNothingOpen)
+{
+    const auto round = [] {
+        EXPECT_NE(AccountName(), L"");
+        WIN32_FIND_DATAW info = {};
+        EXPECT_EQ(GetFileInformation((ProgramDirectory() + L"*").c_str(), &info), 1);
+    };
+    round();
+    const ObjectCounts before = CountObjects();
+    for (int nRound = 0; nRound < 100; ++nRound)
+        round();
+    ExpectNoMoreThan(before);
 }
 
 TEST_F(UtilFile, AccountNeverLeavesASmallBuffer)

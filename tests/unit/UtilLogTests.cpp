@@ -34,6 +34,8 @@ std::vector<DWORD> g_formatFlags;
 std::vector<DWORD> g_formatLanguages;
 std::vector<std::wstring> g_loads;
 std::vector<DWORD> g_loadFlags;
+std::vector<HANDLE> g_reportSources;
+int g_nReleases = 0;
 
 HANDLE WINAPI RecordRegister(const wchar_t* pszServer, const wchar_t* pszSource)
 {
@@ -42,10 +44,11 @@ HANDLE WINAPI RecordRegister(const wchar_t* pszServer, const wchar_t* pszSource)
     return FAKE_SOURCE;
 }
 
-BOOL WINAPI RecordReport(HANDLE, WORD wType, WORD wCategory, DWORD dwId, PSID, WORD nStrings, DWORD cbData,
-                         const wchar_t** ppszStrings, void*)
+BOOL WINAPI RecordReport(HANDLE hSource, WORD wType, WORD wCategory, DWORD dwId, PSID, WORD nStrings,
+                         DWORD cbData, const wchar_t** ppszStrings, void*)
 {
     EXPECT_EQ(cbData, 0u);
+    g_reportSources.push_back(hSource);
     g_events.push_back({wType, wCategory, dwId, {ppszStrings, ppszStrings + nStrings}});
     SetLastError(4713);
     return FALSE;
@@ -95,6 +98,8 @@ class UtilLog : public testing::Test
         g_formatLanguages.clear();
         g_loads.clear();
         g_loadFlags.clear();
+        g_reportSources.clear();
+        g_nReleases = 0;
     }
 
   private:
@@ -213,7 +218,10 @@ TEST_F(UtilLogDeathTest, SourceIsOpenedAtFirstUseUnderTheServicesNameAndOnlyOnce
     const auto reportTwice = [] {
         LogInformationMsg(L"x");
         LogInformationMsg(L"x");
-        ExitProcess(g_registrations == std::vector<std::wstring>{L"tkkdas"} && g_events.size() == 2 ? 7 : 1);
+        ExitProcess(g_registrations == std::vector<std::wstring>{L"tkkdas"} &&
+                            g_reportSources == std::vector<HANDLE>(2, FAKE_SOURCE)
+                        ? 7
+                        : 1);
     };
     EXPECT_EXIT(reportTwice(), testing::ExitedWithCode(7), "");
 }
@@ -259,7 +267,7 @@ TEST_F(UtilLog, OnlyNetworkCodesAskTheNetworkMessages)
 {
     const ImportHook load("kernel32.dll", "LoadLibraryExW", &RecordLoad);
     const ImportHook release(
-        "kernel32.dll", "FreeLibrary", +[](HMODULE) -> BOOL { return TRUE; });
+        "kernel32.dll", "FreeLibrary", +[](HMODULE) -> BOOL { return ++g_nReleases; });
     const ImportHook format("kernel32.dll", "FormatMessageW", &RecordFormat);
     for (const DWORD dwCode : {2099, 3000, 3801, 3816})
         ErrorText(dwCode);
@@ -270,6 +278,7 @@ TEST_F(UtilLog, OnlyNetworkCodesAskTheNetworkMessages)
         ErrorText(dwCode);
     EXPECT_THAT(g_loads, testing::AllOf(testing::SizeIs(4), testing::Each(L"netmsg.dll")));
     EXPECT_THAT(g_loadFlags, testing::Each(0x1002u));
+    EXPECT_EQ(g_nReleases, 4);
     EXPECT_THAT(g_formatFlags, testing::AllOf(testing::SizeIs(4), testing::Each(0x1B00u)));
     EXPECT_THAT(g_formatLanguages, testing::Each(1024u));
 }

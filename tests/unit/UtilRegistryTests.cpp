@@ -29,6 +29,54 @@ class UtilRegistry : public testing::Test
     RegistrySandbox m_machine{HKEY_LOCAL_MACHINE};
 };
 
+// What the write probe asks of the system, in order.
+struct ProbeCalls
+{
+    decltype(&RegOpenKeyExW) pfnOpen = nullptr;
+    decltype(&RegCreateKeyExW) pfnCreate = nullptr;
+    decltype(&RegSetValueExW) pfnSet = nullptr;
+    decltype(&RegDeleteValueW) pfnDelete = nullptr;
+    std::vector<std::string> calls;
+};
+ProbeCalls g_probe;
+
+LSTATUS WINAPI RecordOpenKey(HKEY hKey, const wchar_t* pszKey, DWORD dwOptions, REGSAM access, HKEY* phKey)
+{
+    EXPECT_EQ(access, 1u);
+    g_probe.calls.emplace_back("open");
+    return g_probe.pfnOpen(hKey, pszKey, dwOptions, access, phKey);
+}
+
+LSTATUS WINAPI RecordCreateKey(HKEY hKey, const wchar_t* pszKey, DWORD dwReserved, wchar_t* pszClass,
+                               DWORD dwOptions, REGSAM access, SECURITY_ATTRIBUTES* pAttributes, HKEY* phKey,
+                               DWORD* pdwDisposition)
+{
+    EXPECT_EQ(hKey, HKEY_LOCAL_MACHINE);
+    EXPECT_STREQ(pszKey, PROBE_KEY);
+    EXPECT_EQ(dwOptions, 0u);
+    EXPECT_EQ(access, 0xF003Fu);
+    g_probe.calls.emplace_back("create");
+    return g_probe.pfnCreate(hKey, pszKey, dwReserved, pszClass, dwOptions, access, pAttributes, phKey,
+                             pdwDisposition);
+}
+
+LSTATUS WINAPI RecordSetValue(HKEY hKey, const wchar_t* pszValue, DWORD dwReserved, DWORD dwType,
+                              const BYTE* pbData, DWORD cbData)
+{
+    EXPECT_STREQ(pszValue, L"Test");
+    EXPECT_EQ(dwType, static_cast<DWORD>(REG_DWORD));
+    EXPECT_EQ(std::vector<BYTE>(pbData, pbData + cbData), (std::vector<BYTE>{1, 0, 0, 0}));
+    g_probe.calls.emplace_back("set");
+    return g_probe.pfnSet(hKey, pszValue, dwReserved, dwType, pbData, cbData);
+}
+
+LSTATUS WINAPI RecordDeleteValue(HKEY hKey, const wchar_t* pszValue)
+{
+    EXPECT_STREQ(pszValue, L"Test");
+    g_probe.calls.emplace_back("delete");
+    return g_probe.pfnDelete(hKey, pszValue);
+}
+
 LSTATUS WINAPI RefuseCreateKey(HKEY, const wchar_t*, DWORD, wchar_t*, DWORD, REGSAM, SECURITY_ATTRIBUTES*,
                                HKEY*, DWORD*)
 {
@@ -99,6 +147,26 @@ TEST_F(UtilRegistry, WriteProbeLeavesNoValueBehind)
     EXPECT_TRUE(CanWriteMachineSettings());
     EXPECT_EQ(RegGetValueW(HKEY_LOCAL_MACHINE, PROBE_KEY, L"Test", RRF_RT_ANY, nullptr, nullptr, nullptr),
               ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(UtilRegistry, WriteProbeSetsANumberAndDeletesIt)
+{
+    const ImportHook create("advapi32.dll", "RegCreateKeyExW", &RecordCreateKey);
+    const ImportHook set("advapi32.dll", "RegSetValueExW", &RecordSetValue);
+    const ImportHook remove("advapi32.dll", "RegDeleteValueW", &RecordDeleteValue);
+    g_probe = {nullptr, create.Original(), set.Original(), remove.Original(), {}};
+    EXPECT_TRUE(CanWriteMachineSettings());
+    EXPECT_EQ(g_probe.calls, (std::vector<std::string>{"create", "set", "delete"}));
+}
+
+TEST_F(UtilRegistry, SettingsAreOnlyQueried)
+{
+    const ImportHook open("advapi32.dll", "RegOpenKeyExW", &RecordOpenKey);
+    g_probe = {open.Original(), nullptr, nullptr, nullptr, {}};
+    GetServicePort(NO_FALLBACK_PORT);
+    GetPermissionRequired();
+    GetTrayIconMode();
+    EXPECT_EQ(g_probe.calls, std::vector<std::string>(3, "open"));
 }
 
 TEST_F(UtilRegistry, ReadOnlyRegistryFailsTheWriteProbe)

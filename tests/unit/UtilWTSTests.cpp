@@ -346,6 +346,7 @@ TEST_F(UtilWTS, MissingLockFunctionsAreLoggedAndNoLock)
     EXPECT_FALSE(IsSessionLockedWindows10());
     m_binding.SetMissingModule(L"wtsapi32.dll");
     EXPECT_FALSE(IsSessionLockedWindows10());
+    EXPECT_EQ(g_answers.uiErrorMode, 0u) << "left to those who ask for more";
     EXPECT_THAT(
         capture.Texts(),
         ElementsAre("ERROR IsSessionLockedWindows10; Unable to load query for WTSFreeMemory function in  "
@@ -361,6 +362,7 @@ TEST_F(UtilWTS, SessionWithoutAShellHasNoDesktopYet)
     const ImportHook hook("user32.dll", "FindWindowW", &FindNoWindow);
     EXPECT_FALSE(IsUserDesktopInitialized());
     EXPECT_FALSE(IsUserDesktopInitialized());
+    EXPECT_EQ(g_answers.uiErrorMode, 0u);
 }
 
 TEST_F(UtilWTS, SessionWithAShellHasItsDesktop)
@@ -377,7 +379,11 @@ TEST_F(UtilWTS, NotificationsAreAskedOfTheSystemsOwnModule)
     EXPECT_TRUE(RegisterSessionNotification(FAKE_WINDOW));
     EXPECT_EQ(GetLastError(), 0u);
     EXPECT_EQ(g_answers.uiErrorMode, 0x8001u);
+    SetLastError(4711);
+    g_answers.uiErrorMode = 0;
     UnRegisterSessionNotification(FAKE_WINDOW);
+    EXPECT_EQ(GetLastError(), 0u);
+    EXPECT_EQ(g_answers.uiErrorMode, 0x8001u);
     EXPECT_THAT(g_answers.calls, ElementsAre("register", "unregister"));
     EXPECT_THAT(g_answers.systemDirectorySizes, ElementsAre(260u, 520u));
     m_binding.SetMissingModule(L"C:\\windows\\system32\\wtsapi32.dll");
@@ -405,6 +411,9 @@ TEST_F(UtilWTS, EachOperationTracesItsScope)
     GetActiveSessionID(&dwId);
     GetSessionID();
     IsSessionActive();
+    g_answers.nConsoleCalls = 0;
+    g_answers.bQueryWorks = false;
+    IsSessionLockedWindows10();
     IsUserDesktopInitialized();
     RegisterSessionNotification(FAKE_WINDOW);
     UnRegisterSessionNotification(FAKE_WINDOW);
@@ -412,7 +421,8 @@ TEST_F(UtilWTS, EachOperationTracesItsScope)
     for (const LogLine& line : capture.Lines())
         if (line.message.ends_with(" entering."))
             entries.push_back(line.message.substr(0, line.message.find(' ')));
-    EXPECT_THAT(entries, ElementsAre("GetActiveConsoleID", "GetActiveSessionID", "GetSessionID",
-                                     "IsSessionActive", "IsUserDesktopInitialized",
-                                     "RegisterSessionNotification", "UnRegisterSessionNotification"));
+    EXPECT_THAT(entries,
+                ElementsAre("GetActiveConsoleID", "GetActiveSessionID", "GetSessionID", "IsSessionActive",
+                            "IsSessionLockedWindows10", "GetActiveConsoleID", "IsUserDesktopInitialized",
+                            "RegisterSessionNotification", "UnRegisterSessionNotification"));
 }
