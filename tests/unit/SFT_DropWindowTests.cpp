@@ -422,9 +422,9 @@ TEST_F(SftDropWindowTest, AHundredWindowsLeaveNothingBehind)
         SendMessageW(hDrop, WM_CLOSE, 0, 0);
         PumpMessages();
     };
+    const int nModules = m_binding.OpenModules();
     round();
     const ObjectCounts before = CountObjects();
-    const int nModules = m_binding.OpenModules();
     for (int nRound = 0; nRound < 100; ++nRound)
     {
         round();
