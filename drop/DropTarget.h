@@ -26,7 +26,7 @@ class CDropTarget final : public IDropTarget
     HRESULT STDMETHODCALLTYPE DragLeave() override;
 
     /// Hands the names over. E_INVALIDARG when DragEnter has refused, else the code of the data object that
-    /// didn't give its files, or S_OK.
+    /// didn't give its files, DV_E_TYMED when it gave something else, or S_OK.
     HRESULT STDMETHODCALLTYPE Drop(IDataObject* pData, DWORD dwKeys, POINTL point, DWORD* pdwEffect) override;
 
     virtual ~CDropTarget() = default;

@@ -35,6 +35,20 @@ class DropTargetTest : public DropHarness
 };
 } // namespace
 
+TEST_F(DropTargetTest, HasOleInitialisedOnItsThread)
+{
+    static int s_nCalls;
+    s_nCalls = 0;
+    const ImportHook hook(
+        "ole32.dll", "OleInitialize", +[](void* pvReserved) -> HRESULT {
+            EXPECT_EQ(pvReserved, nullptr);
+            ++s_nCalls;
+            return S_FALSE;
+        });
+    (new CDropTarget(nullptr, Client()))->LetGo();
+    EXPECT_EQ(s_nCalls, 1);
+}
+
 TEST_F(DropTargetTest, IsADropTargetAndNothingElse)
 {
     for (const IID* const pIid : {&IID_IUnknown, &IID_IDropTarget})
