@@ -65,12 +65,14 @@ class SftDropWindowTest : public DropHarness
         return bTaken;
     }
 
-    // Moves one window so that the other doesn't lie on it.
+    // Moves one window up and beside the other, so that neither is on the way of a drag to the other.
     static void MoveBeside(HWND hMoved, HWND hOther)
     {
+        RECT moved = {};
         RECT other = {};
+        GetWindowRect(hMoved, &moved);
         GetWindowRect(hOther, &other);
-        SetWindowPos(hMoved, nullptr, other.left, other.bottom + 20, 0, 0,
+        SetWindowPos(hMoved, nullptr, other.right + 20, other.top - (moved.bottom - moved.top) - 20, 0, 0,
                      SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
         PumpMessages();
     }
