@@ -176,6 +176,9 @@ std::string EntryText(const addrinfo& entry)
 
 class IPv4ResolverTest : public testing::Test
 {
+  public:
+    ~IPv4ResolverTest() override { EXPECT_THAT(g_system.blocks, IsEmpty()) << "not freed"; }
+
   protected:
     IPv4ResolverTest()
     {
@@ -183,8 +186,6 @@ class IPv4ResolverTest : public testing::Test
         g_system.pfnHeapAlloc = m_heapAlloc.Original();
         g_system.pfnHeapFree = m_heapFree.Original();
     }
-
-    ~IPv4ResolverTest() override { EXPECT_THAT(g_system.blocks, IsEmpty()) << "not freed"; }
 
     // The entries of a list as text, and the error on failure.
     static std::vector<std::string> Resolve(const char* pszNode, const char* pszService,

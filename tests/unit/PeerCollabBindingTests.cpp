@@ -61,16 +61,18 @@ DWORD WINAPI HideProgramFile(HMODULE, wchar_t*, DWORD)
 
 class PeerCollabTest : public testing::Test
 {
+  public:
+    ~PeerCollabTest() override
+    {
+        HideModule();
+        EXPECT_EQ(m_trace->nLoaded, 0) << "the module was left loaded";
+    }
+
   protected:
     PeerCollabTest()
     {
         g_events.clear();
         g_codesAsked.clear();
-    }
-    ~PeerCollabTest() override
-    {
-        HideModule();
-        EXPECT_EQ(m_trace->nLoaded, 0) << "the module was left loaded";
     }
 
     // Lets the system find the module that lacks this entry.
@@ -106,6 +108,14 @@ class PeerCollabTest : public testing::Test
     ImportHook<decltype(PlaySource)> m_source{"advapi32.dll", "RegisterEventSourceW", &PlaySource};
     ImportHook<decltype(RecordEvent)> m_report{"advapi32.dll", "ReportEventW", &RecordEvent};
 };
+
+void ExpectFailureEvent(const std::wstring& code)
+{
+    ASSERT_EQ(g_events.size(), 1U);
+    EXPECT_EQ(g_events[0].wType, EVENTLOG_ERROR_TYPE);
+    EXPECT_EQ(g_events[0].text,
+              EventText(code, L"Failed to register application, likely already registered"));
+}
 
 std::wstring ErrorText(DWORD dwCode)
 {
@@ -274,10 +284,7 @@ TEST_F(PeerCollabTest, AReplacementIsTriedOnceOnly)
     EXPECT_FALSE(binding.Register(false));
     EXPECT_EQ(GetLastError(), 0x800700B7U);
     EXPECT_THAT(Calls(), ElementsAre("startup 1", "register 0", "unregister 0", "register 0"));
-    ASSERT_EQ(g_events.size(), 1U);
-    EXPECT_EQ(g_events[0].wType, EVENTLOG_ERROR_TYPE);
-    EXPECT_EQ(g_events[0].text,
-              EventText(L"-2147024713", L"Failed to register application, likely already registered"));
+    ExpectFailureEvent(L"-2147024713");
 }
 
 TEST_F(PeerCollabTest, ARefusedRegistrationIsToldAndNotRepeated)
@@ -288,10 +295,7 @@ TEST_F(PeerCollabTest, ARefusedRegistrationIsToldAndNotRepeated)
     EXPECT_FALSE(binding.Register(false));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(E_ACCESSDENIED));
     EXPECT_THAT(Calls(), ElementsAre("startup 1", "register 0"));
-    ASSERT_EQ(g_events.size(), 1U);
-    EXPECT_EQ(g_events[0].wType, EVENTLOG_ERROR_TYPE);
-    EXPECT_EQ(g_events[0].text,
-              EventText(L"-2147024891", L"Failed to register application, likely already registered"));
+    ExpectFailureEvent(L"-2147024891");
 }
 
 TEST_F(PeerCollabTest, WithoutAStartNothingIsRegistered)

@@ -4,12 +4,9 @@
 #include "modules/common/ModuleLanguage.h"
 #include "modules/settings/SettingsResource.h"
 #include "modules/settings/SettingsText.h"
-#include "tests/support/SettingsModule.h"
 #include "tests/unit/BoxTrace.h"
-#include "tests/unit/DialogHarness.h"
 #include "tests/unit/DialogMeasures.h"
-#include "tests/unit/ModalScenario.h"
-#include "tests/unit/SettingsRegistry.h"
+#include "tests/unit/SettingsHarness.h"
 
 #include <gtest/gtest.h>
 
@@ -26,28 +23,15 @@ using Values = std::vector<std::wstring>;
 const Values ALL_VALUES = {L"Port", L"TrayIcon", L"LangUI", L"Permission Required"};
 
 // The dialog's code in this program, whose imports can be replaced, with the staged module's words.
-class SettingsDialog : public testing::Test
+class SettingsDialog : public SettingsHarness
 {
   protected:
-    void TearDown() override { SetEnvironmentVariableW(L"LangUI", nullptr); }
-
     bool Run(const std::function<void(HWND)>& scenario, bool bApplicationMode = false)
     {
-        const ModalScenario modal([&scenario](HWND hDialog) {
-            scenario(hDialog);
-            PostMessageW(hDialog, WM_CLOSE, 0, 0); // where a check has failed halfway
-        });
-        const bool bResult = RunSettingsDialog(m_module.Handle(), nullptr, bApplicationMode);
-        EXPECT_TRUE(modal.HasRun());
-        PumpMessages();
-        return bResult;
+        return Play(scenario,
+                    [&] { return RunSettingsDialog(m_module.Handle(), nullptr, bApplicationMode); });
     }
 
-    static void Click(HWND hDialog, int nControl) { SendDlgItemMessageW(hDialog, nControl, BM_CLICK, 0, 0); }
-    static void Select(HWND hDialog, int nCombo, WPARAM wItem)
-    {
-        SendDlgItemMessageW(hDialog, nCombo, CB_SETCURSEL, wItem, 0);
-    }
     static void ChangeEverything(HWND hDialog)
     {
         SetDlgItemTextW(hDialog, IDC_SETTINGS_PORT, L"5000");
@@ -65,8 +49,6 @@ class SettingsDialog : public testing::Test
                                   bOthersStored);
     }
 
-    const LoadedSettingsModule m_module;
-    const SettingsRegistry m_registry;
     BoxTrace m_boxes;
 };
 

@@ -2,11 +2,8 @@
 #include "modules/common/ModuleLanguage.h"
 #include "modules/settings/SettingsResource.h"
 #include "tests/support/ObjectCounts.h"
-#include "tests/support/SettingsModule.h"
-#include "tests/unit/DialogHarness.h"
 #include "tests/unit/DialogMeasures.h"
-#include "tests/unit/ModalScenario.h"
-#include "tests/unit/SettingsRegistry.h"
+#include "tests/unit/SettingsHarness.h"
 
 #include <gtest/gtest.h>
 
@@ -81,36 +78,19 @@ class BoxCloser
 BoxCloser* BoxCloser::s_pThis = nullptr;
 
 // The staged module through its exports, as any program has it.
-class SettingsModuleTest : public testing::Test
+class SettingsModuleTest : public SettingsHarness
 {
   protected:
-    void TearDown() override { SetEnvironmentVariableW(L"LangUI", nullptr); }
-
     int Run(const std::function<void(HWND)>& scenario, HWND hOwner = nullptr) const
     {
-        const ModalScenario modal([&scenario](HWND hDialog) {
-            scenario(hDialog);
-            PostMessageW(hDialog, WM_CLOSE, 0, 0); // where a check has failed halfway
-        });
-        const int nResult = m_module.Show(hOwner);
-        EXPECT_TRUE(modal.HasRun());
-        PumpMessages();
-        return nResult;
+        return Play(scenario, [&] { return m_module.Show(hOwner); });
     }
 
-    static void Click(HWND hDialog, int nControl) { SendDlgItemMessageW(hDialog, nControl, BM_CLICK, 0, 0); }
-    static void Select(HWND hDialog, int nCombo, WPARAM wItem)
-    {
-        SendDlgItemMessageW(hDialog, nCombo, CB_SETCURSEL, wItem, 0);
-    }
     static std::wstring Selected(HWND hDialog, int nCombo) { return TextOf(GetDlgItem(hDialog, nCombo)); }
     static void Press(HWND hDialog, WPARAM wKey)
     {
         PostMessageW(GetFocus() != nullptr ? GetFocus() : hDialog, WM_KEYDOWN, wKey, 1);
     }
-
-    const LoadedSettingsModule m_module;
-    const SettingsRegistry m_registry;
 };
 
 class SettingsModuleLanguages : public SettingsModuleTest,

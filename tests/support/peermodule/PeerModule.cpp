@@ -6,28 +6,6 @@
 
 #include <cstdio>
 
-// An entry that the module lacks is there and isn't exported.
-#ifdef TEST_PEER_WITHOUT_startup
-#define STARTUP_ENTRY
-#else
-#define STARTUP_ENTRY __declspec(dllexport)
-#endif
-#ifdef TEST_PEER_WITHOUT_shutdown
-#define SHUTDOWN_ENTRY
-#else
-#define SHUTDOWN_ENTRY __declspec(dllexport)
-#endif
-#ifdef TEST_PEER_WITHOUT_register
-#define REGISTER_ENTRY
-#else
-#define REGISTER_ENTRY __declspec(dllexport)
-#endif
-#ifdef TEST_PEER_WITHOUT_unregister
-#define UNREGISTER_ENTRY
-#else
-#define UNREGISTER_ENTRY __declspec(dllexport)
-#endif
-
 namespace
 {
 HANDLE g_hMapping;
@@ -90,20 +68,20 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD dwReason, void*)
     return TRUE;
 }
 
-extern "C" STARTUP_ENTRY HRESULT WINAPI PeerCollabStartup(WORD wVersion)
+extern "C" HRESULT WINAPI PeerCollabStartup(WORD wVersion)
 {
     NoteCall("startup", wVersion);
     return g_pTrace->hrStartup;
 }
 
-extern "C" SHUTDOWN_ENTRY HRESULT WINAPI PeerCollabShutdown()
+extern "C" HRESULT WINAPI PeerCollabShutdown()
 {
     NoteCall("shutdown", 0);
     return S_OK;
 }
 
-extern "C" REGISTER_ENTRY HRESULT WINAPI PeerCollabRegisterApplication(
-    PCPEER_APPLICATION_REGISTRATION_INFO pInfo, PEER_APPLICATION_REGISTRATION_TYPE type)
+extern "C" HRESULT WINAPI PeerCollabRegisterApplication(PCPEER_APPLICATION_REGISTRATION_INFO pInfo,
+                                                        PEER_APPLICATION_REGISTRATION_TYPE type)
 {
     NoteCall("register", type);
     NoteRegistration(*pInfo);
@@ -111,8 +89,8 @@ extern "C" REGISTER_ENTRY HRESULT WINAPI PeerCollabRegisterApplication(
     return g_pTrace->nRegistered++ == 0 ? g_pTrace->hrFirstRegister : g_pTrace->hrNextRegister;
 }
 
-extern "C" UNREGISTER_ENTRY HRESULT WINAPI
-PeerCollabUnregisterApplication(const GUID* pApplicationId, PEER_APPLICATION_REGISTRATION_TYPE type)
+extern "C" HRESULT WINAPI PeerCollabUnregisterApplication(const GUID* pApplicationId,
+                                                          PEER_APPLICATION_REGISTRATION_TYPE type)
 {
     NoteCall("unregister", type);
     g_pTrace->idUnregistered = *pApplicationId;
