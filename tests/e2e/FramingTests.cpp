@@ -15,7 +15,7 @@
 namespace
 {
 constexpr int ORDERS = 200;
-constexpr DWORD ALL_ORDERS_LIMIT_MS = 300000;
+constexpr DWORD ALL_ORDERS_LIMIT_MS = 600000;
 constexpr size_t MANY_PAYLOAD_BYTES = 3001;
 
 /// One message as the service sends it. The sizes are those of the wire, written out: a record of the product
