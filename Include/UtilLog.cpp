@@ -5,6 +5,7 @@
 #include "Include/Product.h"
 #include "Include/TKLogging.h"
 #include "Include/UtilFile.h"
+#include "resources/events/EventIds.h"
 
 #include <algorithm>
 #include <atomic>
@@ -16,7 +17,6 @@ namespace
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("UtilLog");
 
 constexpr size_t MAX_ERROR_EVENT_TEXT = 1300; // characters, terminator included
-constexpr DWORD AGENT_EVENT_ID = 0;
 constexpr WORD AGENT_EVENT_CATEGORY = 0;
 
 // A COM error that wraps a Windows code in its storage of dispatch results (facility 8) is told by that code.
@@ -112,7 +112,7 @@ void LogErrorMsg(const wchar_t* pszText, DWORD dwErr)
     wchar_t szEvent[MAX_ERROR_EVENT_TEXT] = {};
     CopyText(szEvent, (EventHead() + SystemErrorLine(dwCode)).append(text));
     ReportToEventLog(dwCode != ERROR_SUCCESS ? EVENTLOG_ERROR_TYPE : EVENTLOG_INFORMATION_TYPE,
-                     AGENT_EVENT_ID, szEvent);
+                     EVENT_PLAIN_TEXT, szEvent);
 }
 
 void LogInformationMsg(const wchar_t* pszText)
@@ -120,7 +120,7 @@ void LogInformationMsg(const wchar_t* pszText)
     const CKeepLastError keepLastError;
     const std::wstring_view text = TextOrNothing(pszText);
     TK_LOG_INFO(g_pLogger, L"LogInformationMsg" << text);
-    ReportToEventLog(EVENTLOG_INFORMATION_TYPE, AGENT_EVENT_ID, EventHead().append(text).c_str());
+    ReportToEventLog(EVENTLOG_INFORMATION_TYPE, EVENT_PLAIN_TEXT, EventHead().append(text).c_str());
 }
 
 void ReportToEventLog(WORD wType, DWORD dwEventId, const wchar_t* psz1, const wchar_t* psz2,

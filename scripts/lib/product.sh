@@ -33,7 +33,7 @@ build_product() {
 check_stage() {
     local file missing=0
     for file in TKDAST.exe TKDASTRES.dll Localization/{fr,de}/TKDASTRES.dll TKDAST.Logging.xml TKDAS.exe \
-        TKDAChat.dll TKDASET.DLL; do
+        TKDAChat.dll TKDASET.DLL TKDASTEvents.dll; do
         if [ ! -e "$TKDAST_STAGE/$file" ]; then
             warn "build/stage/$file was not built"
             missing=1
