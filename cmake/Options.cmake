@@ -1,3 +1,5 @@
+option(TKDAST_FUZZ "Stop the programs at undefined behaviour, for scripts/fuzz" OFF)
+
 # tkdast_options: what every target of this tree is compiled and linked with.
 add_library(tkdast_options INTERFACE)
 
@@ -20,6 +22,10 @@ else()
               $<$<COMPILE_LANGUAGE:C,CXX>:-g1 -gdwarf-4 -fstack-protector-strong>)
   # A range error of the standard library stops the program instead of reading on.
   target_compile_definitions(tkdast_options INTERFACE _GLIBCXX_ASSERTIONS)
+  if(TKDAST_FUZZ)
+    target_compile_options(tkdast_options
+                           INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:-fsanitize=undefined -fsanitize-undefined-trap-on-error>)
+  endif()
   # Addresses above 4 GB give the loader the whole range to choose from. Static, because a machine
   # of a user has no compiler runtime.
   target_link_options(
