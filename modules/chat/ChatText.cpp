@@ -188,7 +188,8 @@ bool IsWorthSending(std::wstring_view text)
 
 wchar_t AccessKeyOf(std::wstring_view label)
 {
-    for (size_t nAt = label.find(L'&'); nAt + 1 < label.size(); nAt = label.find(L'&', nAt + 2))
+    for (size_t nAt = label.find(L'&'); nAt != std::wstring_view::npos && nAt + 1 < label.size();
+         nAt = label.find(L'&', nAt + 2))
     {
         if (label[nAt + 1] != L'&')
         {

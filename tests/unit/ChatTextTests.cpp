@@ -167,6 +167,9 @@ TEST(AccessKeyOf, IsTheLetterBehindTheMark)
     EXPECT_EQ(AccessKeyOf(L"&écrire"), L'É');
     EXPECT_EQ(AccessKeyOf(L"Müller && &Sons"), L'S');
     EXPECT_EQ(AccessKeyOf(L"None &"), L'\0');
+    EXPECT_EQ(AccessKeyOf(L"None"), L'\0');
+    EXPECT_EQ(AccessKeyOf(L"&&none"), L'\0');
+    EXPECT_EQ(AccessKeyOf(L"None && none"), L'\0');
     EXPECT_EQ(AccessKeyOf(L""), L'\0');
 }
 } // namespace
