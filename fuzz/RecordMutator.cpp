@@ -62,7 +62,9 @@ void SpoilText(CChoices& choices, const RECORD_FIELD& field, BYTE* pRecord)
     {
         text += L'\0'; // what stood behind it stays
     }
-    std::memcpy(pRecord + field.uOffset, text.data(), text.size() * sizeof(wchar_t));
+    // A field that is filled to its end has no terminator; that is the point.
+    std::copy_n(reinterpret_cast<const BYTE*>(text.data()), text.size() * sizeof(wchar_t),
+                pRecord + field.uOffset);
 }
 
 void SpoilRecord(CChoices& choices, const RECORD_DESCRIPTION& record, BYTE* pRecord)

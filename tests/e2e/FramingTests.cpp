@@ -119,7 +119,7 @@ enum class Split
     OneBurst,
 };
 
-constexpr size_t EDGE_BYTES = 64;
+constexpr size_t EDGE_BYTES = 16;
 constexpr size_t LARGEST_CHUNK = 2000;
 
 Split SplitOfOrder(int nOrder)
