@@ -7,10 +7,6 @@
 
 namespace
 {
-constexpr wchar_t LANGUAGE_SETTING[] = L"LangUI"; // of the registry value and the environment variable
-constexpr wchar_t DEFAULT_LANGUAGE[] = L"en";     // its module lies directly beside the executable
-constexpr wchar_t LANGUAGE_SECTION[] = L"Settings";
-
 constexpr DWORD MAX_LANGUAGE = 128; // characters, terminator included
 
 // Resources only: nothing of the module is run, and the current directory isn't searched.
@@ -41,12 +37,12 @@ std::wstring ApplicationPath(const wchar_t* pszCompany, const wchar_t* pszApplic
 std::wstring LanguageOfEnvironment()
 {
     wchar_t szLanguage[MAX_LANGUAGE] = {};
-    const DWORD cchLanguage = GetEnvironmentVariableW(LANGUAGE_SETTING, szLanguage, MAX_LANGUAGE);
+    const DWORD cchLanguage = GetEnvironmentVariableW(LANGUAGE_VALUE, szLanguage, MAX_LANGUAGE);
     return cchLanguage < MAX_LANGUAGE ? std::wstring(szLanguage, cchLanguage) : std::wstring();
 }
 } // namespace
 
-CProfileReg g_ProfileReg(L"Tessaran Development", L"Kestrel Desk Assist Service");
+CProfileReg g_ProfileReg(SETTINGS_COMPANY, SETTINGS_APPLICATION);
 
 CProfileReg::CProfileReg(const wchar_t* pszCompany, const wchar_t* pszApplication)
 {
@@ -219,7 +215,7 @@ bool TKRegistrySettingsStorage::SetLanguage(const std::wstring& language)
 
 void TKRegistrySettingsStorage::Initialize(const std::wstring& name, const std::wstring& language)
 {
-    m_name = !name.empty() ? name : LANGUAGE_SETTING;
+    m_name = !name.empty() ? name : LANGUAGE_VALUE;
     m_language = !language.empty() ? language : DEFAULT_LANGUAGE;
 }
 
@@ -229,14 +225,14 @@ TKCProfileRegStorage::TKCProfileRegStorage(IProfileReg* pProfile, const std::wst
 {
     Initialize(name, language);
     if (m_pProfile != nullptr)
-        m_language = m_pProfile->GetProfileString(LANGUAGE_SECTION, m_name.c_str(), m_language.c_str());
+        m_language = m_pProfile->GetProfileString(SETTINGS_SECTION, m_name.c_str(), m_language.c_str());
     SetEnvironmentVariableW(m_name.c_str(), m_language.c_str());
 }
 
 bool TKCProfileRegStorage::SetLanguage(const std::wstring& language)
 {
     if (language.empty() || m_pProfile == nullptr ||
-        !m_pProfile->WriteProfileString(LANGUAGE_SECTION, m_name.c_str(), language.c_str()))
+        !m_pProfile->WriteProfileString(SETTINGS_SECTION, m_name.c_str(), language.c_str()))
         return false;
     m_language = language;
     SetEnvironmentVariableW(m_name.c_str(), m_language.c_str());
@@ -245,7 +241,7 @@ bool TKCProfileRegStorage::SetLanguage(const std::wstring& language)
 
 void CreateLanguageStorage(IProfileReg* pProfile)
 {
-    static_cast<void>(new TKCProfileRegStorage(pProfile, LANGUAGE_SETTING, DEFAULT_LANGUAGE));
+    static_cast<void>(new TKCProfileRegStorage(pProfile, LANGUAGE_VALUE, DEFAULT_LANGUAGE));
 }
 
 HMODULE LoadLanguageModule(const wchar_t* pszFile)

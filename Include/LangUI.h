@@ -6,6 +6,14 @@
 #include <cstddef>
 #include <string>
 
+// The profile of the service's settings, and where it holds the language, whose name is that of the
+// environment variable, too.
+constexpr wchar_t SETTINGS_COMPANY[] = L"Tessaran Development";
+constexpr wchar_t SETTINGS_APPLICATION[] = L"Kestrel Desk Assist Service";
+constexpr wchar_t SETTINGS_SECTION[] = L"Settings";
+constexpr wchar_t LANGUAGE_VALUE[] = L"LangUI";
+constexpr wchar_t DEFAULT_LANGUAGE[] = L"en"; // its module lies directly beside the executable
+
 // The system's header would turn the names of the store's operations into others.
 #undef GetProfileInt
 #undef GetProfileString

@@ -90,7 +90,7 @@ PORT_INPUT ParsePortInput(std::wstring_view text)
 SETTINGS ShownSettings(DWORD dwPort, DWORD dwTrayIcon, DWORD dwPermissionRequired, std::wstring_view language)
 {
     return {dwPort != 0 ? dwPort : DWORD{DEFAULT_SERVICE_PORT}, KnownMode(dwTrayIcon),
-            dwPermissionRequired != 0, std::wstring(!language.empty() ? language : DEFAULT_LANGUAGE_CODE)};
+            dwPermissionRequired != 0, std::wstring(!language.empty() ? language : DEFAULT_LANGUAGE)};
 }
 
 std::vector<SETTING> ChangedSettings(const SETTINGS& shown, const SETTINGS& wanted)
@@ -137,7 +137,7 @@ std::wstring NearestLanguage(std::wstring_view windowsLocale, const std::vector<
         const size_t nRegion = windowsLocale.rfind(L'-');
         windowsLocale = windowsLocale.substr(0, nRegion != std::wstring_view::npos ? nRegion : 0);
     }
-    return std::wstring(!windowsLocale.empty() ? windowsLocale : DEFAULT_LANGUAGE_CODE);
+    return std::wstring(!windowsLocale.empty() ? windowsLocale : DEFAULT_LANGUAGE);
 }
 
 std::wstring LanguageName(const std::wstring& code)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Include/LangUI.h"
 #include "tray/TrayIcon.h"
 
 #include <winsock2.h>
@@ -15,8 +16,6 @@
  */
 
 constexpr DWORD LARGEST_PORT = 65535;
-
-constexpr wchar_t DEFAULT_LANGUAGE_CODE[] = L"en";
 
 /// The settings as a person sees them.
 struct SETTINGS

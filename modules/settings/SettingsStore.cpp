@@ -9,16 +9,11 @@
 
 namespace
 {
-constexpr wchar_t COMPANY[] = L"Tessaran Development";
-constexpr wchar_t APPLICATION[] = L"Kestrel Desk Assist Service";
-constexpr wchar_t SETTINGS_SECTION[] = L"Settings";
-constexpr wchar_t LANGUAGE_VALUE[] = L"LangUI";
-
 constexpr wchar_t LANGUAGE_FOLDERS[] = L"Localization\\";
 
 std::wstring StoredLanguage(HKEY hRoot, const std::wstring& missing)
 {
-    CProfileReg profile(COMPANY, APPLICATION);
+    CProfileReg profile(SETTINGS_COMPANY, SETTINGS_APPLICATION);
     profile.SetRootKey(hRoot);
     return profile.GetProfileString(SETTINGS_SECTION, LANGUAGE_VALUE, missing.c_str());
 }
@@ -61,14 +56,14 @@ bool IsFile(const std::wstring& path)
 
 bool IsLanguageFolder(const std::wstring& folders, const std::wstring& code)
 {
-    return code.front() != L'.' && code != DEFAULT_LANGUAGE_CODE &&
+    return code.front() != L'.' && code != DEFAULT_LANGUAGE &&
            IsFile(folders + code + L'\\' + LANGUAGE_MODULE);
 }
 } // namespace
 
 SETTINGS ReadSettings(bool bApplicationMode)
 {
-    std::wstring language = StoredLanguage(HKEY_LOCAL_MACHINE, DEFAULT_LANGUAGE_CODE);
+    std::wstring language = StoredLanguage(HKEY_LOCAL_MACHINE, DEFAULT_LANGUAGE);
     if (bApplicationMode)
     {
         language = StoredLanguage(HKEY_CURRENT_USER, language);
@@ -126,7 +121,7 @@ std::vector<std::wstring> InstalledLanguages(HMODULE hModule)
         }
     }
     std::sort(codes.begin(), codes.end());
-    codes.insert(codes.begin(), DEFAULT_LANGUAGE_CODE);
+    codes.insert(codes.begin(), DEFAULT_LANGUAGE);
     return codes;
 }
 

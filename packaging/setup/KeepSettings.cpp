@@ -12,12 +12,6 @@ namespace
 // Has a value for each setting that an installation brought along; the package writes and removes them.
 constexpr wchar_t MARKS_KEY[] = L"SOFTWARE\\Tessaran Development\\Kestrel Desk Assist\\Setup";
 
-constexpr wchar_t COMPANY[] = L"Tessaran Development";
-constexpr wchar_t APPLICATION[] = L"Kestrel Desk Assist Service";
-constexpr wchar_t SETTINGS_SECTION[] = L"Settings";
-constexpr wchar_t LANGUAGE_VALUE[] = L"LangUI";
-constexpr wchar_t DEFAULT_LANGUAGE[] = L"en";
-
 constexpr wchar_t FOLDER_MARK[] = L"Folder";
 
 std::wstring Mark(const wchar_t* pszName)
@@ -46,7 +40,7 @@ std::wstring PermissionInForce()
 
 std::wstring LanguageInForce()
 {
-    return CProfileReg(COMPANY, APPLICATION)
+    return CProfileReg(SETTINGS_COMPANY, SETTINGS_APPLICATION)
         .GetProfileString(SETTINGS_SECTION, LANGUAGE_VALUE, DEFAULT_LANGUAGE);
 }
 

@@ -20,7 +20,6 @@
 namespace
 {
 constexpr DWORD SILENCE_MS = 50;
-constexpr wchar_t SETTINGS_SECTION[] = L"Settings";
 constexpr wchar_t LANGUAGE_ENTRY[] = L"LangUI";
 
 class DevServiceCommands : public DevServiceRunner

@@ -13,7 +13,6 @@
 
 namespace
 {
-constexpr wchar_t LANGUAGE_VALUE[] = L"LangUI";
 constexpr wchar_t FOREIGN_VALUE[] = L"Something of the service";
 const SETTINGS OTHER = {5000, TRAY_ICON_WHILE_CONNECTED, true, L"fr"};
 constexpr SETTING ALL[] = {SETTING::PORT, SETTING::TRAY_ICON, SETTING::LANGUAGE, SETTING::PERMISSION};
