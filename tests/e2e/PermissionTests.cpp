@@ -552,7 +552,7 @@ TEST_F(PermissionStoryTest, AScriptAsksAnswersAndWithdraws)
          L"window \"Kestrel Desk Assist\" text=\"And Bob?\"\n"
          L"timer 888 times=114\n"
          L"window \"Kestrel Desk Assist\" text=\"Seconds left to answer: 6\"\n"
-         L"timer 888 times=6\n"
+         L"timer 888 times=5\n"
          L"permission expect expired\n"
          L"window \"Kestrel Desk Assist\" gone\n"
          L"permission And Carol? bKeepPlace=1\n"
