@@ -59,10 +59,13 @@ constexpr bool IsBefore(const MESSAGE_HANDLER_ROW& row, DWORD dwType)
 static_assert(std::is_sorted(std::begin(s_aHandlers), std::end(s_aHandlers),
                              [](const MESSAGE_HANDLER_ROW& first, const MESSAGE_HANDLER_ROW& second) {
                                  return first.dwType < second.dwType;
-                             }));
-static_assert(std::all_of(std::begin(s_aHandlers), std::end(s_aHandlers), [](const MESSAGE_HANDLER_ROW& row) {
-    return row.uBodySize <= MESSAGE_BUFFER_SIZE - sizeof(DWORD);
-}));
+                             }),
+              "the rows stand in ascending order of the type, which is what they are found by");
+static_assert(std::all_of(std::begin(s_aHandlers), std::end(s_aHandlers),
+                          [](const MESSAGE_HANDLER_ROW& row) {
+                              return row.uBodySize <= MESSAGE_BUFFER_SIZE - sizeof(DWORD);
+                          }),
+              "a record is larger than MESSAGE_BUFFER_SIZE");
 } // namespace
 
 const MESSAGE_HANDLER_ROW* FindMessageHandler(DWORD dwType)

@@ -2,8 +2,10 @@
 
 #include "channel/TrayMessages.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cwchar>
+#include <iterator>
 
 // The names in the tables are the identifiers of TrayMessages.h; only the preprocessor can turn one into the
 // other.
@@ -341,6 +343,18 @@ constexpr MESSAGE_DESCRIPTION s_aMessages[] = {
     MESSAGE(MSG_TYPE_TRAYICON_CHAT_CLOSE, MESSAGE_FROM_SERVICE, MSG_TRAYICON_TYPE_ONLY),
     MESSAGE(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE, MESSAGE_BOTH_WAYS, MSG_TRAYICON_TYPE_ONLY),
 };
+
+// By its fields, since the list holds copies.
+constexpr bool IsListed(const MESSAGE_DESCRIPTION& message)
+{
+    return std::any_of(std::begin(s_aRecords), std::end(s_aRecords),
+                       [&message](const RECORD_DESCRIPTION& record) {
+                           return record.fields.data() == message.pRecord->fields.data();
+                       });
+}
+
+static_assert(std::all_of(std::begin(s_aMessages), std::end(s_aMessages), IsListed),
+              "the record of a message is missing in s_aRecords, so no document or test would know it");
 } // namespace
 
 std::span<const MESSAGE_DESCRIPTION> GetMessageDescriptions()

@@ -4,6 +4,7 @@
 #include "Include/LangUI.h"
 #include "devservice/RecordText.h"
 #include "devservice/ValueText.h"
+#include "tray/TrayMenu.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -19,7 +20,6 @@ constexpr wchar_t LANGUAGE_COMPANY[] = L"Tessaran Development";
 constexpr wchar_t LANGUAGE_APPLICATION[] = L"Kestrel Desk Assist Service";
 constexpr wchar_t LANGUAGE_SECTION[] = L"Settings";
 constexpr wchar_t LANGUAGE_ENTRY[] = L"LangUI";
-constexpr std::wstring_view s_aLanguages[] = {L"en", L"fr", L"de"};
 
 // What tells a one-time agent that it has joined.
 constexpr std::wstring_view JOINED = L"NOERROR";
@@ -353,7 +353,8 @@ bool CSessionKeeper::AnswerLanguage(unsigned int uAgent, std::span<const BYTE> r
     MSG_TRAYICON_LANGUAGE chosen = {};
     memcpy(&chosen, record.data(), sizeof(chosen));
     const std::wstring language(FixedText(chosen.szLanguage));
-    if (std::find(std::begin(s_aLanguages), std::end(s_aLanguages), language) == std::end(s_aLanguages))
+    if (std::none_of(TRAY_LANGUAGES.begin(), TRAY_LANGUAGES.end(),
+                     [&language](const TRAY_LANGUAGE& row) { return row.code == language; }))
     {
         error = L"there is no language " + Quoted(language);
         return false;

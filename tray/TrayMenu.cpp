@@ -6,9 +6,6 @@
 
 namespace
 {
-constexpr UINT RULED_COMMANDS[] = {ID_TRAY_DISCONNECT_ALL,    ID_TRAY_SETTINGS,     ID_TRAY_CREATE_INVITATION,
-                                   ID_TRAY_CONNECT_TO_CLIENT, ID_TRAY_JOIN_SESSION, ID_TRAY_EXIT};
-
 bool IsOrdinary(const TRAY_MENU_STATE& state)
 {
     return state.dwConnectionType == ORDINARY_CONNECTION_TYPE;
@@ -53,16 +50,32 @@ std::optional<bool> IsTrayCommandEnabled(UINT uCommand, const MSG_TRAYICON_SETTI
     }
 }
 
-void PrepareTrayMenu(HMENU hMenu, const MSG_TRAYICON_SETTINGS& settings, const TRAY_MENU_STATE& state)
+namespace
 {
-    for (const UINT uCommand : RULED_COMMANDS)
+// A sub-menu's item has no command of its own.
+void EnableCommands(HMENU hMenu, const MSG_TRAYICON_SETTINGS& settings, const TRAY_MENU_STATE& state)
+{
+    for (int nItem = 0; nItem < GetMenuItemCount(hMenu); ++nItem)
     {
-        const std::optional<bool> enabled = IsTrayCommandEnabled(uCommand, settings, state);
+        if (const HMENU hSubMenu = GetSubMenu(hMenu, nItem))
+        {
+            EnableCommands(hSubMenu, settings, state);
+            continue;
+        }
+        const std::optional<bool> enabled =
+            IsTrayCommandEnabled(GetMenuItemID(hMenu, nItem), settings, state);
         if (enabled)
         {
-            EnableMenuItem(hMenu, uCommand, MF_BYCOMMAND | (*enabled ? MF_ENABLED : MF_GRAYED | MF_DISABLED));
+            EnableMenuItem(hMenu, static_cast<UINT>(nItem),
+                           MF_BYPOSITION | (*enabled ? MF_ENABLED : MF_GRAYED | MF_DISABLED));
         }
     }
+}
+} // namespace
+
+void PrepareTrayMenu(HMENU hMenu, const MSG_TRAYICON_SETTINGS& settings, const TRAY_MENU_STATE& state)
+{
+    EnableCommands(hMenu, settings, state);
     for (const TRAY_LANGUAGE& language : TRAY_LANGUAGES)
     {
         if (language.code == FixedText(settings.szLanguage))

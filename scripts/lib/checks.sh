@@ -15,7 +15,10 @@ sources() {
 check_formatting() {
     local -a files
     mapfile -t files < <(sources '*.cpp' '*.h')
-    clang-format --dry-run -Werror "${files[@]}"
+    clang-format --dry-run -Werror "${files[@]}" || {
+        warn "clang-format -i FILE sets a file right"
+        return 1
+    }
 }
 
 check_clang_tidy() {
@@ -58,7 +61,13 @@ check_wording() {
     local address='[a-z]+://[a-z0-9.-]+\.[a-z]{2,}'
     local known='://([a-z]+\.invalid|jakarta\.apache\.org|logging\.apache\.org|www\.w3\.org|schemas\.microsoft\.com)'
     local found=0
-    ! git grep --untracked -n -I -i -E "$papers|$places" -- . || found=1
-    ! git grep --untracked -n -I -i -E "$address" -- . | grep -v -E "$known" || found=1
+    ! git grep --untracked -n -I -i -E "$papers|$places" -- . || {
+        warn "these lines point at a paper or a place that a reader doesn't have: say it in words"
+        found=1
+    }
+    ! git grep --untracked -n -I -i -E "$address" -- . | grep -v -E "$known" || {
+        warn "these lines name a host that isn't in the list of check_wording"
+        found=1
+    }
     return "$found"
 }

@@ -29,10 +29,17 @@ build_product() {
     under_lock "$TKDAST_ROOT/build/build.lock" cmake --build "$TKDAST_BUILD"
 }
 
+# languages: the codes of the language modules, a line each, English first.
+languages() {
+    sed -n -E 's/^add_language_module\(([a-z]+).*/\1/p' "$TKDAST_ROOT/resources/CMakeLists.txt"
+}
+
 # check_stage: sees to it that what is staged is whole and hardened.
 check_stage() {
     local file missing=0
-    for file in TKDAST.exe TKDASTRES.dll Localization/{fr,de}/TKDASTRES.dll TKDAST.Logging.xml TKDAS.exe \
+    local -a translations
+    mapfile -t translations < <(languages | sed -e 1d -e 's|.*|Localization/&/TKDASTRES.dll|')
+    for file in TKDAST.exe TKDASTRES.dll "${translations[@]}" TKDAST.Logging.xml TKDAS.exe \
         TKDAChat.dll TKDASET.DLL TKDASTEvents.dll; do
         if [ ! -e "$TKDAST_STAGE/$file" ]; then
             warn "build/stage/$file was not built"

@@ -55,9 +55,17 @@ std::vector<ROW> TableBelow(const std::string& heading)
         rows.push_back(row);
     }
     constexpr size_t nHeadRows = 2;
-    EXPECT_GT(rows.size(), nHeadRows) << "no table below " << heading;
+    EXPECT_GT(rows.size(), nHeadRows) << "docs/protocol.md has no table below " << heading;
     rows.erase(rows.begin(), rows.begin() + std::min(nHeadRows, rows.size()));
     return rows;
+}
+
+std::string Joined(const ROW& row)
+{
+    std::string text;
+    for (const std::string& cell : row)
+        text += (text.empty() ? "" : " | ") + cell;
+    return text;
 }
 
 std::string KindName(const RECORD_FIELD& field)
@@ -161,7 +169,8 @@ TEST(ProtocolPage, EveryMessageStandsThereOnceWithItsSizeAndDirection)
             size += " + payload";
         const ROW expected = {std::to_string(message.dwType), ToUtf8(message.pszName),
                               DirectionName(message.direction), size, ToUtf8(message.pRecord->pszName)};
-        EXPECT_EQ(std::count(rows.begin(), rows.end(), expected), 1) << ToUtf8(message.pszName);
+        EXPECT_EQ(std::count(rows.begin(), rows.end(), expected), 1)
+            << "docs/protocol.md, below Messages: | " << Joined(expected) << " |";
     }
 }
 

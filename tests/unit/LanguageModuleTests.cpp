@@ -393,7 +393,10 @@ TEST_P(LanguageModule, MatchesEnglishInIdsArgumentsAndCompleteness)
             sameOnPurpose.insert(uId);
 
     ASSERT_FALSE(reference.strings.empty());
-    EXPECT_EQ(CompareModules(reference, texts, sameOnPurpose), std::vector<std::wstring>());
+    EXPECT_EQ(CompareModules(reference, texts, sameOnPurpose), std::vector<std::wstring>())
+        << "in resources/" << GetParam().pszName
+        << "/TKDASTRES.rc, against resources/en; the numbers are those of "
+        << "resources/resource.h";
 }
 
 TEST_P(LanguageModule, HoldsEveryTextTheAgentAsksFor)
@@ -580,13 +583,14 @@ TEST_P(LanguageModule, KeepsItsDialogsControlsInsideAndApart)
             const bool bHangs = GetDlgCtrlID(controls[nFirst]) == IDC_NOTIFY_DISCONNECT;
             EXPECT_TRUE(first.left > 0 && first.top > 0 && first.right < client.right &&
                         (bHangs ? first.top >= client.bottom : first.bottom < client.bottom))
-                << GetDlgCtrlID(controls[nFirst]);
+                << ResourceName(name.c_str()) << " " << GetDlgCtrlID(controls[nFirst]);
             for (size_t nSecond = nFirst + 1; nSecond < controls.size(); ++nSecond)
             {
                 const RECT second = PlaceInDialog(hDialog.get(), controls[nSecond]);
                 RECT both = {};
                 EXPECT_FALSE(IntersectRect(&both, &first, &second))
-                    << GetDlgCtrlID(controls[nFirst]) << " and " << GetDlgCtrlID(controls[nSecond]);
+                    << ResourceName(name.c_str()) << " " << GetDlgCtrlID(controls[nFirst]) << " and "
+                    << GetDlgCtrlID(controls[nSecond]);
             }
         }
     }
