@@ -18,13 +18,14 @@ inline size_t CopyText(wchar_t* pszTo, size_t cchTo, std::wstring_view text) noe
     return cchCopied;
 }
 
+/// CopyText into a whole field.
 template <size_t N>
 size_t CopyText(wchar_t (&szTo)[N], std::wstring_view text) noexcept
 {
     return CopyText(szTo, N, text);
 }
 
-/// As CopyText, and clears the rest of the field: nothing of an earlier text goes over the wire.
+/// As CopyText, and clears the rest of the field: nothing of an earlier text goes over the wire. Any thread.
 template <size_t N>
 void ReplaceText(wchar_t (&szTo)[N], std::wstring_view text) noexcept
 {
@@ -39,6 +40,7 @@ inline std::wstring_view FixedText(const wchar_t* pField, size_t cchField) noexc
     return field.substr(0, field.find(L'\0'));
 }
 
+/// FixedText of a whole field.
 template <size_t N>
 std::wstring_view FixedText(const wchar_t (&szField)[N]) noexcept
 {

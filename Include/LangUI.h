@@ -20,13 +20,15 @@ constexpr wchar_t DEFAULT_LANGUAGE[] = L"en"; // its module lies directly beside
 #undef WriteProfileString
 
 /// A keyed store of sections and entries. A null default or value is allowed where the line says so; a null
-/// section never is, and fails.
+/// section never is, and fails. Writing gives whether it was done; only a deletion leaves the reason of a
+/// failure as the last error.
 class IProfileReg
 {
   public:
-    /// The number stored, or the default when there is none.
+    /// The number stored, or the default when there is none, or one of more than four bytes.
     virtual DWORD GetProfileInt(const wchar_t* pszSection, const wchar_t* pszEntry, DWORD dwDefault) = 0;
 
+    /// Stores a number of 32 bits.
     virtual bool WriteProfileInt(const wchar_t* pszSection, const wchar_t* pszEntry, DWORD dwValue) = 0;
 
     /// The text stored, or the default (null: empty) when there is none. The object owns the result, which is
@@ -38,7 +40,8 @@ class IProfileReg
     virtual bool WriteProfileString(const wchar_t* pszSection, const wchar_t* pszEntry,
                                     const wchar_t* pszValue) = 0;
 
-    /// Reads up to *pcbData bytes; *pcbData becomes the number stored, also when they don't fit.
+    /// Reads up to *pcbData bytes; *pcbData becomes the number stored, also when they don't fit. Result:
+    /// whether all were read.
     virtual bool GetProfileBinary(const wchar_t* pszSection, const wchar_t* pszEntry, BYTE* pData,
                                   DWORD* pcbData) = 0;
 
@@ -72,11 +75,12 @@ class CProfileReg final : public IProfileReg
     bool WriteProfileBinary(const wchar_t* pszSection, const wchar_t* pszEntry, const BYTE* pData,
                             DWORD cbData) override;
 
-    /// All later operations go to this root; it starts as HKEY_LOCAL_MACHINE.
+    /// All later operations go to this root, which stays the caller's; it starts as HKEY_LOCAL_MACHINE.
     void SetRootKey(HKEY hRootKey);
 
     /// Deletes an entry: a subkey of that name if there is one, else the value. With a null entry nothing is
-    /// deleted: the call fails with 1010. The last error is the result.
+    /// deleted: the call fails, with 1010 where the application has a key at all. The last error is the
+    /// result as a Windows error code.
     bool Delete(const wchar_t* pszSection, const wchar_t* pszEntry);
 
   private:
@@ -99,13 +103,14 @@ class CProfileReg final : public IProfileReg
 /// Deletes a key with all below it. Result: a Windows error code; 1010 for a null or empty name. Any thread.
 LSTATUS DeleteKeyTree(HKEY hParent, const wchar_t* pszName);
 
-/// The service's machine-wide store.
+/// The service's store, machine-wide until the service lets each user choose a language.
 extern CProfileReg g_ProfileReg;
 
-/// Where the language of the user interface is kept.
+/// Where the language of the user interface is kept, by its code. One thread at a time.
 class ILanguageSettingsStorage
 {
   public:
+    /// The code of the language in force.
     virtual std::wstring GetLanguage() = 0;
 
     /// False, and nothing changes, when the language can't be kept or is empty.
@@ -115,14 +120,15 @@ class ILanguageSettingsStorage
     ~ILanguageSettingsStorage() = default;
 };
 
-/// Keeps the language in memory. An empty name or language stands for the product's own. Not guarded: one
-/// thread at a time.
+/// Keeps the language in memory.
 class TKRegistrySettingsStorage : public ILanguageSettingsStorage
 {
   public:
     std::wstring GetLanguage() override;
     bool SetLanguage(const std::wstring& language) override;
 
+    /// The name under which the language is known, and the language to begin with. An empty one stands for
+    /// the product's own.
     void Initialize(const std::wstring& name, const std::wstring& language);
 
   protected:
@@ -132,12 +138,14 @@ class TKRegistrySettingsStorage : public ILanguageSettingsStorage
     std::wstring m_language;
 };
 
-/// Keeps the language in a profile, which must outlive it, and in the environment, where child processes and
-/// LoadLanguageModule find it.
+/// Keeps the language in a profile and in the environment, where child processes and LoadLanguageModule find
+/// it.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): nobody can delete it through a base
 class TKCProfileRegStorage final : public TKRegistrySettingsStorage
 {
   public:
+    /// Takes the stored language into the environment, or the given one where none is stored. The profile
+    /// must outlive the object; without one nothing can be stored.
     TKCProfileRegStorage(IProfileReg* pProfile, const std::wstring& name, const std::wstring& language);
 
     bool SetLanguage(const std::wstring& language) override;
@@ -151,5 +159,6 @@ class TKCProfileRegStorage final : public TKRegistrySettingsStorage
 void CreateLanguageStorage(IProfileReg* pProfile);
 
 /// Loads the module of texts, dialogs and icons for the language in the environment, else for the default
-/// language: as data, no code of it runs. Result: the module, or null with the last error. Any thread.
+/// language: as data, no code of it runs. Result: the module, which is the caller's, or null with the last
+/// error. Any thread.
 HMODULE LoadLanguageModule(const wchar_t* pszFile);

@@ -4,7 +4,7 @@
 #include <windows.h>
 
 /// Puts the thread's last error back at the end of the scope. Tidying up and logging must not change the
-/// answer that the caller is about to read.
+/// answer that the caller is about to read. Any thread.
 class CKeepLastError
 {
   public:

@@ -30,7 +30,8 @@ class CPeerCollabBinding
 
     /// Registers the service's executable beside this program for all users of the machine or for this one,
     /// in the place of an earlier registration. What came of it goes to the event log. Result: whether it is
-    /// registered; if not, the last error is the HRESULT, or ERROR_MOD_NOT_FOUND when nothing is bound.
+    /// registered; if not, the last error is the HRESULT, ERROR_MOD_NOT_FOUND when nothing is bound, or why
+    /// the program's folder isn't known.
     bool Register(bool bAllUsers);
 
   private:

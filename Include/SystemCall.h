@@ -6,7 +6,8 @@
 #include "Include/Handles.h"
 #include "Include/UtilFile.h"
 
-/// The entry of a loaded module as a typed pointer, or null. The name may be MAKEINTRESOURCEA of a number.
+/// The entry of a loaded module as a typed pointer, or null with the last error. The name may be
+/// MAKEINTRESOURCEA of a number. Any thread.
 template <typename Function>
 Function FindModuleEntry(HMODULE hModule, const char* pszName) noexcept
 {
@@ -26,7 +27,7 @@ class CSystemModule
 
     explicit operator bool() const noexcept { return static_cast<bool>(m_hModule); }
 
-    /// Null when the module or its entry is missing.
+    /// Null, with the last error, when the module or its entry is missing.
     template <typename Function>
     Function Find(const char* pszName) const noexcept
     {
@@ -37,8 +38,9 @@ class CSystemModule
     CModule m_hModule;
 };
 
-/// One late-bound call:
+/// One late-bound call, to be made only where the object is true:
 /// `const CSystemCall<decltype(&IsUserAnAdmin)> call(L"shell32.dll", "IsUserAnAdmin"); if (call) call();`
+/// The last error is the function's own, or tells why there is none. Any thread that the function may run on.
 template <typename Function>
 class CSystemCall
 {

@@ -17,21 +17,23 @@
 ///
 /// The pointer lives for ever on purpose: nobody joins the agent's threads, and one that still runs while the
 /// process ends may log after the source's own statics are gone. The first call also keeps log4cxx from
-/// taking a configuration out of the current directory, which anybody may have filled.
+/// taking a configuration out of the current directory, which anybody may have filled. Any thread.
 const log4cxx::LoggerPtr& TKGetLogger(const char* pszName);
 
 /// Reads the log configuration; unreadable or broken, logging is off and the program goes on without it. Call
-/// it once, on the main thread, before other threads log. Result: whether a configuration is in force.
+/// it once, on the main thread, before other threads log. Result: whether a configuration is in force; the
+/// last error stays.
 bool ConfigureLogging(const wchar_t* pszConfigurationPath) noexcept;
 
-/// Names the calling thread in its log lines: name, "@", thread id.
+/// Names the calling thread in its log lines: name, "@", thread id. Without memory they go without it. Any
+/// thread.
 void SetThreadLogName(const wchar_t* pszName) noexcept;
 
-/// Names the calling thread "main" in its log lines.
+/// Names the calling thread "main" in its log lines. Main thread.
 void SetMainThreadLogName() noexcept;
 
 /// Composes and writes one line whose level is known to be enabled. Whatever goes wrong on the way costs the
-/// line, never the caller; the last error stays.
+/// line, never the caller; the last error stays. Any thread.
 template <typename Compose>
 void TKLogMessage(const log4cxx::LoggerPtr& pLogger, const log4cxx::LevelPtr& pLevel,
                   const log4cxx::spi::LocationInfo& location, const Compose& compose) noexcept
@@ -65,7 +67,7 @@ void TKLogMessage(const log4cxx::LoggerPtr& pLogger, const log4cxx::LevelPtr& pL
 
 /// Writes the streamed expression when the level is on; the expression isn't evaluated otherwise. It must
 /// begin with a text, narrow or wide, which decides the kind of all texts in it: TK_LOG_INFO(g_pLogger, L"x="
-/// << x);
+/// << x); Any thread; the last error stays.
 #define TK_LOG_TRACE(logger, ...) TK_LOG_AT_LEVEL(Trace, logger, __VA_ARGS__)
 #define TK_LOG_DEBUG(logger, ...) TK_LOG_AT_LEVEL(Debug, logger, __VA_ARGS__)
 #define TK_LOG_INFO(logger, ...) TK_LOG_AT_LEVEL(Info, logger, __VA_ARGS__)

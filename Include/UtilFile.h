@@ -16,7 +16,7 @@ int TKShellExec(HWND hWnd, const wchar_t* pszVerb, const wchar_t* pszPath, const
                 const wchar_t* pszDirectory);
 
 /// Loads a module of this product, which can only lie beside the executable. Result: the module, which the
-/// caller frees, or null with the last error. Any thread.
+/// caller frees, with a last error of 0; or null with the last error. Any thread.
 HINSTANCE KDA_LoadLibrary(const wchar_t* pszName);
 
 /// Starts the permission prompt in a process of its own and doesn't wait for it. nPort is the UDP port of the
@@ -25,7 +25,7 @@ HINSTANCE KDA_LoadLibrary(const wchar_t* pszName);
 int ExecutePermission(int nPort, int nAfType);
 
 /// The account this process runs under, as DOMAIN\name where there is a domain, in a buffer of cchAccount
-/// characters. Any thread.
+/// characters; empty when the system can't tell. Any thread.
 void GetAccountName(wchar_t* pszAccount, size_t cchAccount);
 
 /// The folder of the executable, with the backslash at its end, in a buffer of cchDirectory characters; on

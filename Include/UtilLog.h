@@ -15,8 +15,9 @@ void LogErrorMsg(const wchar_t* pszText, DWORD dwErr);
 /// last error. Any thread.
 void LogInformationMsg(const wchar_t* pszText);
 
-/// Writes one entry of up to three strings (the first null ends the list) to the Windows event log. There is
-/// nobody to tell when that fails. Any thread.
+/// Writes one entry of up to three strings (the first null ends the list) to the Windows event log. wType is
+/// an EVENTLOG_* value. There is nobody to tell when that fails; the last error means nothing afterwards. Any
+/// thread.
 void ReportToEventLog(WORD wType, DWORD dwEventId, const wchar_t* psz1, const wchar_t* psz2 = nullptr,
                       const wchar_t* psz3 = nullptr);
 

@@ -5,7 +5,7 @@
 
 /*
  * What the agent asks of the service's machine-wide registry settings before it has a connection. A missing
- * key or value gives the default, and nothing is created. Any thread.
+ * key or value gives the default, and reading creates nothing. The last error means nothing. Any thread.
  */
 
 /// Where the service keeps its settings, under HKEY_LOCAL_MACHINE, and what those are called that the agent
@@ -25,8 +25,10 @@ DWORD GetServicePort(DWORD dwFallback);
 /// Whether the person at the desktop must consent to a connection: zero means no, and is the default.
 DWORD GetPermissionRequired();
 
-/// How the tray icon is shown: the service's mode number; 1 by default.
+/// How the tray icon is shown: the service's mode number (TRAY_ICON_MODE of tray/TrayIcon.h); always, by
+/// default.
 DWORD GetTrayIconMode();
 
-/// Whether this user can change the machine's settings, found out by writing and deleting a test value.
+/// Whether this user can change the machine's settings, found out by writing and deleting a test value. The
+/// company's key is made for that where it is missing, and stays.
 bool CanWriteMachineSettings();

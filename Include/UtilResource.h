@@ -8,8 +8,8 @@
 #include <cstddef>
 #include <string>
 
-/// A text of the language module, of at most cchText characters, terminator included; empty when there is
-/// none. Any thread.
+/// A text of the language module, cut to cchText characters, terminator included, which is at least 1; empty
+/// when there is none. Any thread.
 std::wstring LoadResourceText(UINT uString, size_t cchText);
 
 /// Takes the language that is stored in g_ProfileReg: g_hResourceModule is then its module, or the program

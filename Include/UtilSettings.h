@@ -12,14 +12,16 @@
 /// takes half a second without one, six and a half at most. Any thread that owns no windows.
 bool KillApplication();
 
-/// Ends the service where it is an application, and starts it as a service. Any thread that owns no windows.
+/// Ends the service where it is an application, and starts it as a service. Result: whether the first ended
+/// and the second started. Any thread that owns no windows.
 bool RestartService();
 
-/// Starts the service's program so that it runs as a service. Any thread.
+/// Starts the service's program so that it runs as a service, and doesn't wait for it. Result: whether it
+/// started. Any thread.
 bool StartAsService();
 
-/// Tells the settings module that the machine's settings are not at stake. Does nothing when the module has
-/// no such entry. Main thread.
+/// Tells the settings module, which stays the caller's, that the machine's settings are not at stake. Does
+/// nothing when the module has no such entry. Main thread.
 void SetApplicationMode(HINSTANCE hModule);
 
 /// Runs the settings dialog of the settings module. checkRights non-zero: a user who can't change the

@@ -8,7 +8,7 @@
 #include <vector>
 
 /*
- * Which Windows this is. Any thread.
+ * Which Windows this is, which versions files have, and with which rights the process runs. Any thread.
  */
 
 /// The true version, which the documented functions hide from programs that don't declare it. False when the
@@ -19,6 +19,7 @@ bool GetRtlVersion(OSVERSIONINFOEXW* pVersion);
 /// also when the version isn't known.
 bool IsWindowsVersionEqualOrGreater(unsigned short major, unsigned short minor, unsigned short servicePack);
 
+/// The same for Windows 10.
 bool IsWindows10OrGreater();
 
 /// A file's version block; empty when it has none.

@@ -29,7 +29,8 @@ bool IsSessionLockedWindows10();
 /// Whether the shell has come up in this session. Any thread.
 bool IsUserDesktopInitialized();
 
-/// Asks the system to send hWnd the changes of this session (WM_WTSSESSION_CHANGE). The window's thread.
+/// Asks the system to send hWnd the changes of this session (WM_WTSSESSION_CHANGE). Result: whether it will.
+/// The window's thread.
 bool RegisterSessionNotification(HWND hWnd);
 
 /// Takes RegisterSessionNotification back. The window's thread.

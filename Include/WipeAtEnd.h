@@ -6,7 +6,7 @@
 #include <cstddef>
 
 /// Zeroes a buffer that holds a secret at the end of the scope, in a way that no compiler leaves out. The
-/// buffer outlives the object, and stays where it is.
+/// buffer outlives the object, and stays where it is; the size is in bytes. Any thread.
 class CWipeAtEnd
 {
   public:

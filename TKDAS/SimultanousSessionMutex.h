@@ -23,7 +23,10 @@ class CSimultanousSessionMutex
     /// thread.
     static bool IsSession(const wchar_t* pszName);
 
+    /// IsSession of the marker of local sessions. Any thread.
     static bool IsLocalSession();
+
+    /// IsSession of the marker of sessions over the internet. Any thread.
     static bool IsOtiSession();
 
   private:

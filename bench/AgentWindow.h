@@ -21,7 +21,8 @@ class AgentWindow
     bool IsConnected() const { return m_connection.has_value(); }
     LoopbackConnection& Connection() { return *m_connection; }
 
-    /// Takes the report of the desktop along that follows the handshake by itself.
+    /// Plays the service's side of the handshake. Takes the report of the desktop along that follows by
+    /// itself.
     bool ShakeHands();
 
     /// What the shell takes for a change of the icon isn't the reader's.

@@ -23,6 +23,7 @@ struct Figure
     Bound bound;
     double dLimit; // of the ratio
 
+    /// Whether the ratio keeps the bound.
     bool Holds() const;
 };
 
@@ -35,17 +36,21 @@ struct Comparison
     double dRatio;
 };
 
+/// The median; there must be a value.
 double Median(std::vector<double> values);
+/// Of two series of one length, which isn't zero.
 Comparison Compare(const std::vector<double>& measured, const std::vector<double>& reference);
 
 /// Collects the figures of one run and prints each as it comes. Main thread.
 class Report
 {
   public:
+    /// Prints the figure, too.
     void Add(Figure figure);
     /// Something couldn't be measured, which is as bad as a limit that doesn't hold.
     void Fail(const std::string& what);
 
+    /// Whether no figure is beyond its limit and nothing has failed.
     bool AllHold() const;
     /// Writes results.txt and results.json; false when one of them couldn't be written.
     bool Write(const std::filesystem::path& folder) const;

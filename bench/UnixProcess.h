@@ -19,6 +19,7 @@ class UnixProcess
     /// The process whose program that is; empty when there is none or the system isn't Wine on Linux.
     static std::optional<UnixProcess> Find(const std::filesystem::path& program);
 
+    /// Zeros when the process has gone.
     ProcessActivity Activity() const;
     /// Memory that only this process has: KiB it has written and shares with nobody.
     unsigned long long PrivateKiB() const;

@@ -25,7 +25,8 @@ constexpr DWORD CERTIFICATE_ENCODING = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 extern PCCERT_CONTEXT g_CertContext;
 
 /// Looks for the candidate, in the user's own hive first and then in each one that is loaded; the first that
-/// holds a certificate wins. Sets g_CertContext, to null where bytes are none. Whether there is a candidate.
+/// holds a certificate wins. Sets g_CertContext, to null where bytes are no certificate. Whether there is a
+/// candidate.
 bool GetCertFromACRegistry();
 
 /// What g_CertContext is called; empty when there is none, or it has no name.

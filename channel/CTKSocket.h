@@ -34,7 +34,7 @@ class CTKSocket
 
     /// Resolves the host and connects to the first of its addresses that accepts. nType is SOCK_STREAM or
     /// SOCK_DGRAM, nFamily an address family or 0 for any. A datagram socket is connected too, so that only
-    /// that port can answer.
+    /// that port can answer. One thread at a time.
     int Connect(const wchar_t* pszHost, unsigned int nPort, int nType, int nFamily);
 
     /// Resolves a host; only "localhost" gets further tries, since a broken hosts file must not cut the agent
@@ -45,6 +45,7 @@ class CTKSocket
     /// The same for a host in the ANSI code page.
     int Resolve(const char* pszHost, const char* pszPort, const addrinfo& hints, addrinfo** ppResult);
 
+    /// The object's own; INVALID_SOCKET before the first Connect and from Close on. Any thread.
     SOCKET GetSocket() const { return m_hSocket; }
 
     /// One recv of at most n bytes; returns its result.
@@ -66,7 +67,7 @@ class CTKSocket
     int WriteDatagram(const void* p, unsigned int n);
 
     /// Time limit in milliseconds for each read and write from now on, 0 for none. Fails without a socket,
-    /// and Connect makes the socket: a limit that is set before the first Connect never applies.
+    /// and Connect makes the socket: a limit that is set before the first Connect never applies. Any thread.
     int SetTimeouts(unsigned int nMilliseconds);
 
   private:
@@ -81,5 +82,5 @@ class CTKSocket
 /// True if there is an object and it holds a socket. Any thread.
 bool IsSocketValid(const CTKSocket* pSocket);
 
-/// A socket that threads share, each with a reference of its own; null without memory. Any thread.
+/// A new socket for threads to share, each with a reference of its own; null without memory. Any thread.
 std::shared_ptr<CTKSocket> CreateSharedSocket();

@@ -42,10 +42,11 @@ struct MESSAGE_HANDLER_ROW
     void (*pfnBeforeBody)(CHANNEL_CONTEXT& context);
 };
 
-/// Writes the first bytes of pMessage to the service. False leaves the reader's loop.
+/// Writes the first uSize bytes of pMessage to the service. False leaves the reader's loop. Reader thread.
 bool WriteRecord(CHANNEL_CONTEXT& context, unsigned int uSize);
 
-// The handlers, by topic. Each runs on the reader thread.
+// The handlers, by topic: pfnHandler of the table, and pfnBeforeBody of those that are called Before…. Each
+// runs on the reader thread.
 
 // HandshakeMessages.cpp
 bool OnVersion(CHANNEL_CONTEXT& context);

@@ -17,6 +17,7 @@ struct END_POINT
     int cbAddress = sizeof(address);
 };
 
+/// The port, in the machine's byte order.
 unsigned short PortOf(const END_POINT& endPoint);
 
 /// "port 50123", for the log.
@@ -26,5 +27,5 @@ std::wstring EndPointName(const END_POINT& endPoint);
 void TakeDatagrams(SOCKET hSocket,
                    const std::function<void(const END_POINT& from, std::span<const BYTE> bytes)>& take);
 
-/// A datagram that can't be sent is lost, as any may be.
+/// Sends one datagram. One that can't be sent is lost, as any may be.
 void SendDatagram(SOCKET hSocket, const END_POINT& to, std::span<const BYTE> bytes);

@@ -13,4 +13,5 @@
 bool DragFilesOnto(const std::vector<std::wstring>& paths, HWND hTarget);
 
 /// A list of files as a drag or the clipboard carries it; the caller frees it. Null when there is no memory.
+/// Any thread.
 HGLOBAL MakeFileList(const std::vector<std::wstring>& paths);

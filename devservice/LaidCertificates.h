@@ -11,7 +11,7 @@
 std::vector<BYTE> MakeCertificate(const std::wstring& commonName);
 
 /// Plays the program that lays a candidate certificate before the agent. What it has laid, and what the
-/// agent has come to trust of it, goes with the object.
+/// agent has come to trust of it, goes with the object. One thread.
 class CLaidCertificates
 {
   public:

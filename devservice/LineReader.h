@@ -10,8 +10,10 @@
 class CLineReader
 {
   public:
+    /// The handle stays the caller's, and open as long as the object lives.
     explicit CLineReader(HANDLE hInput);
 
+    /// Whether a person types there.
     bool IsConsole() const { return m_bConsole; }
 
     /// The next line without its end; empty at the end of the input or when the wait was cancelled.

@@ -24,5 +24,5 @@ struct TKDAS_OPTIONS
 /// Reads the words behind the program's name. Empty leaves a message for the user in error. Any thread.
 std::optional<TKDAS_OPTIONS> ParseOptions(std::span<const std::wstring> words, std::wstring& error);
 
-/// What --help prints.
+/// What --help prints. Any thread.
 std::wstring UsageText();

@@ -43,14 +43,19 @@ class CPermissionPrompt
 
     /// nAfType: AF_INET or AF_INET6. False leaves the reason as the last error.
     bool Open(int nAfType);
+
+    /// The object's own.
     SOCKET GetSocket() const { return m_hSocket.get(); }
+    /// 0 before Open.
     unsigned short GetPort() const { return BoundPort(m_hSocket.get()); }
 
     /// Takes and answers whatever has arrived.
     void OnReadable();
+
     /// Ends the prompt at the agent. False when nobody has come, or when there is an answer.
     bool Withdraw();
 
+    /// The object's own; changes with OnReadable.
     const PROMPT_STATE& GetState() const { return m_state; }
 
   private:
@@ -83,9 +88,11 @@ class CPermissionPrompts
     /// Opens a port for one prompt that asks that question. Result: the prompt's number; 0 leaves the reason
     /// as the last error.
     unsigned int Open(const MSG_PERMISSION_PROMPT& question, int nAfType);
+    /// The prompts that were ever opened.
     unsigned int Count() const;
     /// 0 for a prompt that isn't there.
     unsigned short GetPort(unsigned int uPrompt) const;
+    /// Empty for a prompt that isn't there.
     std::optional<PROMPT_STATE> Get(unsigned int uPrompt) const;
 
     /// Ends the prompt at the agent. False when there is none that could be ended.
@@ -101,7 +108,7 @@ class CPermissionPrompts
     /// The next fault that nobody has taken, with the prompt's number in front; empty when there is none.
     std::wstring TakeFault();
 
-    /// For the owner's thread.
+    /// What the owner's thread has to watch, and what it calls when there is something to read.
     std::vector<SOCKET> GetSockets() const;
     void OnReadable();
 

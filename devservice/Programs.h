@@ -22,12 +22,15 @@ class CPrograms
   public:
     ~CPrograms() { EndAll(); }
 
-    /// The number of the new program; empty leaves the reason as the last error.
+    /// Starts a program, found by its path alone. Result: its number; empty leaves the reason as the last
+    /// error.
     std::optional<unsigned int> Start(const std::wstring& program, std::span<const std::wstring> arguments);
 
+    /// The programs that were started since EndAll.
     unsigned int Count() const { return static_cast<unsigned int>(m_programs.size()); }
 
-    /// Waits for its end, or until the event is set.
+    /// Waits so long for the program's end, or until the event is set; dwExitCode is set only when it has
+    /// ended.
     PROGRAM_RESULT WaitForEnd(unsigned int uProgram, DWORD dwMilliseconds, HANDLE hInterrupt,
                               DWORD& dwExitCode) const;
 
@@ -38,5 +41,5 @@ class CPrograms
     std::vector<CKernelHandle> m_programs;
 };
 
-/// A command line of these words: quoted where a word is empty or holds blanks or quotes.
+/// A command line of these words: quoted where a word is empty or holds blanks or quotes. Any thread.
 std::wstring MakeCommandLine(const std::wstring& program, std::span<const std::wstring> arguments);

@@ -52,14 +52,18 @@ class CQueryPort
 
     /// Port 0 takes any free one. False leaves the reason as the last error.
     bool Open(unsigned short nPort);
+    /// Requests are no longer answered; Open may follow.
     void Close();
 
+    /// The object's own; invalid while closed.
     SOCKET GetSocket() const { return m_hSocket.get(); }
+    /// 0 while closed.
     unsigned short GetPort() const { return m_hSocket ? BoundPort(m_hSocket.get()) : 0; }
 
     /// uPort: the port that a lookup is told.
     void SetLookup(LOOKUP_MODE mode, unsigned int uPort);
 
+    /// How requests for invitations, and for their deletion, are answered from now on; at first not at all.
     void SetInvitationAnswer(INVITATION_ANSWER answer) { m_invitation = std::move(answer); }
     void SetDeletionAnswer(DELETION_ANSWER answer) { m_deletion = answer; }
 

@@ -24,11 +24,13 @@ class CRecordFramer
     /// direction: who sends the stream.
     explicit CRecordFramer(MESSAGE_DIRECTION direction) : m_direction(direction) {}
 
+    /// The stream's next bytes, as many as have come.
     void Append(std::span<const BYTE> bytes);
 
     /// Takes the next record. With FRAME_RESULT::FrameLost record holds all bytes that have come since.
     FRAME_RESULT Next(std::vector<BYTE>& record, const MESSAGE_DESCRIPTION*& pMessage);
 
+    /// Whether Next has met FRAME_RESULT::FrameLost.
     bool IsFrameLost() const { return m_bFrameLost; }
 
     /// Bytes of a record that isn't whole.

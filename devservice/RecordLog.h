@@ -10,11 +10,14 @@
 class CRecordLog
 {
   public:
+    /// From now on events go to the standard output, too.
     void UseConsole() { m_hConsole = GetStdHandle(STD_OUTPUT_HANDLE); }
 
-    /// Starts the file anew. False leaves the reason as the last error.
+    /// From now on events go to the file, too, which is started anew. False leaves the reason as the last
+    /// error.
     bool UseFile(const std::wstring& path);
 
+    /// For CStandInService::AddSink.
     void OnEvent(const SERVICE_EVENT& event);
 
   private:

@@ -45,13 +45,15 @@ class CRecorder
   public:
     /// Starts the file anew. False leaves the reason as the last error.
     bool Open(const std::wstring& path);
+
+    /// For CStandInService::AddSink.
     void OnEvent(const SERVICE_EVENT& event);
 
   private:
     CFileHandle m_hFile;
 };
 
-/// The line of a recording for that event, with its line's end; empty if the event is no step.
+/// The line of a recording for that event, with its line's end; empty if the event is no step. Any thread.
 std::wstring FormatRecordedStep(const SERVICE_EVENT& event);
 
 /// Reads a recording. Empty leaves the reason, with the line's number, in error. Any thread.
@@ -59,5 +61,5 @@ std::optional<std::vector<RECORDED_STEP>> ParseRecording(std::wstring_view text,
 
 /// Plays the service's side: sends what the service sent after the pauses it had, and waits wherever the
 /// agent sent something until it sends a message of the same type. The service must listen; its own handshake
-/// is switched off. False leaves the reason, with the line's number, in error.
+/// is switched off. False leaves the reason, with the line's number, in error. One thread, which waits.
 bool PlayRecording(CStandInService& service, const std::vector<RECORDED_STEP>& steps, std::wstring& error);

@@ -21,10 +21,11 @@ class CReverseAttempts
     CReverseAttempts(const CReverseAttempts&) = delete;
     CReverseAttempts& operator=(const CReverseAttempts&) = delete;
 
-    /// Instead of the agent's earlier one, if there is any.
+    /// Starts an agent's attempt, instead of its earlier one if there is any.
     void Begin(unsigned int uAgent);
     /// Its time has come at once; nothing when there is none.
     void Cancel(unsigned int uAgent);
+    /// There is no attempt any more, and no end of it.
     void Forget(unsigned int uAgent);
 
   private:

@@ -10,6 +10,8 @@
  * The script language's text: one command a line, words parted by blanks, # begins a comment. A word or a
  * part of it may stand in quotes, where \" \\ \n \r \t and \uHHHH are escapes; outside of quotes a backslash
  * is itself. name=value and name!=value are one word. repeat N ... end is a block.
+ *
+ * All functions may run on any thread.
  */
 
 struct SCRIPT_WORD
@@ -20,6 +22,7 @@ struct SCRIPT_WORD
     bool bQuoted = false; // began with a quote: never an option of a command
 
     bool IsAssignment() const { return cchName > 0; }
+    // Of an assignment; the views live as long as the word.
     std::wstring_view Name() const { return std::wstring_view(text).substr(0, cchName); }
     std::wstring_view Value() const;
 };
@@ -46,7 +49,7 @@ struct SCRIPT_STATEMENT
     std::vector<SCRIPT_STATEMENT> body; // of a repeat
 };
 
-/// Splits one line. False leaves the reason in error.
+/// Splits one line; one of nothing but blanks or a comment has no words. False leaves the reason in error.
 bool SplitScriptLine(std::wstring_view line, std::vector<SCRIPT_WORD>& words, std::wstring& error);
 
 /// Takes a script line by line and builds its statements. Errors begin with the line's number. One thread.
@@ -70,7 +73,7 @@ class CScriptParser
     std::vector<SCRIPT_STATEMENT> m_open; // blocks whose end hasn't come, outermost first
 };
 
-/// Parses a whole script, with either kind of line's end.
+/// Parses a whole script, with either kind of line's end. False leaves the reason in error.
 bool ParseScript(std::wstring_view text, std::vector<SCRIPT_STATEMENT>& statements, std::wstring& error);
 
 /// "line 12: " and the text.

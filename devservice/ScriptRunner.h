@@ -40,11 +40,14 @@ class CScriptRunner
     {
     }
 
-    /// Looks for commands that don't exist and for too few or too many words, before anything runs.
+    /// Looks for commands that don't exist and for too few or too many words, before anything runs. False
+    /// leaves the reason in error. Any thread.
     static bool Check(std::span<const SCRIPT_STATEMENT> statements, std::wstring& error);
 
+    /// Carries out one statement after the other, until one fails or the script quits.
     SCRIPT_RESULT Run(std::span<const SCRIPT_STATEMENT> statements);
 
+    /// What Run's result says to ask for.
     int GetExitCode() const { return m_nExitCode; }
     const std::wstring& GetError() const { return m_error; }
 

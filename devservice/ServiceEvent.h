@@ -39,5 +39,5 @@ struct SERVICE_EVENT
 /// Called on whichever thread the thing happened, one call at a time. It must not call the service.
 using SERVICE_EVENT_SINK = std::function<void(const SERVICE_EVENT&)>;
 
-/// One line for a person, without the line's end: seconds, who, direction, what.
+/// One line for a person, without the line's end: seconds, who, direction, what. Any thread.
 std::wstring FormatEvent(const SERVICE_EVENT& event);

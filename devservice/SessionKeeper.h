@@ -43,6 +43,7 @@ class CSessionKeeper
     bool DisconnectAll(unsigned int uAgent, const RECORD_EDIT& edit, std::wstring& error);
     /// The edit gets the record of who came last, if anybody is there, with the present count.
     bool SendCount(unsigned int uAgent, const RECORD_EDIT& edit, std::wstring& error);
+    /// The edit gets the record with the names of all who are connected, a line each.
     bool SendList(unsigned int uAgent, const RECORD_EDIT& edit, std::wstring& error);
     /// Sends the settings as MSG_TYPE_TRAYICON_SETTINGS, or as the update. They start as zeros.
     bool SendSettings(unsigned int uAgent, bool bUpdate, const RECORD_EDIT& edit, std::wstring& error);

@@ -14,7 +14,7 @@ struct Socket
 
 using CSocketHandle = CUniqueAny<HandleTraits::Socket>;
 
-/// Holds Winsock open for the life of its owner.
+/// Holds Winsock open for the life of its owner. Any thread.
 class CWinsockUse
 {
   public:
@@ -32,8 +32,8 @@ class CWinsockUse
 /// stream listens already. Any thread.
 CSocketHandle OpenLoopbackSocket(int nType, unsigned short nPort, int nFamily = AF_INET);
 
-/// The port that the socket is bound to, 0 if it isn't.
+/// The port that the socket is bound to, 0 if it isn't. Any thread.
 unsigned short BoundPort(SOCKET hSocket);
 
-/// Makes operations on the socket return at once.
+/// Makes operations on the socket return at once. False leaves the reason as the last error. Any thread.
 bool SetNonBlocking(SOCKET hSocket);

@@ -72,6 +72,7 @@ class CStandInService
     /// Starts to listen for agents, instead of where it listened before. Port 0 takes any free one. False
     /// leaves the reason as the last error; the service then doesn't listen.
     bool Listen(unsigned short nPort);
+    /// Agents that are connected stay so. On return nobody can connect any more.
     void StopListening();
     /// 0 when it doesn't listen.
     unsigned short GetPort() const;
@@ -80,6 +81,7 @@ class CStandInService
     /// at that time. Opening it again on the same port only changes the answers. False leaves the reason as
     /// the last error.
     bool OpenQueryPort(unsigned short nPort, LOOKUP_MODE mode, std::optional<unsigned int> lookupPort);
+    /// Requests are no longer answered.
     void CloseQueryPort();
     /// How requests for invitations, and for their deletion, are answered from now on; at first not at all.
     void SetInvitationAnswer(INVITATION_ANSWER answer);
@@ -92,14 +94,17 @@ class CStandInService
 
     /// What an agent that connects is sent at once; empty means nothing.
     void SetHandshake(std::optional<MSG_VERSION> handshake);
+    /// What SetHandshake has set; at first a handshake of the service's own.
     std::optional<MSG_VERSION> GetHandshake() const;
 
     /// Agents that have ever connected.
     unsigned int CountAgents() const;
     /// Agents that have ever answered the handshake, or, without one, connected.
     unsigned int CountReadyAgents() const;
+    /// Empty for an agent that has never come.
     std::optional<AGENT_STATE> GetAgent(unsigned int uAgent) const;
 
+    /// Waits until CountReadyAgents gives so many.
     WAIT_RESULT WaitForReadyAgents(unsigned int uCount, DWORD dwMilliseconds);
 
     /// Sends bytes as they are. False when the agent is gone or doesn't take them within ten seconds.
@@ -114,8 +119,9 @@ class CStandInService
     /// Drops them.
     void ForgetPending(unsigned int uAgent);
 
+    /// Closes the connection soon; WaitForClose tells when.
     void CloseAgent(unsigned int uAgent);
-    /// True when the connection is closed, by whichever side.
+    /// Met when the connection is closed, by whichever side, or there has never been one.
     WAIT_RESULT WaitForClose(unsigned int uAgent, DWORD dwMilliseconds);
 
     /// Waits out the time, or until interrupted; INFINITE is for ever.
@@ -123,6 +129,7 @@ class CStandInService
 
     /// Ends all waits, present and future.
     void Interrupt();
+    /// Whether Interrupt was called.
     bool IsInterrupted() const;
     /// Manual-reset, set by Interrupt; for waits on other things. The service's own.
     HANDLE GetInterruptEvent() const { return m_hInterrupt.get(); }

@@ -17,10 +17,11 @@ std::optional<std::string> ReadWholeFile(const std::wstring& path);
 /// reason as the last error.
 CFileHandle CreateOutputFile(const std::wstring& path);
 
+/// Writes to a file or pipe. What can't be written is lost.
 void WriteUtf8(HANDLE hOutput, std::wstring_view text);
 
-/// Writes to a standard handle: wide to a real console, else as UTF-8.
+/// Writes to a standard handle: wide to a real console, else as UTF-8. What can't be written is lost.
 void WriteStandard(HANDLE hOutput, std::wstring_view text);
 
-/// "WHAT: system's reason", for that system error.
+/// "WHAT: system's reason" for that system error, or its number where the system has no words.
 std::wstring SystemErrorText(std::wstring_view what, DWORD dwError);

@@ -40,8 +40,10 @@ std::wstring HexDword(DWORD dwValue);
 /// quotes are written as the escapes of the script language.
 std::wstring QuotedText(std::wstring_view text, size_t cchMost);
 
+/// Whether the texts differ in nothing but the case of their letters, by the system's own table.
 bool EqualsNoCase(std::wstring_view left, std::wstring_view right);
 
+/// The text in UTF-8; halves of pairs become replacement characters.
 std::string ToUtf8(std::wstring_view text);
 
 /// Bytes that are no UTF-8 become replacement characters; a byte order mark at the start is left out.

@@ -12,6 +12,7 @@
 
 constexpr UINT_PTR TIMER_CLOSE_ABOUT = 111; // close the dialog
 
+/// The procedure of IDD_ABOUT, called by the system.
 INT_PTR CALLBACK AboutWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 
 /// Puts the dialog's lines on the clipboard. 1, or 0 with the last error of the step that failed.

@@ -23,11 +23,13 @@ constexpr UINT_PTR TIMER_PERMISSION_COUNTDOWN = 888; // a second is over
 /// the answer; 0 otherwise, also when the service was told that nobody can be asked.
 int CreatePermissionDialog(int nPort, int nAfType);
 
-/// Starts the watcher for that dialog. Non-zero when it runs.
+/// Starts the watcher for that dialog, on a thread that nobody joins. 1 when it runs, else 0.
 int CreatePermissionThread(HWND hDlg);
 
 /// The watcher: tells the dialog, its argument, when the service withdraws the prompt. It ends with the
-/// socket, and nobody joins it; it touches nothing of the dialog but its message queue. A thread of its own.
+/// socket, and touches nothing of the dialog but its message queue. A thread of its own; the result means
+/// nothing.
 unsigned int WINAPI PermissionThread(void* hDlg);
 
+/// The procedure of IDD_PERMISSION, called by the system.
 INT_PTR CALLBACK PermissionWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);

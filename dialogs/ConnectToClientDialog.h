@@ -13,6 +13,7 @@
 // The dialog's window while there is one, else null: there is one at a time.
 extern HWND g_hConnectToClientDlg;
 
+/// The procedure of IDD_CONNECT_TO_CLIENT, called by the system.
 INT_PTR CALLBACK ConnectToClient(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 
 /// Fills the box with the hosts of the current user, selects the last one and shows the last port. 1, or 0

@@ -13,9 +13,11 @@
 // The dialog's window while there is one, else null.
 extern HWND g_hCreateInvitationDlg;
 
+/// The procedure of IDD_CREATE_INVITATION, called by the system.
 INT_PTR CALLBACK CreateInvitationWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 
-/// Enables or disables the text and the ways out for it; the focus leaves what is disabled.
+/// Enables (bEnable non-zero) or disables the text and the ways out for it; the focus leaves what is
+/// disabled.
 void EnableCreateWindows(HWND hDlg, int bEnable);
 
 /// Has the service delete all invitations and shows what became of them, in a box that goes away by itself.

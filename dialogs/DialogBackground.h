@@ -10,24 +10,26 @@
 class CDialogBackground
 {
   public:
-    /// At WM_INITDIALOG.
+    /// At WM_INITDIALOG: loads the gradient and the icon, as far as the system has them.
     void Load();
 
-    /// At WM_DESTROY.
+    /// At WM_DESTROY. The gradient goes for all dialogs.
     void Unload();
 
     /// Makes the brush that stands in when the gradient has become unavailable, if there is none yet.
     void CreatePlainBrush();
 
+    /// Whether the gradient is painted; it can become unavailable while the dialog is there.
     bool HasGradient() const { return m_bGradient; }
 
     /// At WM_PAINT, before anything else is drawn. When the gradient fails, the dialog is painted again in
     /// the plain colours of its kind.
     void Paint(HWND hDlg, HDC hDC);
 
+    /// With its top left corner at that place of the device context.
     void DrawProductIcon(HDC hDC, POINT at) const;
 
-    /// In the top left corner of a control, where the dialog has it.
+    /// The same in the top left corner of a control, where the dialog has it.
     void DrawProductIconAt(HWND hDlg, HDC hDC, int nControl) const;
 
     /// The dialog procedure's answer to WM_CTLCOLORDLG and WM_CTLCOLORSTATIC.

@@ -13,7 +13,7 @@ class CDialogBanner
     /// At WM_INITDIALOG. False when the finer picture is wanted and isn't there; the template's own stays.
     bool Show(HWND hDlg, int nControl);
 
-    /// At WM_DESTROY.
+    /// At WM_DESTROY: frees whatever is shown.
     void TakeOff(HWND hDlg, int nControl);
 
   private:

@@ -7,8 +7,8 @@
 #include <string>
 
 /*
- * What dialogs do with their controls. A control that the template lacks is passed
- * over. Main thread.
+ * What dialogs do with their controls. A control that the template lacks is passed over, and its text is
+ * empty. Main thread.
  */
 
 /// A control's text, cut to cchText characters, terminator included.
@@ -30,8 +30,10 @@ RECT ControlPlace(HWND hDlg, int nControl);
 /// Takes the scroll bar off an edit control whose text can be seen whole.
 void HideIdleScrollBar(HWND hEdit);
 
+/// Whether a check box is ticked.
 bool IsTicked(HWND hDlg, int nBox);
 
+/// Lets a control be used, or not.
 void EnableControl(HWND hDlg, int nControl, bool bEnable);
 
 /// Gives a control that takes a secret its font.

@@ -14,6 +14,7 @@
 // The dialog's window while there is one, else null: there is one at a time.
 extern HWND g_hJoinAttendedSessionDlg;
 
+/// The procedure of IDD_JOIN_ATTENDED_SESSION, called by the system.
 INT_PTR CALLBACK JoinAttendedSessionProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 
 /// An invitation without the blanks and line breaks at its ends; a tab belongs to the text. Any thread.

@@ -25,4 +25,5 @@ enum NOTIFY_SOUND : LPARAM
 
 constexpr UINT_PTR TIMER_CLOSE_NOTIFY = 222; // one at a time: close the popup
 
+/// The procedure of IDD_NOTIFY, called by the system.
 INT_PTR CALLBACK NotifyWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);

@@ -33,6 +33,7 @@ class CPaintedFont
   public:
     explicit CPaintedFont(HDC hDC);
 
+    /// The object's own, for as long as it lives.
     HGDIOBJ get() const { return m_hLarger ? m_hLarger.get() : GetStockObject(ANSI_VAR_FONT); }
 
   private:

@@ -48,4 +48,5 @@ struct COUNTDOWN_STEP
     bool bInvertCaption = false; // of the flash that goes with the beep
 };
 
+/// The step to that many seconds left; at none the prompt expires.
 COUNTDOWN_STEP DecideCountdownStep(int nSecondsLeft);

@@ -31,7 +31,7 @@ class CDropTarget final : public IDropTarget
 
     virtual ~CDropTarget() = default;
 
-    /// The window that is registered with OLE.
+    /// The window that is registered with OLE, and not owned.
     HWND GetWindow() const { return m_hWnd; }
 
     /// Deletes the object, whose references don't count for its window. But a call of OLE may be under way,

@@ -33,10 +33,10 @@ bool IsUsableCount(WORD nFiles);
 std::wstring ReadDroppedPath(HDROP hDrop, UINT uFile);
 
 /// What the data file says of a path: the path, and for a file on the network "|" and the name of the
-/// connection that leads to it. Asks the network, which may take its time.
+/// connection that leads to it, cut to MAX_DROPPED_TEXT. Asks the network, which may take its time.
 std::wstring ComposeDroppedEntry(const std::wstring& path);
 
-/// Where the data file is. Its folder is the service's to make.
+/// The path of the data file. Its folder is the service's to make.
 std::wstring DropDataFile();
 
 /// The clipboard's block for paths of a drop of nFiles files. The paths stand there as they are, in 16 bits a

@@ -17,5 +17,5 @@
  */
 INT_PTR CALLBACK SFTDropWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 
-/// Keeps a drop window's record for as long as the window is there.
+/// Keeps a drop window's record for as long as the window is there. Main thread.
 void HoldDropRecord(HWND hWnd, std::shared_ptr<const MSG_TRAYICON_SFT_DROP_CLIENT> pRecord);

@@ -13,7 +13,9 @@
 class CChoices
 {
   public:
+    /// Draws from a seed.
     explicit CChoices(std::uint64_t ullSeed);
+    /// Plays back what ReadChoices has read.
     explicit CChoices(std::vector<std::uint32_t> kept);
 
     /// One of 0, 1, … nCount - 1; nCount isn't 0.
@@ -48,13 +50,15 @@ class CChoices
 };
 
 /// A generator for what isn't worth a decision each, such as the bytes of a filling. Plain and the same
-/// everywhere.
+/// everywhere. One thread at a time.
 class CRandom
 {
   public:
     explicit CRandom(std::uint64_t ullSeed) : m_ullState(ullSeed) {}
 
+    /// The next 64 bits.
     std::uint64_t Next();
+    /// With bytes of Next.
     void Fill(std::span<unsigned char> bytes);
 
   private:
@@ -62,5 +66,5 @@ class CRandom
 };
 
 /// The numbers of a text: a comment begins with '#' and ends with its line. False when anything else than
-/// numbers of 32 bits is in it.
+/// numbers of 32 bits is in it. Any thread.
 bool ReadChoices(std::string_view text, std::vector<std::uint32_t>& numbers);

@@ -25,7 +25,7 @@ std::span<const FUZZ_TARGET> GetFuzzTargets();
 /// The target of that name, or null. Any thread.
 const FUZZ_TARGET* FindFuzzTarget(std::string_view name);
 
-/// Ends the program as a crash does, when the product has broken a promise.
+/// Ends the program as a crash does, when the product has broken a promise. Any thread.
 void Expect(bool bKept, const char* pszPromise);
 
 // One function a target. The main thread, one at a time.

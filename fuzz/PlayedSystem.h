@@ -15,8 +15,8 @@ class CTaskBarWindow;
 
 /// The rest of Windows as far as the agent calls it in a round: it answers by the choices, and shows, starts
 /// and keeps nothing. The tray window is one that never does anything by itself: what is posted to it waits
-/// until it is delivered, and what is sent goes straight to its procedure. Dialogs fail to open.
-/// Between rounds everything is as it was. One object at a time, on the thread that plays the round.
+/// until it is delivered, and what is sent goes straight to its procedure. Dialogs fail to open. Between
+/// rounds everything is as it was. One object at a time, on the thread that plays the round.
 class CPlayedSystem
 {
   public:

@@ -15,8 +15,10 @@ class CGuardedMemory
   public:
     explicit CGuardedMemory(size_t nBytes) : m_bytes(nBytes), m_nBytes(nBytes) {}
 
-    /// nBytes, at most all, at the end of the memory.
+    /// nBytes, at most all, at the end of the memory, which lives as long as the object.
     BYTE* Tail(size_t nBytes) const { return m_bytes.Get() + m_nBytes - nBytes; }
+
+    /// A copy of the bytes there.
     BYTE* Put(std::span<const BYTE> bytes) const;
 
     size_t Size() const { return m_nBytes; }
@@ -27,7 +29,7 @@ class CGuardedMemory
 };
 
 /// A record that was filled and then changed in some of its fields: numbers at their limits, texts without an
-/// end, with formats, halves of characters or leftovers behind their end.
+/// end, with formats, halves of characters or leftovers behind their end. Any thread, as all functions below.
 std::vector<BYTE> MakeBadRecord(CChoices& choices, const RECORD_DESCRIPTION& record);
 
 /// Changes one field of a record.

@@ -29,7 +29,7 @@ extern std::atomic<int> g_nExitCode;
 
 extern DWORD g_dwSessionId;
 
-// DESKTOP_STATE_*: the last answer of CheckDesktopState. Any thread.
+// DESKTOP_STATE_*: the last answer of CheckDesktopState, or of its sister in a one-shot run. Any thread.
 extern std::atomic<DWORD> g_dwDesktopState;
 
 // The desktop that the main thread started on.
@@ -77,7 +77,8 @@ enum DESKTOP_ANSWER : int
 };
 
 /// The whole life of the process: start-up, then the one-shot run that the command line asks for, or the
-/// normal run. Main thread. Returns the exit code.
+/// normal run. The line is what follows the program's name. Main thread. Returns the exit code, of
+/// AGENT_EXIT_CODE or of the run.
 int RunTrayAgent(HINSTANCE hInstance, const wchar_t* pszCommandLine);
 
 /// 1 if this is the first agent on this desktop, which it then stays to the end of the process; else 0. Main

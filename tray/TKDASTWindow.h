@@ -112,7 +112,8 @@ class CTaskBarWindow
     /// Fills the block that several records embed; its dwType is left zero. Any thread.
     static void GetDesktopUserInformation(MSG_TRAYICON_DESKTOP_USER_INFORMATION* pInfo);
 
-    /// Writes one record to the service in one send. 1 when all bytes were taken. Any thread.
+    /// Writes one record of nBytes to the service in one send. 1 when all bytes were taken, else 0. Any
+    /// thread.
     int SendToService(char* pRecord, unsigned int nBytes);
 
     /// Brings the icon in line with the state: the one entry that the rest of the system uses. Returns the
@@ -145,7 +146,8 @@ class CTaskBarWindow
     /// Brings options and icon up to date and decides whether a connection is told. Main and reader thread.
     void NotifyConnect();
 
-    /// Follows a disconnection: popup, desktop options, icon. Reader thread; waits for the main thread.
+    /// Follows the disconnection in m_Connection: popup, desktop options, icon. Reader thread; waits for the
+    /// main thread.
     void NotifyDisconnect();
 
     /// Shows everyone connected. Reader thread.
@@ -173,9 +175,9 @@ class CTaskBarWindow
     /// clear: a second restore does no harm. Reader and main thread.
     void RetoreDesktopOptions();
 
-    /// Loads the chat module, which then stays, and finds its entries. 1 when all are there; else an ERROR
-    /// line says what is missing, and what was found can be used all the same. Main thread; so are all
-    /// operations on the chat.
+    /// Loads the chat module, which then stays, and finds its entries. 1 when all are there; else 0, an ERROR
+    /// line says what is missing, and what was found can be used all the same. Once it can make a window the
+    /// module isn't looked at again: 1. Main thread; so are all operations on the chat.
     int InitChatWindow();
 
     /// Opens the chat window, or brings the open one to the top.
@@ -185,7 +187,7 @@ class CTaskBarWindow
     /// caller's.
     void ShowChatMessage(const MSG_CHAT_MESSAGE* pMessage);
 
-    /// Without a chat window nothing happens.
+    /// Destroys the chat window; without one nothing happens.
     void CloseChatWindow();
 
     /// Shows a message box that goes away after a time-out, in milliseconds. Such boxes can't be nested:
@@ -194,6 +196,7 @@ class CTaskBarWindow
     int ShowBox(HWND hOwner, const std::wstring& text, const std::wstring& title, UINT uType,
                 DWORD dwTimeoutMs);
 
+    /// Of TRAY_WINDOW_CLASS: one call a message. Main thread.
     static LRESULT CALLBACK WndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 
   private:

@@ -16,8 +16,10 @@ class CChatHistory
     /// dropped for every new one.
     static constexpr size_t MAX_HISTORY = 1U << 20;
 
-    /// The control, which has to be empty; its font tells nLineHeight.
+    /// To the control, which has to be empty and stays the caller's.
     void Attach(HWND hEdit) { m_hEdit = hEdit; }
+
+    /// The height of a line in the control's font, in pixels.
     void SetLineHeight(LONG nLineHeight) { m_nLineHeight = nLineHeight; }
 
     /// Adds a line at the end. What the person reads or has selected stays where it is, unless that is the
@@ -31,6 +33,8 @@ class CChatHistory
 
     /// Whether the last line that is shown can be seen.
     bool IsAtEnd() const;
+
+    /// Shows all lines, those that wait too, and of them the last.
     void ScrollToEnd();
 
   private:

@@ -23,15 +23,16 @@ struct CHAT_LAYOUT
     RECT send;
 };
 
-/// The metrics at a resolution. The button holds its text and looks like a button of the system.
+/// The metrics at a resolution, in dots per inch. The button holds its text and looks like a button of the
+/// system. Any thread.
 CHAT_METRICS ScaleChatMetrics(UINT uDpi, LONG nLineHeight, LONG nLabelWidth, LONG nSendTextWidth);
 
-/// The smallest client area in which everything can be read and used.
+/// The smallest client area in which everything can be read and used. Any thread.
 SIZE SmallestChatClient(const CHAT_METRICS& metrics);
 
-/// The arrangement in a client area; one that is too small is taken for the smallest.
+/// The arrangement in a client area; one that is too small is taken for the smallest. Any thread.
 CHAT_LAYOUT LayOutChat(SIZE client, const CHAT_METRICS& metrics);
 
-/// Where a window of that size comes up: in the lower right of the work area, made smaller where it is too
-/// large.
+/// Where a window of that size comes up: in the lower right of the work area, nGap pixels from its edges,
+/// made smaller where it is too large. Any thread.
 RECT PlaceChatWindow(const RECT& workArea, SIZE window, LONG nGap);

@@ -52,8 +52,8 @@ inline std::wstring ReadChatText(const MSG_CHAT_MESSAGE& message, size_t cchMost
     return ReadChatText(&message + 1, message.dwMessageLength, cchMost);
 }
 
-/// A whole record, head and payload, as it goes over the wire. A name that doesn't fit is cut, as
-/// is a text of more than MAX_CHAT_PAYLOAD.
+/// A whole record, head and payload, as it goes over the wire. A name that doesn't fit is cut, as is a text
+/// of more than MAX_CHAT_PAYLOAD.
 inline std::vector<char> MakeChatRecord(std::wstring_view username, std::wstring_view text)
 {
     const size_t cbText = std::min(text.size(), MAX_CHAT_PAYLOAD) * sizeof(wchar_t);

@@ -8,6 +8,7 @@
 class CModuleContext
 {
   public:
+    /// The module must outlive the object.
     explicit CModuleContext(HMODULE hModule);
     ~CModuleContext();
     CModuleContext(const CModuleContext&) = delete;

@@ -22,7 +22,7 @@ LANGID ModuleLanguageOf(std::wstring_view code);
 /// The language that the agent has chosen. It can change while a module is loaded: ask anew for every window.
 LANGID CurrentModuleLanguage();
 
-/// A text of the module; empty when not even English has it.
+/// A text of the module, whole; empty when not even English has it.
 std::wstring LoadModuleText(HMODULE hModule, UINT uString, LANGID language);
 
 /// A dialog for CreateDialogIndirectParamW and its kin, or null with the last error. The module owns it.
