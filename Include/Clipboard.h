@@ -4,9 +4,10 @@
 #include <windows.h>
 
 #include "Include/Handles.h"
+#include "Include/LastError.h"
 
-/// The clipboard, opened for one scope; test it before use. The last error of a failed opening stays. Main
-/// thread.
+/// The clipboard, opened for one scope; test it before use. Closing it keeps the last error, and that of a
+/// failed opening stays. Main thread.
 class CClipboard
 {
   public:
@@ -15,6 +16,7 @@ class CClipboard
     {
         if (m_bOpen && !m_bLeftOpen)
         {
+            const CKeepLastError keepLastError;
             CloseClipboard();
         }
     }
@@ -31,8 +33,9 @@ class CClipboard
     bool m_bLeftOpen = false;
 };
 
-/// Puts a block of memory on the clipboard, which owns it then. False when the clipboard doesn't take it: the
-/// block is freed. The clipboard must be open and emptied. Main thread.
+/// Puts a block of memory on the clipboard, which owns it then. False, with the last error, when the
+/// clipboard doesn't take it: the block is freed. The clipboard must be open and emptied, and the block
+/// there. Main thread.
 inline bool GiveToClipboard(UINT uFormat, CGlobalBlock hBlock) noexcept
 {
     if (SetClipboardData(uFormat, hBlock.get()) == nullptr)

@@ -7,8 +7,6 @@
 
 namespace
 {
-constexpr DWORD MAX_LANGUAGE = 128; // characters, terminator included
-
 // Resources only: nothing of the module is run, and the current directory isn't searched.
 constexpr DWORD LANGUAGE_MODULE_FLAGS =
     LOAD_LIBRARY_SEARCH_DEFAULT_DIRS | LOAD_LIBRARY_AS_IMAGE_RESOURCE | LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE;

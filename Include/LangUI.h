@@ -13,6 +13,7 @@ constexpr wchar_t SETTINGS_APPLICATION[] = L"Kestrel Desk Assist Service";
 constexpr wchar_t SETTINGS_SECTION[] = L"Settings";
 constexpr wchar_t LANGUAGE_VALUE[] = L"LangUI";
 constexpr wchar_t DEFAULT_LANGUAGE[] = L"en"; // its module lies directly beside the executable
+constexpr DWORD MAX_LANGUAGE = 128;           // characters of a language's code, terminator included
 
 // The system's header would turn the names of the store's operations into others.
 #undef GetProfileInt

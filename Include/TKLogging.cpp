@@ -17,6 +17,30 @@ void PutThreadName(const std::wstring& name)
 {
     log4cxx::MDC::put(c_szThreadNameKey, name);
 }
+
+bool ReadConfiguration(const wchar_t* pszConfigurationPath) noexcept
+{
+    try
+    {
+        return log4cxx::xml::DOMConfigurator::configure(std::wstring(pszConfigurationPath)) ==
+               log4cxx::spi::ConfigurationStatus::Configured;
+    }
+    catch (...)
+    {
+        return false;
+    }
+}
+
+void TurnLoggingOff() noexcept
+{
+    try
+    {
+        log4cxx::Logger::getRootLogger()->setLevel(log4cxx::Level::getOff());
+    }
+    catch (...) // NOLINT(bugprone-empty-catch): a program without a log is still the program
+    {
+    }
+}
 } // namespace
 
 struct TKLogBlock::Record
@@ -89,16 +113,11 @@ const log4cxx::LoggerPtr& TKGetLogger(const char* pszName)
 bool ConfigureLogging(const wchar_t* pszConfigurationPath) noexcept
 {
     const CKeepLastError keepLastError;
-    try
+    if (ReadConfiguration(pszConfigurationPath))
     {
-        if (log4cxx::xml::DOMConfigurator::configure(std::wstring(pszConfigurationPath)) ==
-            log4cxx::spi::ConfigurationStatus::Configured)
-            return true;
-        log4cxx::Logger::getRootLogger()->setLevel(log4cxx::Level::getOff());
+        return true;
     }
-    catch (...) // NOLINT(bugprone-empty-catch): a program without a log is still the program
-    {
-    }
+    TurnLoggingOff();
     return false;
 }
 

@@ -7,7 +7,6 @@
 
 namespace
 {
-constexpr wchar_t LOCAL_HOST[] = L"localhost";
 constexpr wchar_t LOOPBACK_IPV4[] = L"127.0.0.1";
 constexpr wchar_t LOOPBACK_IPV6[] = L"::1";
 
@@ -126,7 +125,7 @@ int CTKSocket::Resolve(const wchar_t* pszHost, const char* pszPort, const addrin
         return 1;
     }
     const DWORD dwError = GetLastError();
-    if (IsUnknownHost(dwError) && lstrcmpiW(pszHost, LOCAL_HOST) == 0)
+    if (IsUnknownHost(dwError) && lstrcmpiW(pszHost, SERVICE_HOST) == 0)
     {
         const wchar_t* pszLoopback = hints.ai_family == AF_INET6 ? LOOPBACK_IPV6 : LOOPBACK_IPV4;
         if (CallResolver(pszLoopback, pszPort, hints, ppResult) == 0)

@@ -7,6 +7,9 @@
 #include <atomic>
 #include <memory>
 
+// Where everybody is that the agent talks to.
+constexpr wchar_t SERVICE_HOST[] = L"localhost";
+
 /*
  * The agent's only way to the network, and it is only ever pointed at "localhost". One object is the
  * long-lived main channel, others live for one UDP exchange. All sockets stay in blocking mode; the options

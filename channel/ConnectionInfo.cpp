@@ -14,7 +14,6 @@ namespace
 {
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("ConnectionInfo");
 
-constexpr wchar_t SERVICE_HOST[] = L"localhost";
 constexpr unsigned int CONNECT_TIMEOUT = 3000; // milliseconds
 constexpr DWORD CONNECT_RETRY_PAUSE = 3000;    // milliseconds
 

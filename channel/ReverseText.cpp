@@ -6,15 +6,9 @@
 
 #include <iterator>
 
-namespace
-{
-// The service's word for a one-time join that has led to its session.
-constexpr std::wstring_view JOINED = L"NOERROR";
-} // namespace
-
 bool HasJoined(const MSG_REVERSE_CONNECTION& record)
 {
-    return record.bOneTime != 0 && FixedText(record.szError) == JOINED;
+    return record.bOneTime != 0 && FixedText(record.szError) == REVERSE_JOINED;
 }
 
 std::wstring ComposeReverseReason(const MSG_REVERSE_CONNECTION& record)

@@ -14,6 +14,9 @@
  * and cut, not refused, where they are longer than there is room. Any thread.
  */
 
+// In szError: a one-time join has led to its session.
+constexpr std::wstring_view REVERSE_JOINED = L"NOERROR";
+
 constexpr size_t MAX_REVERSE_FORMAT = 2048; // characters, terminator included
 constexpr size_t MAX_REVERSE_REASON = 2048; // characters, terminator included
 

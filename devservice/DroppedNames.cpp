@@ -15,11 +15,6 @@ namespace
 constexpr UINT MOST_ENTRIES = 0x10000; // of one section: as many as drops can count
 constexpr wchar_t BYTE_ORDER_MARK = 0xFEFF;
 
-std::wstring SectionOf(DWORD dwClientId)
-{
-    return std::to_wstring(static_cast<int>(dwClientId));
-}
-
 bool CreateUtf16File(const std::wstring& path)
 {
     const CFileHandle hFile(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
@@ -47,7 +42,7 @@ bool PrepareDropDataFile()
 std::vector<std::wstring> ReadDroppedEntries(DWORD dwClientId)
 {
     const std::wstring path = DropDataFile();
-    const std::wstring section = SectionOf(dwClientId);
+    const std::wstring section = DropDataSection(dwClientId);
     const UINT uNext =
         std::min(GetPrivateProfileIntW(section.c_str(), DROP_COUNTER_KEY, 0, path.c_str()), MOST_ENTRIES);
     std::vector<std::wstring> entries;
@@ -64,7 +59,7 @@ std::vector<std::wstring> ReadDroppedEntries(DWORD dwClientId)
 
 void RemoveDroppedEntries(DWORD dwClientId)
 {
-    WritePrivateProfileStringW(SectionOf(dwClientId).c_str(), nullptr, nullptr, DropDataFile().c_str());
+    WritePrivateProfileStringW(DropDataSection(dwClientId).c_str(), nullptr, nullptr, DropDataFile().c_str());
 }
 
 std::optional<std::vector<std::wstring>> ParseDroppedBlock(std::span<const BYTE> block)

@@ -239,12 +239,12 @@ HGLOBAL MakeFileList(const std::vector<std::wstring>& paths)
     DROPFILES head = {};
     head.pFiles = sizeof(head);
     head.fWide = TRUE;
-    const HGLOBAL hList = GlobalAlloc(GMEM_MOVEABLE, sizeof(head) + list.size() * sizeof(wchar_t));
-    BYTE* const pList = hList != nullptr ? static_cast<BYTE*>(GlobalLock(hList)) : nullptr;
+    CGlobalBlock hList(GlobalAlloc(GMEM_MOVEABLE, sizeof(head) + list.size() * sizeof(wchar_t)));
+    BYTE* const pList = hList ? static_cast<BYTE*>(GlobalLock(hList.get())) : nullptr;
     if (pList == nullptr)
         return nullptr;
     memcpy(pList, &head, sizeof(head));
     std::copy(list.begin(), list.end(), reinterpret_cast<wchar_t*>(pList + sizeof(head)));
-    GlobalUnlock(hList);
-    return hList;
+    GlobalUnlock(hList.get());
+    return hList.release();
 }

@@ -2,8 +2,10 @@
 
 #include "Include/BoundedText.h"
 #include "Include/LangUI.h"
+#include "channel/ReverseText.h"
 #include "devservice/RecordText.h"
 #include "devservice/ValueText.h"
+#include "tray/TrayIcon.h"
 #include "tray/TrayMenu.h"
 
 #include <algorithm>
@@ -13,17 +15,6 @@
 
 namespace
 {
-constexpr DWORD USUAL_CONNECTION_TYPE = 1;
-
-// Where the agent looks for its language when the service has reconfigured.
-constexpr wchar_t LANGUAGE_COMPANY[] = L"Tessaran Development";
-constexpr wchar_t LANGUAGE_APPLICATION[] = L"Kestrel Desk Assist Service";
-constexpr wchar_t LANGUAGE_SECTION[] = L"Settings";
-constexpr wchar_t LANGUAGE_ENTRY[] = L"LangUI";
-
-// What tells a one-time agent that it has joined.
-constexpr std::wstring_view JOINED = L"NOERROR";
-
 template <typename Record>
 std::span<const BYTE> BytesOf(const Record& record)
 {
@@ -90,9 +81,9 @@ std::wstring NoSuchViewer(unsigned int uAgent, const std::vector<MSG_TRAYICON_CO
 // The agent takes the language from the user's part of the registry unless its settings are locked.
 bool StoreLanguage(const MSG_TRAYICON_SETTINGS& settings, const std::wstring& language)
 {
-    CProfileReg profile(LANGUAGE_COMPANY, LANGUAGE_APPLICATION);
+    CProfileReg profile(SETTINGS_COMPANY, SETTINGS_APPLICATION);
     profile.SetRootKey(settings.dwExitLock2 == 0 ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE);
-    return profile.WriteProfileString(LANGUAGE_SECTION, LANGUAGE_ENTRY, language.c_str());
+    return profile.WriteProfileString(SETTINGS_SECTION, LANGUAGE_VALUE, language.c_str());
 }
 } // namespace
 
@@ -122,7 +113,7 @@ bool CSessionKeeper::Connect(unsigned int uAgent, const RECORD_EDIT& edit, std::
     std::vector<MSG_TRAYICON_CONNECT>& viewers = m_sessions[uAgent].viewers;
     MSG_TRAYICON_CONNECT viewer = {};
     viewer.dwType = MSG_TYPE_TRAYICON_CONNECT_NOTIFY;
-    viewer.dwConnectionType = USUAL_CONNECTION_TYPE;
+    viewer.dwConnectionType = ORDINARY_CONNECTION_TYPE;
     viewer.dwConnectCount = static_cast<DWORD>(viewers.size()) + 1;
     viewer.dwClientId = ++m_dwLastClientId;
     if (!EditRecord(viewer, edit))
@@ -329,7 +320,7 @@ void CSessionKeeper::EndReverse(unsigned int uAgent)
         MSG_REVERSE_CONNECTION record = {};
         memcpy(&record, bytes.data(), sizeof(record));
         record.bSilent = 1;
-        CopyText(record.szError, record.bOneTime != 0 ? JOINED : std::wstring_view());
+        CopyText(record.szError, record.bOneTime != 0 ? REVERSE_JOINED : std::wstring_view());
         memcpy(bytes.data(), &record, sizeof(record));
         return true;
     };

@@ -16,6 +16,7 @@
 
 #include <iterator>
 #include <string>
+#include <utility>
 
 namespace
 {
@@ -166,12 +167,7 @@ int CopyToClipboard(HWND hWnd)
         return 0;
     }
     CGlobalBlock hText = TakeAboutText(hWnd);
-    if (!hText || SetClipboardData(CF_UNICODETEXT, hText.get()) == nullptr)
-    {
-        return 0;
-    }
-    (void)hText.release(); // the clipboard owns it now
-    return 1;
+    return hText && GiveToClipboard(CF_UNICODETEXT, std::move(hText)) ? 1 : 0;
 }
 
 int GetExeVersion(wchar_t* pszVersion, size_t cchVersion)

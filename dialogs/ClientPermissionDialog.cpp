@@ -26,7 +26,6 @@ namespace
 {
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("ClientPermissionDialog");
 
-constexpr wchar_t SERVICE_HOST[] = L"localhost";
 constexpr unsigned int SOCKET_TIMEOUT = 5000; // milliseconds
 constexpr UINT COUNTDOWN_PERIOD = 1000;       // milliseconds
 constexpr size_t MAX_REQUEST_TEXT = 8000;     // characters, terminator included

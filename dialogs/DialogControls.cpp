@@ -11,6 +11,7 @@
 
 namespace
 {
+constexpr int DECIMAL = 10;
 constexpr int SECRET_FONT_HEIGHT = 14; // logical units
 constexpr UINT_PTR LINK_SUBCLASS = 2;
 constexpr size_t MAX_COMPLAINT = 1024; // characters, terminator included
@@ -78,7 +79,7 @@ void ShowNumber(HWND hDlg, int nControl, DWORD dwNumber)
 
 DWORD ParseNumber(const std::wstring& text)
 {
-    return static_cast<DWORD>(std::wcstol(text.c_str(), nullptr, 10));
+    return static_cast<DWORD>(std::wcstol(text.c_str(), nullptr, DECIMAL));
 }
 
 RECT ControlPlace(HWND hDlg, int nControl)

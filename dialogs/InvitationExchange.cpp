@@ -16,7 +16,6 @@ namespace
 {
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("CreateInvitationDialog");
 
-constexpr wchar_t SERVICE_HOST[] = L"localhost";
 constexpr unsigned int ANSWER_TIMEOUT = 5000; // milliseconds
 constexpr size_t MAX_REFUSAL = 1024;          // characters, terminator included
 constexpr DWORD LARGEST_INVITATION = 65507;   // bytes: no datagram holds more

@@ -7,7 +7,6 @@
 #include "resources/resource.h"
 
 #include <algorithm>
-#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -33,12 +32,6 @@ LONG HeightOf(const RECT& rect)
 void MoveControl(HWND hWnd, int nControl, const RECT& rect)
 {
     MoveWindow(GetDlgItem(hWnd, nControl), rect.left, rect.top, WidthOf(rect), HeightOf(rect), TRUE);
-}
-
-std::wstring ReadControlText(HWND hWnd, int nControl)
-{
-    wchar_t szText[MAX_NOTIFY_TEXT] = {};
-    return {szText, GetDlgItemTextW(hWnd, nControl, szText, static_cast<int>(std::size(szText)))};
 }
 
 bool IsShown(HWND hWnd, int nControl)
@@ -70,8 +63,8 @@ NOTIFY_NEED MeasureNeed(HWND hWnd, HDC hDC, const NOTIFY_LAYOUT& layout, const s
     {
         const CSelectedFont font(
             hDC, reinterpret_cast<HGDIOBJ>(SendDlgItemMessageW(hWnd, IDC_NOTIFY_HEAD, WM_GETFONT, 0, 0)));
-        need.nHeadHeight =
-            MeasureText(hDC, ReadControlText(hWnd, IDC_NOTIFY_HEAD), WidthOf(layout.head), HEAD_FORMAT);
+        need.nHeadHeight = MeasureText(hDC, ReadControl(hWnd, IDC_NOTIFY_HEAD, MAX_NOTIFY_TEXT),
+                                       WidthOf(layout.head), HEAD_FORMAT);
     }
     const CPaintedFont bodyFont(hDC);
     const CSelectedFont font(hDC, bodyFont.get());

@@ -78,11 +78,6 @@ std::wstring ComposeUncEntry(const std::wstring& path)
     return found.lpRemoteName != nullptr ? path + ENTRY_SEPARATOR + found.lpRemoteName : path;
 }
 
-std::wstring SectionOf(const MSG_TRAYICON_SFT_DROP_CLIENT& client)
-{
-    return std::to_wstring(static_cast<int>(client.dwClientId));
-}
-
 // False when none could be written.
 bool WriteEntries(HDROP hDrop, WORD nFiles, const std::wstring& section, const std::wstring& file)
 {
@@ -179,6 +174,11 @@ std::wstring ComposeDroppedEntry(const std::wstring& path)
     return CutToEntry(IsOnNetworkDrive(path) ? ComposeMappedEntry(path) : path);
 }
 
+std::wstring DropDataSection(DWORD dwClientId)
+{
+    return std::to_wstring(static_cast<int>(dwClientId));
+}
+
 std::wstring DropDataFile()
 {
     wchar_t szProgramData[MAX_PATH] = {};
@@ -221,7 +221,7 @@ CGlobalBlock MakeDroppedBlock(const std::vector<std::wstring>& paths, WORD nFile
 bool HandOverByFile(HDROP hDrop, const MSG_TRAYICON_SFT_DROP_CLIENT& client, HWND hWnd)
 {
     const WORD nFiles = CountDroppedFiles(hDrop);
-    const std::wstring section = SectionOf(client);
+    const std::wstring section = DropDataSection(client.dwClientId);
     const std::wstring file = DropDataFile();
     if (!IsUsableCount(nFiles) || !WriteEntries(hDrop, nFiles, section, file))
     {

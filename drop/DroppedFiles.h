@@ -36,6 +36,9 @@ std::wstring ReadDroppedPath(HDROP hDrop, UINT uFile);
 /// connection that leads to it, cut to MAX_DROPPED_TEXT. Asks the network, which may take its time.
 std::wstring ComposeDroppedEntry(const std::wstring& path);
 
+/// The section of the data file that a client's names stand in. Any thread.
+std::wstring DropDataSection(DWORD dwClientId);
+
 /// The path of the data file. Its folder is the service's to make.
 std::wstring DropDataFile();
 

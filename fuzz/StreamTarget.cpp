@@ -294,7 +294,7 @@ bool HandleOnGuardedMemory(CTaskBarWindow& window, CTKSocket& socket)
 void ReadOnGuardedMemory(CTaskBarWindow& window)
 {
     const std::shared_ptr<CTKSocket> pSocket = window.m_pSocket.load();
-    if (pSocket->Connect(L"localhost", DEFAULT_SERVICE_PORT, SOCK_STREAM, AF_UNSPEC) == 0)
+    if (pSocket->Connect(SERVICE_HOST, DEFAULT_SERVICE_PORT, SOCK_STREAM, AF_UNSPEC) == 0)
     {
         return;
     }

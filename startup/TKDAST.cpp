@@ -63,11 +63,9 @@ CDesktop g_hInputDesktop;
 
 void ReadLoggingConfiguration()
 {
+    // Without its folder the bare name would find whatever lies in the current directory.
     wchar_t szPath[MAX_PATH] = {};
-    GetProgramDirectory(szPath, std::size(szPath));
-    const size_t cchDirectory = wcslen(szPath);
-    CopyText(szPath + cchDirectory, std::size(szPath) - cchDirectory, LOGGING_CONFIGURATION);
-    ConfigureLogging(szPath);
+    ConfigureLogging(GetPathBesideProgram(szPath, LOGGING_CONFIGURATION) ? szPath : L"");
 }
 
 void ReadOwnDesktopName()
@@ -83,7 +81,7 @@ void ReadUserName()
 {
     DWORD cchUserName = static_cast<DWORD>(std::size(g_szUserName));
     GetUserNameW(g_szUserName, &cchUserName);
-    SetLastError(0);
+    SetLastError(ERROR_SUCCESS);
 }
 
 // The port of a one-time agent, which comes from the command line alone. 0: there is none.
@@ -287,7 +285,7 @@ int CheckInstance()
     {
         CopyText(szName, std::wstring(szDesktop) + DESKTOP_INSTANCE_NAME);
     }
-    SetLastError(0);
+    SetLastError(ERROR_SUCCESS);
     g_hInstanceMapping.reset(
         CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READONLY, 0, INSTANCE_MAPPING_SIZE, szName));
     return g_hInstanceMapping && GetLastError() != ERROR_ALREADY_EXISTS ? 1 : 0;

@@ -2,6 +2,7 @@
 
 #include "Include/TKLogging.h"
 #include "Include/BoundedText.h"
+#include "Include/LangUI.h"
 #include "Include/UtilDesktop.h"
 #include "Include/UtilFile.h"
 #include "Include/UtilRegistry.h"
@@ -24,7 +25,6 @@ namespace
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("TKDASTWindow");
 
 constexpr int SHELL_WITH_BALLOONS = 5; // major version of Shell32.dll
-constexpr wchar_t DEFAULT_LANGUAGE[] = L"en";
 } // namespace
 
 CTaskBarWindow::CTaskBarWindow(unsigned int uiPort)

@@ -1,12 +1,11 @@
 #include "modules/common/ModuleLanguage.h"
 
+#include "Include/LangUI.h"
+
 #include <iterator>
 
 namespace
 {
-constexpr wchar_t LANGUAGE_VARIABLE[] = L"LangUI";
-constexpr DWORD MAX_LANGUAGE = 128; // characters, terminator included
-
 constexpr UINT STRINGS_PER_BLOCK = 16;
 
 struct MODULE_LANGUAGE
@@ -15,13 +14,7 @@ struct MODULE_LANGUAGE
     LANGID language;
 };
 constexpr MODULE_LANGUAGE MODULE_LANGUAGES[] = {
-    {L"en", MODULE_ENGLISH}, {L"fr", MODULE_FRENCH}, {L"de", MODULE_GERMAN}};
-
-bool IsSameCode(std::wstring_view left, std::wstring_view right)
-{
-    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
-}
+    {DEFAULT_LANGUAGE, MODULE_ENGLISH}, {L"fr", MODULE_FRENCH}, {L"de", MODULE_GERMAN}};
 
 // The bytes of one resource in one language, and nothing in their place.
 std::string_view FindBytes(HMODULE hModule, const wchar_t* pszType, UINT uName, LANGID language)
@@ -58,11 +51,17 @@ std::wstring_view FindText(HMODULE hModule, UINT uString, LANGID language)
 }
 } // namespace
 
+bool IsSameLanguage(std::wstring_view left, std::wstring_view right)
+{
+    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+}
+
 LANGID ModuleLanguageOf(std::wstring_view code)
 {
     for (const MODULE_LANGUAGE& row : MODULE_LANGUAGES)
     {
-        if (IsSameCode(row.code, code))
+        if (IsSameLanguage(row.code, code))
         {
             return row.language;
         }
@@ -73,7 +72,7 @@ LANGID ModuleLanguageOf(std::wstring_view code)
 LANGID CurrentModuleLanguage()
 {
     wchar_t szLanguage[MAX_LANGUAGE] = {};
-    const DWORD cchLanguage = GetEnvironmentVariableW(LANGUAGE_VARIABLE, szLanguage, MAX_LANGUAGE);
+    const DWORD cchLanguage = GetEnvironmentVariableW(LANGUAGE_VALUE, szLanguage, MAX_LANGUAGE);
     return ModuleLanguageOf({szLanguage, cchLanguage < MAX_LANGUAGE ? cchLanguage : 0});
 }
 

@@ -16,6 +16,9 @@ constexpr LANGID MODULE_ENGLISH = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
 constexpr LANGID MODULE_FRENCH = MAKELANGID(LANG_FRENCH, SUBLANG_FRENCH);
 constexpr LANGID MODULE_GERMAN = MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN);
 
+/// Whether two codes name one language: their case doesn't count.
+bool IsSameLanguage(std::wstring_view left, std::wstring_view right);
+
 /// The language of a code ("en", "fr", "de", in any case); English for every other.
 LANGID ModuleLanguageOf(std::wstring_view code);
 

@@ -2,6 +2,7 @@
 
 #include "Include/Placeholders.h"
 #include "channel/TrayMessages.h"
+#include "modules/common/ModuleLanguage.h"
 
 #include <algorithm>
 
@@ -12,16 +13,10 @@ constexpr wchar_t DIGITS[] = L"0123456789";
 constexpr DWORD DECIMAL = 10;
 constexpr int MAX_LANGUAGE_NAME = 128; // characters, terminator included
 
-bool IsSameCode(std::wstring_view left, std::wstring_view right)
-{
-    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
-}
-
 bool IsInstalled(const std::vector<std::wstring>& installed, std::wstring_view code)
 {
     return std::any_of(installed.begin(), installed.end(),
-                       [code](const std::wstring& other) { return IsSameCode(other, code); });
+                       [code](const std::wstring& other) { return IsSameLanguage(other, code); });
 }
 
 // Stops growing as soon as it is too large for a port.
@@ -57,7 +52,7 @@ bool IsChanged(const SETTINGS& shown, const SETTINGS& wanted, SETTING setting)
     case SETTING::TRAY_ICON:
         return shown.trayIcon != wanted.trayIcon;
     case SETTING::LANGUAGE:
-        return !IsSameCode(shown.language, wanted.language);
+        return !IsSameLanguage(shown.language, wanted.language);
     case SETTING::PERMISSION:
         return shown.bPermissionRequired != wanted.bPermissionRequired;
     }
@@ -172,7 +167,7 @@ std::vector<LANGUAGE_CHOICE> ListLanguages(const std::vector<std::wstring>& inst
 size_t FindLanguage(const std::vector<LANGUAGE_CHOICE>& choices, std::wstring_view code)
 {
     size_t nChoice = 1; // behind Windows's own, which might have the same code
-    while (nChoice + 1 < choices.size() && !IsSameCode(choices[nChoice].code, code))
+    while (nChoice + 1 < choices.size() && !IsSameLanguage(choices[nChoice].code, code))
     {
         ++nChoice;
     }

@@ -1,11 +1,11 @@
 #include "tests/e2e/MenuTest.h"
 
+#include "Include/LangUI.h"
+
 #include <string>
 
 namespace
 {
-constexpr wchar_t LANGUAGE_VALUE[] = L"LangUI";
-
 TEST_F(MenuTest, ExitByItsMnemonicTellsTheServiceAndEndsTheAgent)
 {
     ChooseByKeys(L"X");

@@ -3,6 +3,8 @@
 #include "tests/support/SettingsTrace.h"
 
 #include "Include/Handles.h"
+#include "Include/LangUI.h"
+#include "channel/TrayMessages.h"
 #include "devservice/Person.h"
 
 #include <gtest/gtest.h>
@@ -20,9 +22,7 @@ constexpr DWORD EXIT_CODE_NOT_REACHABLE = 0xFFFFFFCE; // -50
 constexpr DWORD EXIT_CODE_LOCKED_WORKSTATION = 1;
 constexpr DWORD EXIT_CODE_SUCCEEDED = 1;
 constexpr DWORD EXIT_CODE_FAILED = 0;
-constexpr unsigned short STANDARD_PORT = 6129;
 constexpr wchar_t PRODUCT_KEY[] = L"SOFTWARE\\Tessaran Development";
-constexpr wchar_t LANGUAGE_VALUE[] = L"LangUI";
 
 /// Puts the test's settings module that lacks the entry in the place of the folder's own.
 void PutSettingsModule(const AgentFolder& folder, const wchar_t* pszMissing)
@@ -252,7 +252,7 @@ TEST_F(OneShotTest, AOneTimeLineWithASwitchForItsPortIsBad)
 
 TEST_F(OneShotTest, ALineThatIsNotWhollyASwitchHasTheStandardPort)
 {
-    LoopbackListener standard(STANDARD_PORT);
+    LoopbackListener standard(DEFAULT_SERVICE_PORT);
     StartAgent(L"-Settings x");
     AcceptAgent(standard);
     ShakeHands();

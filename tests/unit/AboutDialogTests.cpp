@@ -107,6 +107,15 @@ HGLOBAL WINAPI CountFreed(HGLOBAL hBlock)
     return hBlock; // and leaked: the count is what matters
 }
 
+decltype(&CloseClipboard) g_pfnCloseClipboard = nullptr;
+
+BOOL WINAPI CloseWithAnErrorLeft()
+{
+    const BOOL bClosed = g_pfnCloseClipboard();
+    SetLastError(ERROR_INVALID_HANDLE);
+    return bClosed;
+}
+
 class AboutDialogTest : public DialogHarness
 {
   protected:
@@ -260,6 +269,17 @@ TEST_F(AboutDialogTest, AFailedStepOfCopyingIsTold)
             g_nFreedBlocks = 0;
             EXPECT_EQ(CopyToClipboard(hDialog), 0);
             EXPECT_EQ(g_nFreedBlocks, 1) << "what nobody took over";
+        }
+        {
+            const ImportHook hook(
+                "user32.dll", "SetClipboardData", +[](UINT, HANDLE) -> HANDLE {
+                    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+                    return nullptr;
+                });
+            const ImportHook close("user32.dll", "CloseClipboard", &CloseWithAnErrorLeft);
+            g_pfnCloseClipboard = close.Original();
+            EXPECT_EQ(CopyToClipboard(hDialog), 0);
+            EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY)) << "why it failed";
         }
         EXPECT_EQ(CopyToClipboard(hDialog), 1) << "the clipboard was closed each time";
         Close(hDialog);

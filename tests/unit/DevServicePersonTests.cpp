@@ -1,6 +1,8 @@
 #include "devservice/Person.h"
 
 #include "Include/Handles.h"
+#include "devservice/FileDrag.h"
+#include "tests/support/ImportHook.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +11,15 @@ namespace
 bool NoPause(DWORD)
 {
     return false;
+}
+
+int g_nFreedBlocks = 0;
+decltype(&GlobalFree) g_pfnGlobalFree = nullptr;
+
+HGLOBAL WINAPI CountFreed(HGLOBAL hBlock)
+{
+    ++g_nFreedBlocks;
+    return g_pfnGlobalFree(hBlock);
 }
 } // namespace
 
@@ -28,6 +39,17 @@ TEST(DevServicePerson, TheProgramsOwnWindowsAreNotThePersonsBusiness)
     EXPECT_EQ(FindShownWindow(L"title of its own"), nullptr);
     EXPECT_FALSE(WaitForShownWindow(L"title of its own", true, 1000, NoPause));
     EXPECT_TRUE(WaitForShownWindow(L"title of its own", false, 0, NoPause)) << "it is as wanted at once";
+}
+
+TEST(DevServicePerson, AListOfFilesThatCannotBeFilledIsFreed)
+{
+    const ImportHook lock(
+        "kernel32.dll", "GlobalLock", +[](HGLOBAL) -> LPVOID { return nullptr; });
+    const ImportHook freed("kernel32.dll", "GlobalFree", &CountFreed);
+    g_pfnGlobalFree = freed.Original();
+    g_nFreedBlocks = 0;
+    EXPECT_EQ(MakeFileList({L"C:\\a"}), nullptr);
+    EXPECT_EQ(g_nFreedBlocks, 1);
 }
 
 TEST(DevServicePerson, AnIconWithoutAnAgentOpensNoMenu)

@@ -83,6 +83,14 @@ TEST(ModuleDpi, ScalesLengths)
     EXPECT_EQ(ScaleForDpi(10, 192), 20);
 }
 
+TEST(ModuleLanguageCodes, AreTheSameInAnyCaseAndOnlyWhole)
+{
+    EXPECT_TRUE(IsSameLanguage(L"de", L"DE"));
+    EXPECT_TRUE(IsSameLanguage(L"", L""));
+    EXPECT_FALSE(IsSameLanguage(L"de", L"de-AT"));
+    EXPECT_FALSE(IsSameLanguage(L"de", L""));
+}
+
 TEST(ModuleDpi, MakesAFontThatGrowsWithTheResolution)
 {
     LOGFONTW usual = {};

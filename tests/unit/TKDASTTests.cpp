@@ -14,6 +14,8 @@
 
 #include <algorithm>
 #include <deque>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -229,6 +231,25 @@ class StartUpTest : public testing::Test
         "user32.dll", "GetUserObjectInformationW", &FakeGetUserObjectInformation};
 };
 } // namespace
+
+TEST_F(StartUpTest, WithoutItsFolderTheAgentTakesNoLogConfigurationOutOfTheCurrentOne)
+{
+    const std::filesystem::path before = std::filesystem::current_path();
+    const std::filesystem::path folder = std::filesystem::temp_directory_path() / "tkdast-foreign-logging";
+    std::filesystem::create_directory(folder);
+    std::ofstream(folder / "TKDAST.Logging.xml")
+        << "<log4j:configuration xmlns:log4j=\"x\"><root><level value=\"trace\"/></root>"
+           "</log4j:configuration>";
+    std::filesystem::current_path(folder);
+    {
+        const ImportHook program(
+            "kernel32.dll", "GetModuleFileNameW", +[](HMODULE, LPWSTR, DWORD) -> DWORD { return 0; });
+        Run(L"-onetimesession");
+    }
+    EXPECT_FALSE(log4cxx::Logger::getRootLogger()->isErrorEnabled());
+    std::filesystem::current_path(before);
+    std::filesystem::remove_all(folder);
+}
 
 TEST_F(StartUpTest, TheFirstAgentOfADesktopIsTheOnlyOne)
 {

@@ -325,6 +325,12 @@ TEST_F(LogConfiguration, BrokenOneTurnsLoggingOff)
     }
 }
 
+TEST_F(LogConfiguration, AFailureOfTheReadingItselfTurnsLoggingOff)
+{
+    EXPECT_FALSE(ConfigureLogging(nullptr));
+    EXPECT_FALSE(g_pLogger->isErrorEnabled());
+}
+
 TEST_F(LogConfiguration, WellFormedNonsenseDoesNoHarm)
 {
     for (const char* pszText :
