@@ -11,7 +11,9 @@
 inline size_t CopyText(wchar_t* pszTo, size_t cchTo, std::wstring_view text) noexcept
 {
     if (cchTo == 0)
+    {
         return 0;
+    }
     const size_t cchCopied = std::min(text.size(), cchTo - 1);
     std::char_traits<wchar_t>::move(pszTo, text.data(), cchCopied);
     pszTo[cchCopied] = L'\0';

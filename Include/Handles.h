@@ -23,7 +23,9 @@ class CUniqueAny
     CUniqueAny& operator=(CUniqueAny&& other) noexcept
     {
         if (this != &other)
+        {
             reset(other.release());
+        }
         return *this;
     }
     ~CUniqueAny() { reset(); }
@@ -46,7 +48,9 @@ class CUniqueAny
     {
         const Handle hOld = std::exchange(m_h, hOwned);
         if (hOld == Traits::Invalid())
+        {
             return;
+        }
         const CKeepLastError keepLastError;
         Traits::Close(hOld);
     }

@@ -74,7 +74,9 @@ const wchar_t* CProfileReg::GetProfileString(const wchar_t* pszSection, const wc
     std::fill(std::begin(m_szResult), std::end(m_szResult), L'\0');
     DWORD cbResult = MAX_STORED_STRING;
     if (!Read(pszSection, pszEntry, m_szResult, &cbResult))
+    {
         CopyText(m_szResult, pszDefault != nullptr ? pszDefault : L"");
+    }
     return m_szResult;
 }
 
@@ -83,7 +85,9 @@ bool CProfileReg::WriteProfileString(const wchar_t* pszSection, const wchar_t* p
 {
     const CLock lock(m_lock);
     if (pszEntry == nullptr || pszValue == nullptr)
+    {
         return Delete(pszSection, pszEntry);
+    }
     // The system would count a terminator that follows the data in memory. What follows here is none.
     const std::wstring unterminated = std::wstring(pszValue) + L'.';
     return Write(pszSection, pszEntry, REG_SZ, unterminated.data(),
@@ -101,7 +105,9 @@ bool CProfileReg::WriteProfileBinary(const wchar_t* pszSection, const wchar_t* p
 {
     const CLock lock(m_lock);
     if (pData == nullptr)
+    {
         return Delete(pszSection, pszEntry);
+    }
     return Write(pszSection, pszEntry, REG_BINARY, pData, cbData);
 }
 
@@ -149,7 +155,9 @@ bool CProfileReg::Write(const wchar_t* pszSection, const wchar_t* pszEntry, DWOR
 bool CProfileReg::BuildPath(wchar_t (&szPath)[MAX_PROFILE_TEXT], const wchar_t* pszSection) const
 {
     if (pszSection == nullptr)
+    {
         return false;
+    }
     CopyText(szPath, ApplicationPath(m_szCompany, m_szApplication) + L'\\' + pszSection);
     return true;
 }
@@ -158,11 +166,15 @@ LSTATUS CProfileReg::DeleteEntry(const wchar_t* pszSection, const wchar_t* pszEn
 {
     wchar_t szPath[MAX_PROFILE_TEXT];
     if (!BuildPath(szPath, pszSection))
+    {
         return ERROR_INVALID_PARAMETER;
+    }
     CRegKey hKey;
     if (const LSTATUS nResult = RegOpenKeyExW(m_hRootKey, szPath, 0, KEY_ALL_ACCESS, hKey.put());
         nResult != ERROR_SUCCESS)
+    {
         return nResult;
+    }
     const LSTATUS nResult = RegDeleteKeyW(hKey.get(), pszEntry);
     return nResult == ERROR_FILE_NOT_FOUND ? RegDeleteValueW(hKey.get(), pszEntry) : nResult;
 }
@@ -175,14 +187,18 @@ LSTATUS CProfileReg::DeleteSection()
     CRegKey hKey;
     if (const LSTATUS nResult = RegOpenKeyExW(m_hRootKey, szPath, 0, KEY_ALL_ACCESS, hKey.put());
         nResult != ERROR_SUCCESS)
+    {
         return nResult;
+    }
     return DeleteKeyTree(hKey.get(), nullptr);
 }
 
 LSTATUS DeleteKeyTree(HKEY hParent, const wchar_t* pszName)
 {
     if (pszName == nullptr || pszName[0] == L'\0')
+    {
         return ERROR_BADKEY;
+    }
     CRegKey hKey;
     LSTATUS nResult = RegOpenKeyExW(hParent, pszName, 0, DELETE_TREE_ACCESS, hKey.put());
     while (nResult == ERROR_SUCCESS)
@@ -191,9 +207,13 @@ LSTATUS DeleteKeyTree(HKEY hParent, const wchar_t* pszName)
         DWORD cchSubkey = MAX_SUBKEY_NAME;
         nResult = RegEnumKeyExW(hKey.get(), 0, szSubkey, &cchSubkey, nullptr, nullptr, nullptr, nullptr);
         if (nResult == ERROR_NO_MORE_ITEMS)
+        {
             return RegDeleteKeyW(hParent, pszName);
+        }
         if (nResult == ERROR_SUCCESS)
+        {
             nResult = DeleteKeyTree(hKey.get(), szSubkey);
+        }
     }
     return nResult;
 }
@@ -206,7 +226,9 @@ std::wstring TKRegistrySettingsStorage::GetLanguage()
 bool TKRegistrySettingsStorage::SetLanguage(const std::wstring& language)
 {
     if (language.empty())
+    {
         return false;
+    }
     m_language = language;
     return true;
 }
@@ -223,7 +245,9 @@ TKCProfileRegStorage::TKCProfileRegStorage(IProfileReg* pProfile, const std::wst
 {
     Initialize(name, language);
     if (m_pProfile != nullptr)
+    {
         m_language = m_pProfile->GetProfileString(SETTINGS_SECTION, m_name.c_str(), m_language.c_str());
+    }
     SetEnvironmentVariableW(m_name.c_str(), m_language.c_str());
 }
 
@@ -231,7 +255,9 @@ bool TKCProfileRegStorage::SetLanguage(const std::wstring& language)
 {
     if (language.empty() || m_pProfile == nullptr ||
         !m_pProfile->WriteProfileString(SETTINGS_SECTION, m_name.c_str(), language.c_str()))
+    {
         return false;
+    }
     m_language = language;
     SetEnvironmentVariableW(m_name.c_str(), m_language.c_str());
     return true;
@@ -247,9 +273,13 @@ HMODULE LoadLanguageModule(const wchar_t* pszFile)
     const std::wstring language = LanguageOfEnvironment();
     std::wstring path = pszFile;
     if (!language.empty() && language != DEFAULT_LANGUAGE)
+    {
         path = L"Localization\\" + language + L'\\' + pszFile;
+    }
     CModule hModule(LoadLibraryExW(path.c_str(), nullptr, LANGUAGE_MODULE_FLAGS));
     if (!hModule)
+    {
         hModule.reset(LoadLibraryExW(pszFile, nullptr, LANGUAGE_MODULE_FLAGS));
+    }
     return hModule.release();
 }

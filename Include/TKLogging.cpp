@@ -51,9 +51,13 @@ struct TKLogBlock::Record
     void Write(const char* pszWhat) const noexcept
     {
         if (const std::wstring* const pWide = std::get_if<std::wstring>(&label))
+        {
             WriteLabel(*pWide, pszWhat);
+        }
         else if (const std::string* const pNarrow = std::get_if<std::string>(&label))
+        {
             WriteLabel(*pNarrow, pszWhat);
+        }
     }
 
     template <typename Text>

@@ -59,15 +59,17 @@ void TKLogMessage(const log4cxx::LoggerPtr& pLogger, const log4cxx::LevelPtr& pL
     do                                                                                                       \
     {                                                                                                        \
         if (log4cxx::Logger::is##LevelName##EnabledFor(logger))                                              \
+        {                                                                                                    \
             TKLogMessage(logger, log4cxx::Level::get##LevelName(), TK_LOG_LOCATION_OF(__func__),             \
                          [&](log4cxx::helpers::MessageBuffer& tkLogBuffer) {                                 \
                              return tkLogBuffer.extract_str(tkLogBuffer << __VA_ARGS__);                     \
                          });                                                                                 \
+        }                                                                                                    \
     } while (false)
 
 /// Writes the streamed expression when the level is on; the expression isn't evaluated otherwise. It must
 /// begin with a text, narrow or wide, which decides the kind of all texts in it: TK_LOG_INFO(g_pLogger, L"x="
-/// << x); Any thread; the last error stays.
+/// << x). Any thread; the last error stays.
 #define TK_LOG_TRACE(logger, ...) TK_LOG_AT_LEVEL(Trace, logger, __VA_ARGS__)
 #define TK_LOG_DEBUG(logger, ...) TK_LOG_AT_LEVEL(Debug, logger, __VA_ARGS__)
 #define TK_LOG_INFO(logger, ...) TK_LOG_AT_LEVEL(Info, logger, __VA_ARGS__)
@@ -91,7 +93,9 @@ class TKLogBlock
     ~TKLogBlock()
     {
         if (m_pRecord != nullptr)
+        {
             Exit(m_pRecord);
+        }
     }
     TKLogBlock(const TKLogBlock&) = delete;
     TKLogBlock& operator=(const TKLogBlock&) = delete;

@@ -37,7 +37,9 @@ HANDLE GetEventSource()
 {
     static std::atomic<HANDLE> s_hEventSource{nullptr};
     if (s_hEventSource == nullptr)
+    {
         s_hEventSource = RegisterEventSourceW(nullptr, SERVICE_NAME);
+    }
     return s_hEventSource;
 }
 
@@ -62,7 +64,9 @@ HMODULE GetNetworkMessages()
 {
     static std::atomic<HMODULE> s_hNetworkMessages{nullptr};
     if (s_hNetworkMessages == nullptr)
+    {
         s_hNetworkMessages = LoadNetworkMessages();
+    }
     return s_hNetworkMessages;
 }
 
@@ -77,7 +81,9 @@ CLocalText LookUpSystemMessage(DWORD dwCode, HMODULE hNetworkMessages)
     DWORD dwFlags =
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
     if (hNetworkMessages != nullptr)
+    {
         dwFlags |= FORMAT_MESSAGE_FROM_HMODULE;
+    }
     CLocalText pszMessage;
     // With ALLOCATE_BUFFER the function takes the address of a pointer in the place of the buffer.
     FormatMessageW(dwFlags, hNetworkMessages, dwCode, LANGUAGE_OF_USER,
@@ -108,7 +114,9 @@ void LogErrorMsg(const wchar_t* pszText, DWORD dwErr)
     TK_LOG_ERROR(g_pLogger, L"LogErrorMsg dwErr=" << dwErr << L": " << text);
     DWORD dwCode = dwErr != 0 ? dwErr : GetLastError();
     if (dwCode == ERROR_IO_PENDING)
+    {
         dwCode = ERROR_SUCCESS;
+    }
     wchar_t szEvent[MAX_ERROR_EVENT_TEXT] = {};
     CopyText(szEvent, (EventHead() + SystemErrorLine(dwCode)).append(text));
     ReportToEventLog(dwCode != ERROR_SUCCESS ? EVENTLOG_ERROR_TYPE : EVENTLOG_INFORMATION_TYPE,
@@ -128,11 +136,15 @@ void ReportToEventLog(WORD wType, DWORD dwEventId, const wchar_t* psz1, const wc
 {
     const HANDLE hEventSource = GetEventSource();
     if (hEventSource == nullptr)
+    {
         return;
+    }
     const wchar_t* apszStrings[] = {psz1, psz2, psz3};
     WORD nStrings = 0;
     while (nStrings < std::size(apszStrings) && apszStrings[nStrings] != nullptr)
+    {
         ++nStrings;
+    }
     ReportEventW(hEventSource, wType, AGENT_EVENT_CATEGORY, dwEventId, nullptr, nStrings, 0, apszStrings,
                  nullptr);
 }
@@ -156,7 +168,9 @@ std::wstring ComposeErrorText(DWORD dwCode)
         LookUpSystemMessage(dwCode, IsNetworkCode(dwCode) ? GetNetworkMessages() : nullptr);
     std::wstring text = L"Error: " + std::to_wstring(static_cast<int>(dwCode));
     if (!pszMessage)
+    {
         return text;
+    }
     text.append(L" - ").append(pszMessage.get());
     std::replace_if(
         text.begin(), text.end(), [](wchar_t ch) { return ch == L'\r' || ch == L'\n'; }, L' ');

@@ -18,7 +18,9 @@ DWORD ReadServiceSetting(const wchar_t* pszValue, DWORD dwDefault)
     CRegKey hKey;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, SERVICE_SETTINGS_KEY, 0, KEY_QUERY_VALUE, hKey.put()) !=
         ERROR_SUCCESS)
+    {
         return dwDefault;
+    }
     DWORD dwValue = 0;
     DWORD cbValue = sizeof(dwValue);
     const LSTATUS nResult =
@@ -48,7 +50,9 @@ bool CanWriteMachineSettings()
     CRegKey hKey;
     if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, MACHINE_KEY, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
                         nullptr, hKey.put(), nullptr) != ERROR_SUCCESS)
+    {
         return false;
+    }
     constexpr DWORD dwProbe = 1;
     return RegSetValueExW(hKey.get(), WRITE_PROBE_VALUE, 0, REG_DWORD,
                           reinterpret_cast<const BYTE*>(&dwProbe), sizeof(dwProbe)) == ERROR_SUCCESS &&

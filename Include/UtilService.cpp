@@ -29,7 +29,9 @@ CServiceHandle OpenServiceManager(const wchar_t* pszFailureText)
 {
     CServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
     if (!hManager)
+    {
         ReportServiceFailure(pszFailureText);
+    }
     return hManager;
 }
 
@@ -43,7 +45,9 @@ CServiceHandle OpenLocalService(SC_HANDLE hManager, const std::array<DWORD, N>& 
     {
         hService.reset(OpenServiceW(hManager, SERVICE_NAME, dwAccess));
         if (hService || GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST)
+        {
             break;
+        }
     }
     return hService;
 }
@@ -54,7 +58,9 @@ bool CanOpenLocalService(SC_HANDLE hManager)
                                                SERVICE_QUERY_STATUS, SERVICE_START};
     const CServiceHandle hService = OpenLocalService(hManager, accesses);
     if (!hService && GetLastError() != ERROR_SERVICE_DOES_NOT_EXIST)
+    {
         ReportServiceFailure(L"Unable to query service (OpenService).");
+    }
     return static_cast<bool>(hService);
 }
 
@@ -63,10 +69,14 @@ void TryToStartLocalService()
 {
     const CServiceHandle hManager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
     if (!hManager)
+    {
         return;
+    }
     const CServiceHandle hService(OpenServiceW(hManager.get(), SERVICE_NAME, SERVICE_START));
     if (hService)
+    {
         StartServiceW(hService.get(), 0, nullptr);
+    }
 }
 } // namespace
 
@@ -89,7 +99,9 @@ bool IsServiceRunning()
     const CServiceHandle hManager =
         OpenServiceManager(L"Unable to connect to Service Control Manager (OpenSCManager) (1).");
     if (!hManager)
+    {
         return false;
+    }
     constexpr std::array<DWORD, 2> accesses = {SERVICE_QUERY_STATUS, SERVICE_QUERY_STATUS};
     const CServiceHandle hService = OpenLocalService(hManager.get(), accesses);
     if (!hService && GetLastError() != ERROR_SERVICE_DOES_NOT_EXIST)
@@ -104,7 +116,9 @@ bool IsServiceRunning()
         return false;
     }
     if (GetLastError() == ERROR_IO_PENDING)
+    {
         SetLastError(ERROR_SUCCESS);
+    }
     const bool bRunning = status.dwCurrentState == SERVICE_RUNNING;
     TK_LOG_INFO(g_pLogger, L"IsServiceRunning = " << bRunning);
     return bRunning;

@@ -27,15 +27,21 @@ bool GetRtlVersion(OSVERSIONINFOEXW* pVersion)
 {
     const HMODULE hModule = GetModuleHandleW(L"ntdll.dll");
     if (hModule == nullptr)
+    {
         return false;
+    }
     const auto pfnRtlGetVersion = FindModuleEntry<RtlGetVersionFunction>(hModule, "RtlGetVersion");
     if (pfnRtlGetVersion == nullptr)
+    {
         return false;
+    }
     for (const DWORD cbVersion : {static_cast<DWORD>(sizeof(*pVersion)), SHORT_VERSION_SIZE})
     {
         pVersion->dwOSVersionInfoSize = cbVersion;
         if (pfnRtlGetVersion(pVersion) == STATUS_OF_SUCCESS)
+        {
             return true;
+        }
     }
     return false;
 }
@@ -45,11 +51,17 @@ bool IsWindowsVersionEqualOrGreater(unsigned short major, unsigned short minor, 
     const TKLogBlock block(L"IsWindowsVersionEqualOrGreater", g_pLogger);
     OSVERSIONINFOEXW version = {};
     if (!GetRtlVersion(&version))
+    {
         return false;
+    }
     if (version.dwMajorVersion != major)
+    {
         return version.dwMajorVersion > major;
+    }
     if (version.dwMinorVersion != minor)
+    {
         return version.dwMinorVersion > minor;
+    }
     return version.wServicePackMajor >= servicePack;
 }
 
@@ -64,10 +76,14 @@ std::vector<std::byte> ReadVersionBlock(const wchar_t* pszPath)
     DWORD dwUnused = 0;
     const DWORD cbBlock = GetFileVersionInfoSizeW(pszPath, &dwUnused);
     if (cbBlock == 0)
+    {
         return {};
+    }
     std::vector<std::byte> block(cbBlock + VERSION_BLOCK_SLACK);
     if (!GetFileVersionInfoW(pszPath, 0, cbBlock, block.data()))
+    {
         return {};
+    }
     return block;
 }
 
@@ -78,7 +94,9 @@ std::wstring ReadVersionText(const std::vector<std::byte>& block, const wchar_t*
     if (block.empty() ||
         !VerQueryValueW(block.data(), L"\\VarFileInfo\\Translation", &pTranslation, &cbTranslation) ||
         cbTranslation < 2 * sizeof(WORD))
+    {
         return {};
+    }
     WORD awTranslation[2] = {}; // language, code page
     std::memcpy(awTranslation, pTranslation, sizeof(awTranslation));
     wchar_t szPath[MAX_VERSION_PATH] = {};
@@ -86,7 +104,9 @@ std::wstring ReadVersionText(const std::vector<std::byte>& block, const wchar_t*
     void* pText = nullptr;
     UINT cchText = 0;
     if (!VerQueryValueW(block.data(), (std::wstring(szPath) + pszName).c_str(), &pText, &cchText))
+    {
         return {};
+    }
     return std::wstring(FixedText(static_cast<const wchar_t*>(pText), cchText));
 }
 
@@ -97,7 +117,9 @@ int GetFileMajorVersion(const wchar_t* pszPath)
     UINT cbInfo = 0;
     if (block.empty() || !VerQueryValueW(block.data(), L"\\", &pInfo, &cbInfo) ||
         cbInfo < sizeof(VS_FIXEDFILEINFO))
+    {
         return 0;
+    }
     return static_cast<short>(HIWORD(static_cast<const VS_FIXEDFILEINFO*>(pInfo)->dwFileVersionMS));
 }
 
@@ -106,6 +128,8 @@ bool IsUserAdmin()
     const CSystemModule shell(L"shell32.dll");
     auto pfnIsUserAnAdmin = shell.Find<IsUserAnAdminFunction>("IsUserAnAdmin");
     if (pfnIsUserAnAdmin == nullptr)
+    {
         pfnIsUserAnAdmin = shell.Find<IsUserAnAdminFunction>(MAKEINTRESOURCEA(IS_USER_AN_ADMIN_ORDINAL));
+    }
     return pfnIsUserAnAdmin == nullptr || pfnIsUserAnAdmin();
 }

@@ -97,7 +97,9 @@ bool GetActiveConsoleID(unsigned long* pdwId)
         const DWORD dwConsoleId = getConsoleId();
         bResult = dwConsoleId < NO_SESSION;
         if (bResult)
+        {
             *pdwId = dwConsoleId;
+        }
     }
     SetLastError(ERROR_SUCCESS);
     return bResult;
@@ -120,10 +122,14 @@ bool GetActiveSessionID(unsigned long* pdwId)
         {
             bResult = pSessions[nSession].State == WTSActive;
             if (bResult)
+            {
                 *pdwId = pSessions[nSession].SessionId;
+            }
         }
         if (pfnFree != nullptr)
+        {
             pfnFree(pSessions);
+        }
     }
     SetLastError(ERROR_SUCCESS);
     return bResult;
@@ -136,7 +142,9 @@ DWORD GetSessionID()
     DWORD dwSessionId = 0;
     const CSystemCall<ProcessToSessionFunction> processToSession(KERNEL_MODULE, "ProcessIdToSessionId");
     if (!processToSession || !processToSession(GetCurrentProcessId(), &dwSessionId))
+    {
         return 0;
+    }
     return dwSessionId;
 }
 
@@ -151,7 +159,9 @@ bool IsSessionActive()
     DWORD cbAnswer = 0;
     if (pfnQuery == nullptr || pfnFree == nullptr ||
         !pfnQuery(WTS_CURRENT_SERVER_HANDLE, g_dwSessionId, WTSConnectState, &pAnswer, &cbAnswer))
+    {
         return IsOnConsole(g_dwSessionId);
+    }
     const bool bActive = IsActiveState(pAnswer, cbAnswer);
     pfnFree(pAnswer);
     return bActive;
@@ -190,7 +200,9 @@ bool IsSessionLockedWindows10()
     wchar_t* pAnswer = nullptr;
     DWORD cbAnswer = 0;
     if (!pfnQuery(WTS_CURRENT_SERVER_HANDLE, WTS_CURRENT_SESSION, TK_WTSSessionInfoEx, &pAnswer, &cbAnswer))
+    {
         return false;
+    }
     if (cbAnswer != 0 && cbAnswer < sizeof(TK_WTSINFOEXW))
     {
         // An answer of an unknown shape isn't handed back: whoever made it may not know how it was allocated.
@@ -216,11 +228,15 @@ bool RegisterSessionNotification(HWND hWnd)
     SilenceSystemBoxes();
     const CModule hModule = LoadNotificationModule(MAX_PATH);
     if (!hModule)
+    {
         return false;
+    }
     const auto pfnRegister =
         FindModuleEntry<RegisterNotificationFunction>(hModule.get(), "WTSRegisterSessionNotification");
     if (pfnRegister == nullptr || !pfnRegister(hWnd, NOTIFY_FOR_THIS_SESSION))
+    {
         return false;
+    }
     SetLastError(ERROR_SUCCESS);
     return true;
 }
@@ -231,10 +247,14 @@ void UnRegisterSessionNotification(HWND hWnd)
     SilenceSystemBoxes();
     const CModule hModule = LoadNotificationModule(STATED_SYSTEM_DIRECTORY);
     if (!hModule)
+    {
         return;
+    }
     const auto pfnUnRegister =
         FindModuleEntry<UnRegisterNotificationFunction>(hModule.get(), "WTSUnRegisterSessionNotification");
     if (pfnUnRegister != nullptr)
+    {
         pfnUnRegister(hWnd);
+    }
     SetLastError(ERROR_SUCCESS);
 }

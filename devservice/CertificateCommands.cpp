@@ -12,7 +12,9 @@ constexpr std::wstring_view FILE_OPTION = L"file";
 std::vector<BYTE> CandidateOf(const SCRIPT_WORD& word)
 {
     if (!IsOption(word, FILE_OPTION))
+    {
         return MakeCertificate(word.text);
+    }
     const std::string bytes = ReadWholeFile(std::wstring(word.Value())).value_or(std::string());
     return {bytes.begin(), bytes.end()};
 }
@@ -26,7 +28,9 @@ bool CScriptRunner::Certificate(WORDS words)
         return true;
     }
     if (words.size() != 2 || !IsWord(words, 0, L"candidate"))
+    {
         return Fail(L"use: certificate candidate NAME | candidate file=PATH | forget");
+    }
     const std::vector<BYTE> candidate = CandidateOf(words[1]);
     return (!candidate.empty() && m_certificates.Lay(candidate)) ||
            Fail(SystemErrorText(L"no candidate " + words[1].text, GetLastError()));

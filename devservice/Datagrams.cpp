@@ -33,9 +33,13 @@ void TakeDatagrams(SOCKET hSocket,
                      reinterpret_cast<sockaddr*>(&from.address), &from.cbAddress);
         // An asker that has gone already shows as a reset; the next datagram is still good.
         if (cb == SOCKET_ERROR && WSAGetLastError() == WSAECONNRESET)
+        {
             continue;
+        }
         if (cb == SOCKET_ERROR)
+        {
             return;
+        }
         take(from, std::span<const BYTE>(buffer.data(), static_cast<size_t>(cb)));
     }
 }

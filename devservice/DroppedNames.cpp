@@ -52,7 +52,9 @@ std::vector<std::wstring> ReadDroppedEntries(DWORD dwClientId)
         GetPrivateProfileStringW(section.c_str(), std::to_wstring(uEntry).c_str(), L"", szEntry,
                                  static_cast<DWORD>(std::size(szEntry)), path.c_str());
         if (szEntry[0] != L'\0')
+        {
             entries.emplace_back(szEntry);
+        }
     }
     return entries;
 }
@@ -66,10 +68,14 @@ std::optional<std::vector<std::wstring>> ParseDroppedBlock(std::span<const BYTE>
 {
     DROPFILES head = {};
     if (block.size() < sizeof(head))
+    {
         return std::nullopt;
+    }
     memcpy(&head, block.data(), sizeof(head));
     if (head.pFiles < sizeof(head) || head.pFiles > block.size())
+    {
         return std::nullopt;
+    }
     const std::span<const BYTE> bytes = block.subspan(head.pFiles);
     std::wstring list(bytes.size() / sizeof(wchar_t), L'\0');
     memcpy(list.data(), bytes.data(), list.size() * sizeof(wchar_t));
@@ -78,9 +84,13 @@ std::optional<std::vector<std::wstring>> ParseDroppedBlock(std::span<const BYTE>
     {
         const size_t nEnd = list.find(L'\0', nAt);
         if (nEnd == std::wstring::npos)
+        {
             return std::nullopt;
+        }
         if (nEnd == nAt)
+        {
             return paths;
+        }
         paths.push_back(list.substr(nAt, nEnd - nAt));
         nAt = nEnd + 1;
     }
@@ -94,7 +104,9 @@ std::vector<std::wstring> ReadDroppedClipboard()
         clipboard ? GetClipboardData(RegisterClipboardFormatW(DROP_CLIPBOARD_FORMAT)) : nullptr;
     const BYTE* const pBlock = hBlock != nullptr ? static_cast<const BYTE*>(GlobalLock(hBlock)) : nullptr;
     if (pBlock == nullptr)
+    {
         return {};
+    }
     const auto paths = ParseDroppedBlock({pBlock, GlobalSize(hBlock)});
     GlobalUnlock(hBlock);
     return paths.value_or(std::vector<std::wstring>());

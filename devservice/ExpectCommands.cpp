@@ -15,18 +15,24 @@ constexpr size_t SHOWN_PENDING = 5;
 std::wstring DescribeArrived(const AGENT_RECORD& record)
 {
     if (record.pMessage != nullptr)
+    {
         return FormatMessage(*record.pMessage, record.bytes);
+    }
     return std::to_wstring(record.bytes.size()) + L" raw bytes";
 }
 
 std::wstring DescribePending(const std::vector<AGENT_RECORD>& pending)
 {
     if (pending.empty())
+    {
         return L"nothing came";
+    }
     std::wstring text = L"what came instead:";
     const size_t nFirst = pending.size() > SHOWN_PENDING ? pending.size() - SHOWN_PENDING : 0;
     for (size_t n = nFirst; n < pending.size(); ++n)
+    {
         text += L"\n    " + DescribeArrived(pending[n]);
+    }
     return text;
 }
 
@@ -59,7 +65,9 @@ struct CScriptRunner::EXPECTATION
     bool IsMetBy(const AGENT_RECORD& record) const
     {
         if (pMessage == nullptr)
+        {
             return true;
+        }
         return record.pMessage == pMessage &&
                std::all_of(fields.begin(), fields.end(), [&record](const SCRIPT_WORD& word) {
                    return IsOption(word, WITHIN_OPTION) || FieldHolds(record, word);
@@ -74,7 +82,9 @@ bool CScriptRunner::Echo(WORDS words)
     std::vector<unsigned int> agents;
     if (!ReadMilliseconds(words, expectation.dwMilliseconds) || !Targets(agents) ||
         !SendToTargets(MakeRecord(*expectation.pMessage)))
+    {
         return false;
+    }
     return std::all_of(agents.begin(), agents.end(),
                        [&](unsigned int uAgent) { return ExpectRecord(uAgent, expectation); });
 }
@@ -82,15 +92,23 @@ bool CScriptRunner::Echo(WORDS words)
 bool CScriptRunner::ReadExpectation(WORDS words, EXPECTATION& expectation)
 {
     if (!ReadMilliseconds(words, expectation.dwMilliseconds))
+    {
         return false;
+    }
     if (words.empty() || words[0].IsAssignment())
+    {
         return true;
+    }
     const std::wstring& name = words[0].text;
     expectation.pMessage = FindMessageByName(name, MESSAGE_FROM_AGENT);
     if (expectation.pMessage == nullptr)
+    {
         return Fail(L"unknown message " + QuotedText(name, name.size()));
+    }
     if ((expectation.pMessage->direction & MESSAGE_FROM_AGENT) == 0)
+    {
         return Fail(std::wstring(expectation.pMessage->pszName) + L" never comes from an agent");
+    }
     expectation.fields = words.subspan(1);
     return CheckFields(expectation);
 }
@@ -102,10 +120,14 @@ bool CScriptRunner::CheckFields(const EXPECTATION& expectation)
     const std::vector<BYTE> zero(record.uSize);
     return std::all_of(expectation.fields.begin(), expectation.fields.end(), [&](const SCRIPT_WORD& word) {
         if (!word.IsAssignment())
+        {
             return Fail(L"not a field=value: " + QuotedText(word.text, word.text.size()));
+        }
         bool bEqual = false;
         if (word.Name() == PAYLOAD_FIELD)
+        {
             return ParsePayload(word.Value()).has_value() || Fail(L"payload=hex: takes hexadecimal bytes");
+        }
         return IsOption(word, WITHIN_OPTION) ||
                CompareRecordField(record, zero, word.Name(), word.Value(), bEqual, m_error);
     });
@@ -117,21 +139,31 @@ bool CScriptRunner::Expect(WORDS words)
     bool (CScriptRunner::*pfnExpect)(unsigned int, const EXPECTATION&) = &CScriptRunner::ExpectRecord;
     size_t nFirst = 1;
     if (IsWord(words, 0, L"next"))
+    {
         expectation.bNext = true;
+    }
     else if (IsWord(words, 0, L"closed"))
+    {
         pfnExpect = &CScriptRunner::ExpectClosed;
+    }
     else if (IsWord(words, 0, L"nothing"))
     {
         pfnExpect = &CScriptRunner::ExpectNothing;
         expectation.dwMilliseconds = NOTHING_TIMEOUT_MS;
     }
     else
+    {
         nFirst = 0;
+    }
     std::vector<unsigned int> agents;
     if (!ReadExpectation(words.subspan(nFirst), expectation) || !Targets(agents))
+    {
         return false;
+    }
     if (pfnExpect == &CScriptRunner::ExpectRecord && expectation.pMessage == nullptr)
+    {
         return Fail(L"expect needs the name of a message");
+    }
     return std::all_of(agents.begin(), agents.end(),
                        [&](unsigned int uAgent) { return (this->*pfnExpect)(uAgent, expectation); });
 }
@@ -148,12 +180,18 @@ bool CScriptRunner::ExpectRecord(unsigned int uAgent, const EXPECTATION& expecta
     const std::wstring wanted =
         L"agent " + std::to_wstring(uAgent) + L" was to send " + expectation.pMessage->pszName;
     if (result == WAIT_RESULT::Interrupted)
+    {
         return Fail(L"interrupted");
+    }
     if (result == WAIT_RESULT::AgentGone)
+    {
         return Fail(wanted + L", but is gone; " + DescribePending(m_service.GetPending(uAgent)));
+    }
     if (result == WAIT_RESULT::TimedOut)
+    {
         return Fail(wanted + L" within " + std::to_wstring(expectation.dwMilliseconds) + L" ms; " +
                     DescribePending(m_service.GetPending(uAgent)));
+    }
     return expectation.IsMetBy(record) || Fail(wanted + L" next; " + DescribePending({record}));
 }
 
@@ -178,9 +216,13 @@ bool CScriptRunner::Close(WORDS)
 {
     std::vector<unsigned int> agents;
     if (!Targets(agents))
+    {
         return false;
+    }
     for (const unsigned int uAgent : agents)
+    {
         m_service.CloseAgent(uAgent);
+    }
     return std::all_of(agents.begin(), agents.end(),
                        [this](unsigned int uAgent) { return ExpectClosed(uAgent, EXPECTATION()); });
 }

@@ -51,11 +51,17 @@ class CDraggedFiles final : public IDataObject, public IDropSource
     {
         *ppvObject = nullptr;
         if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDataObject))
+        {
             *ppvObject = static_cast<IDataObject*>(this);
+        }
         else if (IsEqualIID(iid, IID_IDropSource))
+        {
             *ppvObject = static_cast<IDropSource*>(this);
+        }
         else
+        {
             return E_NOINTERFACE;
+        }
         AddRef();
         return S_OK;
     }
@@ -64,14 +70,18 @@ class CDraggedFiles final : public IDataObject, public IDropSource
     {
         const ULONG uLeft = --m_uReferences;
         if (uLeft == 0)
+        {
             delete this;
+        }
         return uLeft;
     }
 
     HRESULT STDMETHODCALLTYPE GetData(FORMATETC* pFormat, STGMEDIUM* pMedium) override
     {
         if (!IsFileFormat(*pFormat))
+        {
             return DV_E_FORMATETC;
+        }
         *pMedium = {};
         pMedium->tymed = TYMED_HGLOBAL;
         pMedium->hGlobal = MakeFileList(m_paths);
@@ -103,13 +113,17 @@ class CDraggedFiles final : public IDataObject, public IDropSource
     HRESULT STDMETHODCALLTYPE QueryContinueDrag(BOOL bEscape, DWORD) override
     {
         if (bEscape || GetTickCount64() > m_qwDeadline)
+        {
             return DRAGDROP_S_CANCEL;
+        }
         return m_bHeld ? S_OK : DRAGDROP_S_DROP;
     }
     HRESULT STDMETHODCALLTYPE GiveFeedback(DWORD dwEffect) override
     {
         if (dwEffect != DROPEFFECT_NONE)
+        {
             SetEvent(m_hTakenIn.get());
+        }
         return DRAGDROP_S_USEDEFAULTCURSORS;
     }
 
@@ -155,7 +169,9 @@ bool AwaitButtonDown(HWND hSource)
     while (!TakeMessage(hSource, WM_LBUTTONDOWN))
     {
         if (GetTickCount64() > qwDeadline)
+        {
             return false;
+        }
         MsgWaitForMultipleObjects(0, nullptr, FALSE, LOOK_MS, QS_ALLINPUT);
     }
     return true;
@@ -171,7 +187,9 @@ bool TakeHold(HWND hSource)
         SetCursorPos(start.x, start.y);
         PressButton(MOUSEEVENTF_LEFTDOWN);
         if (AwaitButtonDown(hSource))
+        {
             return true;
+        }
         PressButton(MOUSEEVENTF_LEFTUP);
     }
     return false;
@@ -195,7 +213,9 @@ void MoveAndLetGo(POINT to, CDraggedFiles& files)
 bool DragFrom(HWND hSource, const std::vector<std::wstring>& paths, HWND hTarget)
 {
     if (!TakeHold(hSource))
+    {
         return false;
+    }
     CDraggedFiles* const pFiles = new CDraggedFiles(paths);
     std::thread hand([to = MiddleOf(hTarget), pFiles] { MoveAndLetGo(to, *pFiles); });
     DWORD dwEffect = DROPEFFECT_NONE;
@@ -209,7 +229,9 @@ bool DragFrom(HWND hSource, const std::vector<std::wstring>& paths, HWND hTarget
 bool Drag(const std::vector<std::wstring>& paths, HWND hTarget)
 {
     if (FAILED(OleInitialize(nullptr)))
+    {
         return false;
+    }
     bool bTaken = false;
     {
         const CWindow hSource(CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW | WS_EX_NOACTIVATE, L"STATIC",
@@ -234,7 +256,9 @@ HGLOBAL MakeFileList(const std::vector<std::wstring>& paths)
 {
     std::wstring list;
     for (const std::wstring& path : paths)
+    {
         list += path + L'\0';
+    }
     list += L'\0';
     DROPFILES head = {};
     head.pFiles = sizeof(head);
@@ -242,7 +266,9 @@ HGLOBAL MakeFileList(const std::vector<std::wstring>& paths)
     CGlobalBlock hList(GlobalAlloc(GMEM_MOVEABLE, sizeof(head) + list.size() * sizeof(wchar_t)));
     BYTE* const pList = hList ? static_cast<BYTE*>(GlobalLock(hList.get())) : nullptr;
     if (pList == nullptr)
+    {
         return nullptr;
+    }
     memcpy(pList, &head, sizeof(head));
     std::copy(list.begin(), list.end(), reinterpret_cast<wchar_t*>(pList + sizeof(head)));
     GlobalUnlock(hList.get());

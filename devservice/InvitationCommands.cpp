@@ -38,7 +38,9 @@ std::vector<BYTE> MadeUpText(size_t cbText)
 std::optional<std::vector<BYTE>> WireText(std::wstring_view value)
 {
     if (value.starts_with(HEX_PREFIX))
+    {
         return ParseHexBytes(value.substr(HEX_PREFIX.size()));
+    }
     const int cchText = static_cast<int>(value.size());
     const int cbText = WideCharToMultiByte(CP_ACP, 0, value.data(), cchText, nullptr, 0, nullptr, nullptr);
     std::vector<BYTE> text(static_cast<size_t>(cbText));
@@ -63,9 +65,13 @@ bool CScriptRunner::ReadOption(WORDS words, std::wstring_view name, std::optiona
     const SCRIPT_WORD* const pWord = FindOption(words, name);
     DWORD dwValue = 0;
     if (pWord == nullptr)
+    {
         return true;
+    }
     if (!ReadNumber(pWord->Value(), dwValue))
+    {
         return false;
+    }
     value = dwValue;
     return true;
 }
@@ -73,11 +79,17 @@ bool CScriptRunner::ReadOption(WORDS words, std::wstring_view name, std::optiona
 bool CScriptRunner::ReadQuietMode(WORDS words, ANSWER_MODE& mode)
 {
     if (IsWord(words, 0, L"silent"))
+    {
         mode = ANSWER_MODE::Silent;
+    }
     else if (IsWord(words, 0, L"wrong-size"))
+    {
         mode = ANSWER_MODE::WrongSize;
+    }
     else
+    {
         return Fail(L"unknown answer " + QuotedText(words[0].text, words[0].text.size()));
+    }
     return HasOnly(words.subspan(1), {});
 }
 
@@ -86,17 +98,25 @@ bool CScriptRunner::ReadInvitation(WORDS words, INVITATION_ANSWER& answer)
     std::optional<DWORD> length;
     if (!HasOnly(words, {TEXT_OPTION, LENGTH_OPTION, TOLD_OPTION}) ||
         !ReadOption(words, LENGTH_OPTION, length) || !ReadOption(words, TOLD_OPTION, answer.claimedLength))
+    {
         return false;
+    }
     const SCRIPT_WORD* const pText = FindOption(words, TEXT_OPTION);
     if (pText != nullptr && length)
+    {
         return Fail(L"text= and length= don't go together");
+    }
     const std::optional<std::vector<BYTE>> text =
         pText != nullptr ? WireText(pText->Value())
                          : MadeUpText(std::min(length.value_or(DEFAULT_LENGTH), LARGEST_LENGTH + 1));
     if (!text)
+    {
         return Fail(L"text=hex: takes hexadecimal bytes");
+    }
     if (text->size() > LARGEST_LENGTH)
+    {
         return Fail(L"no datagram holds more than " + std::to_wstring(LARGEST_LENGTH) + L" bytes");
+    }
     answer.text = *text;
     return true;
 }
@@ -105,12 +125,18 @@ bool CScriptRunner::ReadRefusal(WORDS words, INVITATION_ANSWER& answer)
 {
     std::optional<DWORD> error;
     if (!HasOnly(words, {ERROR_OPTION, TEXT_OPTION}) || !ReadOption(words, ERROR_OPTION, error))
+    {
         return false;
+    }
     if (!error || *error == 0)
+    {
         return Fail(L"a refusal needs error=N, and not 0");
+    }
     answer.dwError = *error;
     if (const SCRIPT_WORD* const pText = FindOption(words, TEXT_OPTION))
+    {
         answer.error = pText->Value();
+    }
     return true;
 }
 
@@ -124,7 +150,9 @@ bool CScriptRunner::Invitations(WORDS words)
                        : IsWord(words, 0, L"refuse") ? ReadRefusal(words.subspan(1), answer)
                                                      : ReadQuietMode(words, answer.mode);
     if (bRead)
+    {
         m_service.SetInvitationAnswer(std::move(answer));
+    }
     return bRead;
 }
 
@@ -135,7 +163,9 @@ bool CScriptRunner::Deletions(WORDS words)
     if (!IsWord(words, 0, L"answer"))
     {
         if (!ReadQuietMode(words, answer.mode))
+        {
             return false;
+        }
     }
     else
     {
@@ -143,7 +173,9 @@ bool CScriptRunner::Deletions(WORDS words)
         std::optional<DWORD> status;
         if (!HasOnly(options, {STATUS_OPTION, COUNT_OPTION}) || !ReadOption(options, STATUS_OPTION, status) ||
             !ReadOption(options, COUNT_OPTION, answer.count))
+        {
             return false;
+        }
         answer.dwStatus = status.value_or(0);
     }
     m_service.SetDeletionAnswer(answer);

@@ -86,14 +86,18 @@ std::optional<std::string> DemoStory()
     const HGLOBAL hData = hInfo != nullptr ? LoadResource(nullptr, hInfo) : nullptr;
     const void* const pData = hData != nullptr ? LockResource(hData) : nullptr;
     if (pData == nullptr)
+    {
         return std::nullopt;
+    }
     return std::string(static_cast<const char*>(pData), SizeofResource(nullptr, hInfo));
 }
 
 int ExitCodeOf(SCRIPT_RESULT result, const CScriptRunner& runner)
 {
     if (result == SCRIPT_RESULT::Failed)
+    {
         return Fail(runner.GetError());
+    }
     return result == SCRIPT_RESULT::Quit ? runner.GetExitCode() : EXIT_HELD;
 }
 
@@ -102,7 +106,9 @@ int PlayScript(CScriptRunner& runner, const std::string& text)
     std::vector<SCRIPT_STATEMENT> statements;
     std::wstring error;
     if (!ParseScript(FromUtf8(text), statements, error) || !CScriptRunner::Check(statements, error))
+    {
         return Fail(error);
+    }
     return ExitCodeOf(runner.Run(statements), runner);
 }
 
@@ -110,16 +116,22 @@ int PlayRecordedSession(CStandInService& service, const TKDAS_OPTIONS& options)
 {
     const std::optional<std::string> text = ReadWholeFile(options.playFile);
     if (!text)
+    {
         return Fail(SystemErrorText(L"cannot read " + options.playFile, GetLastError()), EXIT_BAD_OPTION);
+    }
     std::wstring error;
     const std::optional<std::vector<RECORDED_STEP>> steps = ParseRecording(FromUtf8(*text), error);
     if (!steps)
+    {
         return Fail(error);
+    }
     // Before the first agent can come: the recording has the handshake.
     service.SetHandshake(std::nullopt);
     if (!service.Listen(options.nPort))
+    {
         return Fail(
             SystemErrorText(L"cannot listen on port " + std::to_wstring(options.nPort), GetLastError()));
+    }
     return PlayRecording(service, *steps, error) ? EXIT_HELD : Fail(error);
 }
 
@@ -129,11 +141,17 @@ SCRIPT_RESULT RunLine(CScriptRunner& runner, CScriptParser& parser, std::wstring
 {
     std::vector<SCRIPT_STATEMENT> statements;
     if (!parser.AddLine(line, error))
+    {
         return SCRIPT_RESULT::Failed;
+    }
     if (!parser.IsComplete())
+    {
         return SCRIPT_RESULT::Done;
+    }
     if (!parser.Take(statements, error) || !CScriptRunner::Check(statements, error))
+    {
         return SCRIPT_RESULT::Failed;
+    }
     const SCRIPT_RESULT result = runner.Run(statements);
     error = runner.GetError();
     return result;
@@ -152,7 +170,9 @@ int TakeCommands(CStandInService& service, CScriptRunner& runner, bool bInteract
         {
             CScriptParser first;
             if (RunLine(runner, first, pszLine, error) == SCRIPT_RESULT::Failed)
+            {
                 PrintError(error);
+            }
         }
         service.Note(L"commands, please; help lists them, quit ends");
     }
@@ -160,29 +180,45 @@ int TakeCommands(CStandInService& service, CScriptRunner& runner, bool bInteract
     {
         const SCRIPT_RESULT result = RunLine(runner, parser, *line, error);
         if (result == SCRIPT_RESULT::Quit)
+        {
             return runner.GetExitCode();
+        }
         if (service.IsInterrupted())
+        {
             break;
+        }
         if (result == SCRIPT_RESULT::Failed && !bInteractive)
+        {
             return Fail(error);
+        }
         if (result == SCRIPT_RESULT::Failed)
+        {
             PrintError(error);
+        }
     }
     std::vector<SCRIPT_STATEMENT> rest;
     if (!parser.Take(rest, error))
+    {
         return Fail(error);
+    }
     return EXIT_HELD;
 }
 
 int RunMode(CStandInService& service, CScriptRunner& runner, const TKDAS_OPTIONS& options)
 {
     if (!options.playFile.empty())
+    {
         return PlayRecordedSession(service, options);
+    }
     if (!options.bDemo && options.scriptFile.empty())
+    {
         return TakeCommands(service, runner, options.bInteractive);
+    }
     const std::optional<std::string> story = options.bDemo ? DemoStory() : ReadWholeFile(options.scriptFile);
     if (!story)
+    {
         return Fail(SystemErrorText(L"cannot read " + options.scriptFile, GetLastError()), EXIT_BAD_OPTION);
+    }
     return PlayScript(runner, *story);
 }
 
@@ -192,15 +228,21 @@ int RunService(const TKDAS_OPTIONS& options)
     CRecorder recorder;
     log.UseConsole();
     if (!options.logFile.empty() && !log.UseFile(options.logFile))
+    {
         return Fail(SystemErrorText(L"cannot write " + options.logFile, GetLastError()), EXIT_BAD_OPTION);
+    }
     const bool bRecord = !options.recordFile.empty();
     if (bRecord && !recorder.Open(options.recordFile))
+    {
         return Fail(SystemErrorText(L"cannot write " + options.recordFile, GetLastError()), EXIT_BAD_OPTION);
+    }
 
     CStandInService service;
     service.AddSink([&log](const SERVICE_EVENT& event) { log.OnEvent(event); });
     if (bRecord)
+    {
         service.AddSink([&recorder](const SERVICE_EVENT& event) { recorder.OnEvent(event); });
+    }
     const CInterruption interruption(service);
     SCRIPT_SETTINGS settings;
     settings.nPort = options.nPort;
@@ -222,7 +264,9 @@ int wmain(int argc, wchar_t** argv)
     std::wstring error;
     const std::optional<TKDAS_OPTIONS> options = ParseOptions(words, error);
     if (!options)
+    {
         return Fail(error + L"; --help lists the options", EXIT_BAD_OPTION);
+    }
     if (options->bHelp)
     {
         WriteStandard(GetStdHandle(STD_OUTPUT_HANDLE), UsageText());

@@ -113,7 +113,9 @@ std::wstring UsageText()
     {
         std::wstring head = std::wstring(L"  ") + option.pszName;
         if (option.pszValue != nullptr)
+        {
             head += std::wstring(L" ") + option.pszValue;
+        }
         head.resize(std::max(nColumn, head.size() + 1), L' ');
         text += head + option.pszHelp + L'\n';
     }

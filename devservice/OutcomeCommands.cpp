@@ -33,15 +33,21 @@ bool CScriptRunner::AwaitOutcome(WORDS words, std::wstring_view what, const std:
 {
     DWORD dwMilliseconds = OUTCOME_TIMEOUT_MS;
     if (!ReadMilliseconds(words, dwMilliseconds))
+    {
         return false;
+    }
     for (DWORD dwWaited = 0;; dwWaited += OUTCOME_LOOK_MS)
     {
         const std::wstring found = read();
         if (found == wanted)
+        {
             return true;
+        }
         if (dwWaited >= dwMilliseconds || !PauseWhileWaiting(OUTCOME_LOOK_MS))
+        {
             return Fail(std::wstring(what) + L" is " + QuotedText(found, found.size()) + L", not " +
                         QuotedText(wanted, wanted.size()));
+        }
     }
 }
 
@@ -49,10 +55,14 @@ bool CScriptRunner::Clipboard(WORDS words)
 {
     const std::wstring& wanted = words[1].text;
     if (IsWord(words, 0, L"text"))
+    {
         return AwaitOutcome(words, L"the text on the clipboard", wanted, ClipboardText);
+    }
     if (IsWord(words, 0, L"file"))
+    {
         return AwaitOutcome(words, L"the file on the clipboard", wanted,
                             [] { return FileName(ClipboardFile()); });
+    }
     return Fail(L"use: clipboard text | file TEXT");
 }
 

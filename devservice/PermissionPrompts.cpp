@@ -54,14 +54,22 @@ MSG_PERMISSION_PROMPT WithAnswerFields(MSG_PERMISSION_PROMPT question, const MSG
 std::wstring FindAnswerFault(const MSG_PERMISSION_PROMPT& question, const MSG_PERMISSION_PROMPT& answer)
 {
     if (!IsAnswer(answer.dwAnswer))
+    {
         return L"its answer " + std::to_wstring(answer.dwAnswer) + L" has no meaning";
+    }
     if (answer.bAnswered != (answer.dwAnswer == PERMISSION_ANSWER_WITHDRAWN ? 0U : 1U))
+    {
         return L"bAnswered=" + std::to_wstring(answer.bAnswered) + L" doesn't go with dwAnswer=" +
                FormatDword(L"dwAnswer", answer.dwAnswer);
+    }
     if (FixedText(answer.szUsername).size() == std::size(answer.szUsername))
+    {
         return L"szUsername of its answer has no end";
+    }
     if (!AreEqual(answer, WithAnswerFields(question, answer)))
+    {
         return L"its answer doesn't bring the prompt back as it was sent";
+    }
     return {};
 }
 
@@ -94,15 +102,21 @@ void CPermissionPrompt::OnDatagram(const END_POINT& from, std::span<const BYTE> 
     }
     memcpy(&record, bytes.data(), sizeof(record));
     if (m_state.stage == PROMPT_STAGE::Named)
+    {
         OnOpened(from, record);
+    }
     else
+    {
         OnAnswered(from, record);
+    }
 }
 
 void CPermissionPrompt::OnOpened(const END_POINT& from, const MSG_PERMISSION_PROMPT& record)
 {
     if (!AreEqual(record, OpeningRecord()))
+    {
         AddFault(L"its first datagram isn't zero but for its type");
+    }
     m_asker = from;
     m_state.stage = PROMPT_STAGE::Asked;
     SendQuestion();
@@ -128,7 +142,9 @@ void CPermissionPrompt::OnAnswered(const END_POINT& from, const MSG_PERMISSION_P
 bool CPermissionPrompt::Withdraw()
 {
     if (m_state.stage != PROMPT_STAGE::Asked)
+    {
         return false;
+    }
     SendQuestion(); // any whole record ends the prompt
     return true;
 }
@@ -142,13 +158,17 @@ void CPermissionPrompt::SendQuestion()
 void CPermissionPrompt::AddFault(std::wstring_view fault)
 {
     if (fault.empty())
+    {
         return;
+    }
     SERVICE_EVENT event;
     event.uPrompt = m_uPrompt;
     event.text = L"fault: " + std::wstring(fault);
     m_emit(event);
     if (m_state.fault.empty())
+    {
         m_state.fault = fault;
+    }
 }
 
 void CPermissionPrompt::EmitDatagram(SERVICE_EVENT_KIND kind, const END_POINT& other,
@@ -160,7 +180,9 @@ void CPermissionPrompt::EmitDatagram(SERVICE_EVENT_KIND kind, const END_POINT& o
     event.bytes = bytes;
     event.text = EndPointName(other);
     if (bytes.size() == sizeof(MSG_PERMISSION_PROMPT))
+    {
         event.pRecord = FindRecordDescription(L"MSG_PERMISSION_PROMPT");
+    }
     m_emit(event);
 }
 
@@ -172,7 +194,9 @@ unsigned int CPermissionPrompts::Open(const MSG_PERMISSION_PROMPT& question, int
         uPrompt = static_cast<unsigned int>(m_prompts.size()) + 1;
         auto pPrompt = std::make_unique<CPermissionPrompt>(uPrompt, question, m_emit);
         if (!pPrompt->Open(nAfType))
+        {
             return 0;
+        }
         m_prompts.push_back({std::move(pPrompt)});
     }
     m_opened();
@@ -217,7 +241,9 @@ bool CPermissionPrompts::WaitFor(unsigned int uPrompt, const std::function<bool(
     std::unique_lock lock(m_mutex);
     const CPermissionPrompt* const pPrompt = Find(uPrompt);
     if (pPrompt == nullptr)
+    {
         return false;
+    }
     m_changed.wait_for(lock, std::chrono::milliseconds(dwMilliseconds),
                        [&] { return m_bInterrupted || test(pPrompt->GetState()); });
     return !m_bInterrupted && test(pPrompt->GetState());
@@ -239,7 +265,9 @@ std::wstring CPermissionPrompts::TakeFault()
     {
         const std::wstring& fault = m_prompts[n].pPrompt->GetState().fault;
         if (!fault.empty() && !std::exchange(m_prompts[n].bFaultTaken, true))
+        {
             return L"prompt " + std::to_wstring(n + 1) + L": " + fault;
+        }
     }
     return {};
 }
@@ -258,7 +286,9 @@ void CPermissionPrompts::OnReadable()
     {
         const std::lock_guard lock(m_mutex);
         for (const NUMBERED_PROMPT& prompt : m_prompts)
+        {
             prompt.pPrompt->OnReadable();
+        }
     }
     m_changed.notify_all();
 }

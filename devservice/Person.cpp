@@ -36,7 +36,9 @@ BOOL CALLBACK MatchControl(HWND hControl, LPARAM lParam)
                         SMTO_ABORTIFHUNG, ANSWER_TIMEOUT_MS, &dwLength);
     text.resize(std::min<size_t>(dwLength, text.size()));
     if (text.find(search.text) == std::wstring::npos)
+    {
         return TRUE;
+    }
     search.hFound = hControl;
     return FALSE;
 }
@@ -53,7 +55,9 @@ bool HasTitle(HWND hWnd, std::wstring_view title)
     wchar_t szClass[MAX_TITLE] = {};
     GetClassNameW(hWnd, szClass, static_cast<int>(std::size(szClass)));
     if (szClass == MENU_CLASS)
+    {
         return title == MENU_TITLE;
+    }
     wchar_t szTitle[MAX_TITLE] = {};
     GetWindowTextW(hWnd, szTitle, static_cast<int>(std::size(szTitle)));
     return std::wstring_view(szTitle).find(title) != std::wstring_view::npos;
@@ -66,7 +70,9 @@ BOOL CALLBACK MatchWindow(HWND hWnd, LPARAM lParam)
     GetWindowThreadProcessId(hWnd, &dwProcessId);
     if (dwProcessId != GetCurrentProcessId() && IsWindowVisible(hWnd) && HasTitle(hWnd, search.title) &&
         (search.text.empty() || HasControlWith(hWnd, search.text)))
+    {
         search.hFound = hWnd;
+    }
     return search.hFound == nullptr;
 }
 
@@ -81,7 +87,9 @@ constexpr NAMED_KEY NAMED_KEYS[] = {
 std::optional<BYTE> KeyOf(std::wstring_view key)
 {
     if (key.size() == 1 && key[0] >= L'A' && key[0] <= L'Z')
+    {
         return static_cast<BYTE>(key[0]);
+    }
     const auto named = std::find_if(std::begin(NAMED_KEYS), std::end(NAMED_KEYS),
                                     [key](const NAMED_KEY& row) { return row.name == key; });
     return named == std::end(NAMED_KEYS) ? std::nullopt : std::optional<BYTE>(named->bKey);
@@ -101,9 +109,13 @@ bool WaitForShownWindow(std::wstring_view title, bool bThere, DWORD dwMillisecon
     for (DWORD dwWaited = 0;; dwWaited += LOOK_MS)
     {
         if ((FindShownWindow(title, text) != nullptr) == bThere)
+        {
             return true;
+        }
         if (dwWaited >= dwMilliseconds || !pause(LOOK_MS))
+        {
             return false;
+        }
     }
 }
 
@@ -117,7 +129,9 @@ bool PressKey(std::wstring_view key)
 {
     const std::optional<BYTE> pressed = KeyOf(key);
     if (!pressed)
+    {
         return false;
+    }
     keybd_event(*pressed, 0, 0, 0);
     keybd_event(*pressed, 0, KEYEVENTF_KEYUP, 0);
     return true;
@@ -129,7 +143,9 @@ std::wstring ClipboardText()
     const HANDLE hText = clipboard ? GetClipboardData(CF_TEXT) : nullptr;
     const char* const pszText = hText != nullptr ? static_cast<const char*>(GlobalLock(hText)) : nullptr;
     if (pszText == nullptr)
+    {
         return std::wstring();
+    }
     std::wstring text(static_cast<size_t>(MultiByteToWideChar(CP_ACP, 0, pszText, -1, nullptr, 0)), L'\0');
     MultiByteToWideChar(CP_ACP, 0, pszText, -1, text.data(), static_cast<int>(text.size()));
     GlobalUnlock(hText);
@@ -143,6 +159,8 @@ std::wstring ClipboardFile()
     const HANDLE hFiles = clipboard ? GetClipboardData(CF_HDROP) : nullptr;
     wchar_t szPath[MAX_PATH] = {};
     if (hFiles != nullptr)
+    {
         DragQueryFileW(static_cast<HDROP>(hFiles), 0, szPath, MAX_PATH);
+    }
     return szPath;
 }

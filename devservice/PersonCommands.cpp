@@ -35,7 +35,9 @@ bool TypeInto(HWND hControl, const std::wstring& text)
     wchar_t szClass[16] = {};
     GetClassNameW(hControl, szClass, static_cast<int>(std::size(szClass)));
     if (lstrcmpiW(szClass, WC_EDITW) != 0 || (GetWindowLongPtrW(hControl, GWL_STYLE) & ES_MULTILINE) == 0)
+    {
         return SendMessageW(hControl, WM_SETTEXT, 0, lText) != 0;
+    }
     SendMessageW(hControl, EM_SETSEL, 0, -1);
     SendMessageW(hControl, EM_REPLACESEL, TRUE, lText);
     return true;
@@ -51,10 +53,14 @@ bool CScriptRunner::Menu(WORDS words)
 {
     DWORD dwMilliseconds = WINDOW_TIMEOUT_MS;
     if (!ReadMilliseconds(words, dwMilliseconds))
+    {
         return false;
+    }
     if (!OpenTrayMenu(FindTrayWindow(), dwMilliseconds,
                       [this](DWORD dwPause) { return PauseWhileWaiting(dwPause); }))
+    {
         return Fail(L"no menu opened within " + std::to_wstring(dwMilliseconds) + L" ms");
+    }
     return Keys(words);
 }
 
@@ -63,7 +69,9 @@ bool CScriptRunner::Keys(WORDS words)
     for (const SCRIPT_WORD& word : words)
     {
         if (!IsOption(word, WITHIN_OPTION) && !PressKey(word.text))
+        {
             return Fail(L"not a key: " + QuotedText(word.text, word.text.size()));
+        }
     }
     return true;
 }
@@ -72,7 +80,9 @@ bool CScriptRunner::Window(WORDS words)
 {
     DWORD dwMilliseconds = WINDOW_TIMEOUT_MS;
     if (!ReadMilliseconds(words, dwMilliseconds))
+    {
         return false;
+    }
     const std::wstring& title = words[0].text;
     const SCRIPT_WORD* const pText = FindOption(words, TEXT_OPTION);
     const std::wstring_view text = pText != nullptr ? pText->Value() : std::wstring_view();
@@ -80,10 +90,12 @@ bool CScriptRunner::Window(WORDS words)
     if (!WaitForShownWindow(
             title, bThere, dwMilliseconds, [this](DWORD dwPause) { return PauseWhileWaiting(dwPause); },
             text))
+    {
         return Fail(L"the window " + QuotedText(title, title.size()) +
                     (text.empty() ? std::wstring() : L" with " + QuotedText(text, text.size())) +
                     (bThere ? L" did not come" : L" stayed") + L" within " + std::to_wstring(dwMilliseconds) +
                     L" ms");
+    }
     m_hWindow = bThere ? FindShownWindow(title, text) : nullptr;
     return true;
 }
@@ -92,9 +104,13 @@ bool CScriptRunner::Press(WORDS words)
 {
     DWORD dwControl = 0;
     if (!ReadNumber(words[0].text, dwControl))
+    {
         return false;
+    }
     if (!IsWindow(m_hWindow))
+    {
         return Fail(L"there is no window to press it in");
+    }
     const HWND hControl = GetDlgItem(m_hWindow, static_cast<int>(dwControl));
     const BOOL bPosted = IsCheckBox(hControl) ? PostMessageW(hControl, BM_CLICK, 0, 0)
                                               : PostMessageW(m_hWindow, WM_COMMAND, dwControl, 0);
@@ -108,11 +124,15 @@ bool CScriptRunner::Timer(WORDS words)
     const WORDS options = words.subspan(1);
     if (!ReadNumber(words[0].text, dwTimer) || !HasOnly(options, {TIMES_OPTION}) ||
         !ReadOption(options, TIMES_OPTION, times))
+    {
         return false;
+    }
     for (DWORD dwTime = 0; dwTime < times.value_or(1); ++dwTime)
     {
         if (!IsWindow(m_hWindow) || !PostMessageW(m_hWindow, WM_TIMER, dwTimer, 0))
+        {
             return Fail(L"there is no window that could have a timer");
+        }
     }
     return true;
 }
@@ -121,7 +141,9 @@ bool CScriptRunner::Enter(WORDS words)
 {
     DWORD dwControl = 0;
     if (!ReadNumber(words[0].text, dwControl))
+    {
         return false;
+    }
     const HWND hControl = GetDlgItem(m_hWindow, static_cast<int>(dwControl));
     return (hControl != nullptr && TypeInto(hControl, words[1].text)) ||
            Fail(L"there is no field " + words[0].text);

@@ -14,14 +14,18 @@ void NotifyAgents(WPARAM wNotice)
 {
     HWND hWnd = nullptr;
     while ((hWnd = FindWindowExW(nullptr, hWnd, TRAY_WINDOW_CLASS, nullptr)) != nullptr)
+    {
         PostMessageW(hWnd, WM_WTSSESSION_CHANGE, wNotice, 0);
+    }
 }
 } // namespace
 
 CPlayedSession::~CPlayedSession()
 {
     if (m_pScript != nullptr)
+    {
         UnmapViewOfFile(m_pScript);
+    }
 }
 
 bool CPlayedSession::IsModuleIn(const std::wstring& folder)
@@ -34,11 +38,15 @@ bool CPlayedSession::Open()
     m_hMapping.reset(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
                                         sizeof(SESSION_SCRIPT), SESSION_SCRIPT_NAME));
     if (!m_hMapping)
+    {
         return false;
+    }
     m_pScript = static_cast<SESSION_SCRIPT*>(
         MapViewOfFile(m_hMapping.get(), FILE_MAP_WRITE, 0, 0, sizeof(SESSION_SCRIPT)));
     if (m_pScript == nullptr)
+    {
         return false;
+    }
     *m_pScript = MakeActiveSession();
     return true;
 }
@@ -46,7 +54,9 @@ bool CPlayedSession::Open()
 bool CPlayedSession::SetLocked(bool bLocked)
 {
     if (m_pScript == nullptr && !Open())
+    {
         return false;
+    }
     m_pScript->nConnectState = bLocked ? SESSION_STATE_DISCONNECTED : SESSION_STATE_ACTIVE;
     m_pScript->nSessionFlags = bLocked ? SESSION_FLAGS_LOCKED : SESSION_FLAGS_UNLOCKED;
     NotifyAgents(bLocked ? WTS_SESSION_LOCK : WTS_SESSION_UNLOCK);

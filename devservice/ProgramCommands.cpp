@@ -15,11 +15,15 @@ bool CScriptRunner::Launch(WORDS words, unsigned int& uProgram)
     for (const SCRIPT_WORD& word : words.subspan(1))
     {
         if (!IsOption(word, WITHIN_OPTION) && !IsOption(word, L"expect"))
+        {
             arguments.push_back(word.text);
+        }
     }
     const std::optional<unsigned int> started = m_programs.Start(words[0].text, arguments);
     if (!started)
+    {
         return Fail(SystemErrorText(L"cannot start " + words[0].text, GetLastError()));
+    }
     uProgram = *started;
     m_service.Note(L"program " + std::to_wstring(uProgram) + L" started: " +
                    MakeCommandLine(words[0].text, arguments));
@@ -59,7 +63,9 @@ bool CScriptRunner::RunProgram(WORDS words)
     {
         DWORD dwCode = 0;
         if (!ReadNumber(pExpected->Value(), dwCode))
+        {
             return false;
+        }
         expected = dwCode;
     }
     unsigned int uProgram = 0;
@@ -75,9 +81,13 @@ bool CScriptRunner::ExpectExit(WORDS words)
     const SCRIPT_WORD* const pProgram = FindOption(words, L"program");
     if (!ReadMilliseconds(words, dwMilliseconds) || !ReadNumber(words[0].text, dwCode) ||
         (pProgram != nullptr && !ReadNumber(pProgram->Value(), dwProgram)))
+    {
         return false;
+    }
     if (dwProgram == 0 || dwProgram > m_programs.Count())
+    {
         return Fail(L"there is no program " + std::to_wstring(dwProgram));
+    }
     return AwaitExit(dwProgram, dwMilliseconds, dwCode);
 }
 
@@ -85,5 +95,7 @@ void CScriptRunner::EndPrograms()
 {
     const unsigned int uEnded = m_programs.EndAll();
     if (uEnded > 0)
+    {
         m_service.Note(std::to_wstring(uEnded) + L" programs that still ran were ended");
+    }
 }

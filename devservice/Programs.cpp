@@ -10,14 +10,18 @@ constexpr UINT FORCED_EXIT_CODE = 1;
 std::wstring QuotedArgument(const std::wstring& argument)
 {
     if (!argument.empty() && argument.find_first_of(L" \t\"") == std::wstring::npos)
+    {
         return argument;
+    }
     std::wstring quoted = L"\"";
     size_t nBackslashes = 0;
     for (const wchar_t ch : argument)
     {
         // Backslashes count only in front of a quote.
         if (ch == L'"')
+        {
             quoted.append(nBackslashes + 1, L'\\');
+        }
         nBackslashes = ch == L'\\' ? nBackslashes + 1 : 0;
         quoted += ch;
     }
@@ -30,7 +34,9 @@ std::wstring MakeCommandLine(const std::wstring& program, std::span<const std::w
 {
     std::wstring line = L'"' + program + L'"';
     for (const std::wstring& argument : arguments)
+    {
         line += L' ' + QuotedArgument(argument);
+    }
     return line;
 }
 
@@ -43,7 +49,9 @@ std::optional<unsigned int> CPrograms::Start(const std::wstring& program,
     PROCESS_INFORMATION process = {};
     if (!CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
                         &process))
+    {
         return std::nullopt;
+    }
     const CKernelHandle hThread(process.hThread);
     m_programs.emplace_back(process.hProcess);
     return Count();
@@ -56,9 +64,13 @@ PROGRAM_RESULT CPrograms::WaitForEnd(unsigned int uProgram, DWORD dwMilliseconds
     const DWORD dwWait =
         WaitForMultipleObjects(static_cast<DWORD>(std::size(ahWait)), ahWait, FALSE, dwMilliseconds);
     if (dwWait == WAIT_TIMEOUT)
+    {
         return PROGRAM_RESULT::StillRuns;
+    }
     if (dwWait != WAIT_OBJECT_0 || !GetExitCodeProcess(ahWait[0], &dwExitCode))
+    {
         return PROGRAM_RESULT::Interrupted;
+    }
     return PROGRAM_RESULT::Ended;
 }
 
@@ -69,7 +81,9 @@ unsigned int CPrograms::EndAll()
     {
         if (WaitForSingleObject(hProcess.get(), 0) == WAIT_OBJECT_0 ||
             !TerminateProcess(hProcess.get(), FORCED_EXIT_CODE))
+        {
             continue;
+        }
         WaitForSingleObject(hProcess.get(), END_TIMEOUT_MS);
         ++uEnded;
     }

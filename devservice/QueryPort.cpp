@@ -43,7 +43,9 @@ bool CQueryPort::Open(unsigned short nPort)
 {
     CSocketHandle hSocket = OpenLoopbackSocket(SOCK_DGRAM, nPort);
     if (!hSocket)
+    {
         return false;
+    }
     m_hSocket = std::move(hSocket);
     return true;
 }
@@ -85,29 +87,47 @@ void CQueryPort::OnDatagram(const END_POINT& from, std::span<const BYTE> bytes)
     }
     const bool bHeader = IsHeader(bytes);
     if (bHeader)
+    {
         event.pRecord = FindRecordDescription(L"MSG_UDP_HEADER");
+    }
     m_emit(event);
     if (!bHeader)
+    {
         return;
+    }
     if (m_requests.size() >= MOST_OPEN_REQUESTS)
+    {
         m_requests.clear();
+    }
     const DWORD dwRequest = ReadDword(bytes, offsetof(MSG_UDP_HEADER, dwRequest));
     if (RequestRecord(dwRequest) != nullptr)
+    {
         m_requests[PortOf(from)] = dwRequest;
+    }
     else
+    {
         OnRequest(from, dwRequest);
+    }
 }
 
 void CQueryPort::OnRequest(const END_POINT& from, DWORD dwRequest)
 {
     if (dwRequest == UDP_REQUEST_PORT_LOOKUP && m_mode == LOOKUP_MODE::Answer)
+    {
         AnswerLookup(from);
+    }
     else if (dwRequest == UDP_REQUEST_CREATE_INVITATION && m_invitation.mode != ANSWER_MODE::Silent)
+    {
         AnswerInvitation(from);
+    }
     else if (dwRequest == UDP_REQUEST_DELETE_INVITATIONS && m_deletion.mode != ANSWER_MODE::Silent)
+    {
         AnswerDeletion(from);
+    }
     else
+    {
         NoteUnanswered(from, dwRequest);
+    }
 }
 
 void CQueryPort::NoteUnanswered(const END_POINT& from, DWORD dwRequest)
@@ -136,10 +156,14 @@ void CQueryPort::AnswerInvitation(const END_POINT& to)
         m_invitation.claimedLength.value_or(static_cast<DWORD>(m_invitation.text.size()));
     Send(to, L"MSG_UDP_CREATE_INVITATION", ImageOf(answer, m_invitation.mode));
     if (m_invitation.mode != ANSWER_MODE::Answer || answer.dwError != 0)
+    {
         return;
+    }
     ++m_dwInvitations;
     if (m_invitation.bTextFollows)
+    {
         Send(to, nullptr, m_invitation.text);
+    }
 }
 
 void CQueryPort::AnswerDeletion(const END_POINT& to)
@@ -147,7 +171,9 @@ void CQueryPort::AnswerDeletion(const END_POINT& to)
     const MSG_UDP_DELETE_INVITATIONS answer = {UDP_REQUEST_DELETE_INVITATIONS, m_deletion.dwStatus,
                                                m_deletion.count.value_or(m_dwInvitations)};
     if (m_deletion.mode == ANSWER_MODE::Answer && m_deletion.dwStatus != UDP_DELETE_STATUS_BUSY)
+    {
         m_dwInvitations = 0;
+    }
     Send(to, L"MSG_UDP_DELETE_INVITATIONS", ImageOf(answer, m_deletion.mode));
 }
 

@@ -18,23 +18,35 @@ FRAME_RESULT CRecordFramer::Next(std::vector<BYTE>& record, const MESSAGE_DESCRI
     pMessage = nullptr;
     const std::span<const BYTE> rest = std::span<const BYTE>(m_bytes).subspan(m_nTaken);
     if (m_bFrameLost)
+    {
         return rest.empty() ? FRAME_RESULT::NeedMore : LoseFrame(record);
+    }
     if (rest.size() < sizeof(DWORD))
+    {
         return FRAME_RESULT::NeedMore;
+    }
     const MESSAGE_DESCRIPTION* const pFound = FindMessageDescription(ReadDword(rest, 0), m_direction);
     if (pFound == nullptr)
+    {
         return LoseFrame(record);
+    }
     size_t nSize = pFound->pRecord->uSize;
     if (rest.size() < nSize)
+    {
         return FRAME_RESULT::NeedMore;
+    }
     if (pFound->dwType == MSG_TYPE_CHAT_MESSAGE)
     {
         const DWORD dwLength = ReadDword(rest, offsetof(MSG_CHAT_MESSAGE, dwMessageLength));
         if (dwLength > LARGEST_CHAT_PAYLOAD)
+        {
             return LoseFrame(record);
+        }
         nSize += dwLength;
         if (rest.size() < nSize)
+        {
             return FRAME_RESULT::NeedMore;
+        }
     }
     pMessage = pFound;
     Take(nSize, record);

@@ -12,7 +12,11 @@ void CRecordLog::OnEvent(const SERVICE_EVENT& event)
 {
     const std::wstring line = FormatEvent(event) + L'\n';
     if (m_hConsole != nullptr)
+    {
         WriteStandard(m_hConsole, line);
+    }
     if (m_hFile)
+    {
         WriteUtf8(m_hFile.get(), line);
+    }
 }

@@ -58,7 +58,9 @@ template <typename Value>
 bool WriteValue(std::span<BYTE> bytes, const std::optional<Value>& value)
 {
     if (!value)
+    {
         return false;
+    }
     memcpy(bytes.data(), &*value, sizeof(Value));
     return true;
 }
@@ -84,7 +86,9 @@ std::wstring FormatBytes(std::span<const BYTE> bytes)
 {
     std::wstring text = HexText(bytes.subspan(0, std::min(bytes.size(), SHOWN_BYTES)), L" ");
     if (bytes.size() > SHOWN_BYTES)
+    {
         text += L" ...";
+    }
     return text;
 }
 
@@ -92,7 +96,9 @@ std::wstring FormatBytes(std::span<const BYTE> bytes)
 std::wstring FormatPayload(std::span<const BYTE> payload)
 {
     if (payload.size() % sizeof(wchar_t) != 0)
+    {
         return FormatBytes(payload);
+    }
     return QuotedText(ReadChatText(payload.data(), payload.size()), SHOWN_TEXT);
 }
 
@@ -140,7 +146,9 @@ void AppendFields(const RECORD_DESCRIPTION& record, std::span<const BYTE> bytes,
         // The type at the head is told by the record's name.
         const bool bType = field.uOffset == 0 && std::wstring_view(field.pszName) == L"dwType";
         if (bType || field.uOffset + field.uSize > bytes.size())
+        {
             continue;
+        }
         const std::span<const BYTE> value = bytes.subspan(field.uOffset, field.uSize);
         if (field.kind == FIELD_KIND::Record)
         {
@@ -148,9 +156,13 @@ void AppendFields(const RECORD_DESCRIPTION& record, std::span<const BYTE> bytes,
             continue;
         }
         if (IsEmptyField(field, value))
+        {
             continue;
+        }
         if (!text.empty())
+        {
             text += L' ';
+        }
         text.append(prefix).append(field.pszName).append(L"=").append(FormatField(field, value));
     }
 }
@@ -169,14 +181,22 @@ std::optional<FIELD_PLACE> FindField(const RECORD_DESCRIPTION& record, std::wstr
                                         return EqualsNoCase(field.pszName, head);
                                     });
     if (found == record.fields.end())
+    {
         return std::nullopt;
+    }
     if (nDot == std::wstring_view::npos)
+    {
         return FIELD_PLACE{&*found, found->uOffset};
+    }
     if (found->pRecord == nullptr)
+    {
         return std::nullopt;
+    }
     std::optional<FIELD_PLACE> inner = FindField(*found->pRecord, name.substr(nDot + 1));
     if (inner)
+    {
         inner->nOffset += found->uOffset;
+    }
     return inner;
 }
 
@@ -186,10 +206,14 @@ std::wstring FieldNames(const RECORD_DESCRIPTION& record)
     for (const RECORD_FIELD& field : record.fields)
     {
         if (!names.empty())
+        {
             names += L", ";
+        }
         names += field.pszName;
         if (field.pRecord != nullptr)
+        {
             names.append(L".(").append(FieldNames(*field.pRecord)).append(L")");
+        }
     }
     return names;
 }
@@ -198,7 +222,9 @@ bool WriteBytes(std::span<BYTE> field, std::wstring_view digits)
 {
     const std::optional<std::vector<BYTE>> bytes = ParseHexBytes(digits);
     if (!bytes || bytes->size() > field.size())
+    {
         return false;
+    }
     std::copy(bytes->begin(), bytes->end(), field.begin());
     return true;
 }
@@ -207,7 +233,9 @@ bool WriteText(std::span<BYTE> field, std::wstring_view value)
 {
     const size_t cchField = field.size() / sizeof(wchar_t);
     if (value.size() >= cchField)
+    {
         return false;
+    }
     CopyText(reinterpret_cast<wchar_t*>(field.data()), cchField, value);
     return true;
 }
@@ -215,7 +243,9 @@ bool WriteText(std::span<BYTE> field, std::wstring_view value)
 bool WriteField(const RECORD_FIELD& field, std::span<BYTE> bytes, std::wstring_view value)
 {
     if (value.starts_with(RAW_PREFIX))
+    {
         return WriteBytes(bytes, value.substr(RAW_PREFIX.size()));
+    }
     switch (field.kind)
     {
     case FIELD_KIND::Dword:
@@ -259,8 +289,10 @@ std::optional<FIELD_PLACE> FindFieldOrExplain(const RECORD_DESCRIPTION& record, 
 {
     const std::optional<FIELD_PLACE> place = FindField(record, name);
     if (!place)
+    {
         error = std::wstring(record.pszName) + L" has no field " + std::wstring(name) + L"; it has " +
                 FieldNames(record);
+    }
     return place;
 }
 
@@ -268,7 +300,9 @@ bool WriteFieldOrExplain(const RECORD_FIELD& field, std::span<BYTE> bytes, std::
                          std::wstring& error)
 {
     if (WriteField(field, bytes, value))
+    {
         return true;
+    }
     const std::wstring shown =
         field.kind == FIELD_KIND::Secret ? std::wstring(MASK) : QuotedText(value, SHOWN_TEXT);
     error = std::wstring(field.pszName) + L" takes " + Expected(field) + L", not " + shown;
@@ -282,7 +316,9 @@ std::wstring FormatDword(std::wstring_view field, DWORD dwValue)
     for (const VALUE_NAME& known : s_aValueNames)
     {
         if (known.dwValue == dwValue && field == known.pszField)
+        {
             text.append(L" (").append(known.pszName).append(L")");
+        }
     }
     return text;
 }
@@ -301,7 +337,9 @@ std::wstring ValueNames(std::wstring_view field)
     for (const VALUE_NAME& known : s_aValueNames)
     {
         if (field == known.pszField)
+        {
             names.append(names.empty() ? L"" : L", ").append(known.pszName);
+        }
     }
     return names;
 }
@@ -319,9 +357,13 @@ std::wstring FormatMessage(const MESSAGE_DESCRIPTION& message, std::span<const B
     text += L" (" + std::to_wstring(bytes.size()) + L" bytes)";
     const std::wstring fields = FormatRecord(*message.pRecord, bytes);
     if (!fields.empty())
+    {
         text += L' ' + fields;
+    }
     if (bytes.size() > message.pRecord->uSize)
+    {
         text += L" payload=" + FormatPayload(bytes.subspan(message.pRecord->uSize));
+    }
     return text;
 }
 
@@ -334,9 +376,13 @@ const MESSAGE_DESCRIPTION* FindMessageByName(std::wstring_view name, MESSAGE_DIR
                             EqualsNoCase(L"MSG_TYPE_" + std::wstring(name), message.pszName) ||
                             EqualsNoCase(L"MSG_TYPE_TRAYICON_" + std::wstring(name), message.pszName);
         if (bNamed && (message.direction & direction) != 0)
+        {
             return &message;
+        }
         if (bNamed)
+        {
             pOther = &message;
+        }
     }
     return pOther;
 }
@@ -355,11 +401,15 @@ bool CompareRecordField(const RECORD_DESCRIPTION& record, std::span<const BYTE> 
     bEqual = false;
     const std::optional<FIELD_PLACE> place = FindFieldOrExplain(record, name, error);
     if (!place)
+    {
         return false;
+    }
     const RECORD_FIELD& field = *place->pField;
     std::vector<BYTE> wanted(field.uSize);
     if (!WriteFieldOrExplain(field, wanted, value, error))
+    {
         return false;
+    }
     const std::span<const BYTE> actual = bytes.subspan(place->nOffset, field.uSize);
     bEqual = IsText(field) && !value.starts_with(RAW_PREFIX)
                  ? TextOf(actual) == TextOf(wanted)
@@ -370,7 +420,9 @@ bool CompareRecordField(const RECORD_DESCRIPTION& record, std::span<const BYTE> 
 std::optional<std::vector<BYTE>> ParsePayload(std::wstring_view value)
 {
     if (value.starts_with(RAW_PREFIX))
+    {
         return ParseHexBytes(value.substr(RAW_PREFIX.size()));
+    }
     const std::span<const BYTE> text(reinterpret_cast<const BYTE*>(value.data()),
                                      value.size() * sizeof(wchar_t));
     return std::vector<BYTE>(text.begin(), text.end());
@@ -386,6 +438,8 @@ std::vector<BYTE> MakeRecord(const MESSAGE_DESCRIPTION& message)
 DWORD ReadDword(std::span<const BYTE> bytes, size_t nOffset)
 {
     if (nOffset + sizeof(DWORD) > bytes.size())
+    {
         return 0;
+    }
     return ReadValue<DWORD>(bytes.subspan(nOffset, sizeof(DWORD)));
 }

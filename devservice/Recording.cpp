@@ -70,7 +70,9 @@ std::optional<RECORDED_STEP> ParseStep(const std::wstring& line, unsigned int uL
     const bool bGood = dblSeconds && dwAgent && *dwAgent > 0 && bytes && name != std::end(s_aStepNames) &&
                        bytes->empty() != name->bBytes && !(words >> surplus);
     if (!bGood)
+    {
         return std::nullopt;
+    }
     return RECORDED_STEP{uLine, *dblSeconds, name->kind, *dwAgent, *bytes};
 }
 
@@ -141,23 +143,31 @@ void CRecorder::OnEvent(const SERVICE_EVENT& event)
 {
     const std::wstring line = FormatRecordedStep(event);
     if (!line.empty())
+    {
         WriteUtf8(m_hFile.get(), line);
+    }
 }
 
 std::wstring FormatRecordedStep(const SERVICE_EVENT& event)
 {
     const std::optional<RECORDED_STEP_KIND> kind = StepOf(event);
     if (!kind)
+    {
         return {};
+    }
     std::wostringstream line;
     line.imbue(std::locale::classic());
     line << std::fixed << std::setprecision(3) << event.dblSeconds << L' ' << NameOf(*kind).pszName << L' '
          << event.uAgent;
     if (!event.bytes.empty())
+    {
         line << L' ' << HexText(event.bytes, L"");
+    }
     line << L'\n';
     if (event.pMessage != nullptr)
+    {
         line << L"# " << FormatMessage(*event.pMessage, event.bytes) << L'\n';
+    }
     return line.str();
 }
 
@@ -169,7 +179,9 @@ std::optional<std::vector<RECORDED_STEP>> ParseRecording(std::wstring_view text,
     for (unsigned int uLine = 1; std::getline(lines, line); ++uLine)
     {
         if (line.empty() || line == L"\r" || line.starts_with(L'#'))
+        {
             continue;
+        }
         std::optional<RECORDED_STEP> step = ParseStep(line, uLine);
         if (!step)
         {

@@ -32,7 +32,9 @@ void CReverseAttempts::Cancel(unsigned int uAgent)
     {
         const std::lock_guard lock(m_mutex);
         if (const auto found = m_due.find(uAgent); found != m_due.end())
+        {
             found->second = CLOCK::now();
+        }
     }
     m_changed.notify_all();
 }

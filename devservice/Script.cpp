@@ -49,9 +49,13 @@ bool CWordReader::Read(std::wstring& error)
     while (!AtEnd() && !IsBlank(m_line[m_nPosition]))
     {
         if (m_line[m_nPosition] != L'"')
+        {
             ReadPlain();
+        }
         else if (!ReadQuoted(error))
+        {
             return false;
+        }
     }
     return true;
 }
@@ -78,11 +82,17 @@ bool CWordReader::ReadQuoted(std::wstring& error)
     {
         const wchar_t ch = m_line[m_nPosition++];
         if (ch == L'"')
+        {
             return true;
+        }
         if (ch != L'\\')
+        {
             m_word.text += ch;
+        }
         else if (!ReadEscape(error))
+        {
             return false;
+        }
     }
     error = L"the closing quote is missing";
     return false;
@@ -159,7 +169,9 @@ bool SplitScriptLine(std::wstring_view line, std::vector<SCRIPT_WORD>& words, st
     for (size_t nPosition = 0; nPosition < line.size();)
     {
         if (line[nPosition] == L'#')
+        {
             break;
+        }
         if (IsBlank(line[nPosition]))
         {
             ++nPosition;
@@ -167,7 +179,9 @@ bool SplitScriptLine(std::wstring_view line, std::vector<SCRIPT_WORD>& words, st
         }
         CWordReader reader(line, nPosition);
         if (!reader.Read(error))
+        {
             return false;
+        }
         nPosition = reader.Position();
         words.push_back(std::move(reader.Word()));
     }
@@ -185,14 +199,22 @@ bool CScriptParser::AddLine(std::wstring_view line, std::wstring& error)
         return false;
     }
     if (statement.words.empty())
+    {
         return true;
+    }
     const std::wstring& command = statement.words.front().text;
     if (command == L"end")
+    {
         return CloseBlock(error);
+    }
     if (command == L"repeat")
+    {
         m_open.push_back(std::move(statement));
+    }
     else
+    {
         (m_open.empty() ? m_statements : m_open.back().body).push_back(std::move(statement));
+    }
     return true;
 }
 
@@ -227,7 +249,9 @@ bool ParseScript(std::wstring_view text, std::vector<SCRIPT_STATEMENT>& statemen
     {
         const size_t nEnd = text.find(L'\n');
         if (!parser.AddLine(text.substr(0, nEnd), error))
+        {
             return false;
+        }
         text.remove_prefix(nEnd == std::wstring_view::npos ? text.size() : nEnd + 1);
     }
     return parser.Take(statements, error);

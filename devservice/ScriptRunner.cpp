@@ -167,9 +167,13 @@ bool CScriptRunner::Check(std::span<const SCRIPT_STATEMENT> statements, std::wst
         if (name == L"repeat")
         {
             if (nWords != 1)
+            {
                 error = AtLine(statement.uLine, L"use: repeat N ... end");
+            }
             if (nWords != 1 || !Check(statement.body, error))
+            {
                 return false;
+            }
             continue;
         }
         const SCRIPT_COMMANDS::COMMAND* const pCommand = SCRIPT_COMMANDS::Find(name);
@@ -195,16 +199,22 @@ SCRIPT_RESULT CScriptRunner::Run(std::span<const SCRIPT_STATEMENT> statements)
     for (const SCRIPT_STATEMENT& statement : statements)
     {
         if (m_service.IsInterrupted())
+        {
             Fail(L"interrupted");
+        }
         else if (RunStatement(statement))
         {
             if (m_bQuit)
+            {
                 return SCRIPT_RESULT::Quit;
+            }
             continue;
         }
         // A statement inside a block has put its own line in front already.
         if (!m_bErrorHasLine)
+        {
             m_error = AtLine(statement.uLine, m_error);
+        }
         m_bErrorHasLine = true;
         return SCRIPT_RESULT::Failed;
     }
@@ -215,10 +225,14 @@ bool CScriptRunner::RunStatement(const SCRIPT_STATEMENT& statement)
 {
     const std::wstring& name = statement.words.front().text;
     if (name == L"repeat")
+    {
         return RunBlock(statement);
+    }
     std::vector<SCRIPT_WORD> words;
     if (!Expand(WORDS(statement.words).subspan(1), words))
+    {
         return false;
+    }
     return (this->*SCRIPT_COMMANDS::Find(name)->pfnRun)(words) && HasNoPromptFault();
 }
 
@@ -227,12 +241,16 @@ bool CScriptRunner::RunBlock(const SCRIPT_STATEMENT& statement)
     std::vector<SCRIPT_WORD> words;
     DWORD dwRounds = 0;
     if (!Expand(WORDS(statement.words).subspan(1), words) || !ReadNumber(words[0].text, dwRounds))
+    {
         return false;
+    }
     const unsigned int uOuterRound = m_uRound;
     for (m_uRound = 1; m_uRound <= dwRounds && !m_bQuit; ++m_uRound)
     {
         if (Run(statement.body) == SCRIPT_RESULT::Failed)
+        {
             return false;
+        }
     }
     m_uRound = uOuterRound;
     return true;
@@ -247,17 +265,29 @@ bool CScriptRunner::Fail(std::wstring_view reason)
 std::optional<std::wstring> CScriptRunner::Variable(std::wstring_view name) const
 {
     if (name == L"account")
+    {
         return AccountName();
+    }
     if (name == L"dir")
+    {
         return m_settings.programFolder;
+    }
     if (name == L"played")
+    {
         return CPlayedSession::IsModuleIn(m_settings.programFolder) ? L"1" : L"0";
+    }
     if (name == L"port")
+    {
         return std::to_wstring(m_service.GetPort());
+    }
     if (name == L"round")
+    {
         return std::to_wstring(m_uRound);
+    }
     if (name != L"session")
+    {
         return std::nullopt;
+    }
     DWORD dwSession = 0;
     ProcessIdToSessionId(GetCurrentProcessId(), &dwSession);
     return std::to_wstring(dwSession);
@@ -275,12 +305,16 @@ bool CScriptRunner::ExpandText(std::wstring_view text, std::wstring& expanded)
         }
         size_t nEnd = n + 1;
         while (nEnd < text.size() && text[nEnd] >= L'a' && text[nEnd] <= L'z')
+        {
             ++nEnd;
+        }
         const std::wstring_view name = text.substr(n + 1, nEnd - n - 1);
         const std::optional<std::wstring> value = Variable(name);
         if (!value && text.substr(n, 2) != L"$$")
+        {
             return Fail(L"unknown variable $" + std::wstring(name) +
                         L"; there are $account, $dir, $played, $port, $round, $session, and $$ for the sign");
+        }
         expanded += value.value_or(L"$");
         n = value ? nEnd - 1 : n + 1;
     }
@@ -300,7 +334,9 @@ bool CScriptRunner::ReadNumber(std::wstring_view text, DWORD& dwValue)
 {
     const std::optional<DWORD> value = ParseDword(text);
     if (!value)
+    {
         return Fail(L"not a number: " + QuotedText(text, text.size()));
+    }
     dwValue = *value;
     return true;
 }
@@ -309,7 +345,9 @@ bool CScriptRunner::ReadPort(std::wstring_view text, unsigned short& nPort)
 {
     const std::optional<unsigned short> value = ParsePort(text);
     if (!value)
+    {
         return Fail(L"not a port: " + QuotedText(text, text.size()));
+    }
     nPort = *value;
     return true;
 }
@@ -329,7 +367,9 @@ bool CScriptRunner::Listen(WORDS words)
     }
     unsigned short nPort = m_settings.nPort;
     if (!words.empty() && !ReadPort(words[0].text, nPort))
+    {
         return false;
+    }
     return m_service.Listen(nPort) ||
            Fail(SystemErrorText(L"cannot listen on port " + std::to_wstring(nPort), GetLastError()));
 }
@@ -347,7 +387,9 @@ bool CScriptRunner::Lookup(WORDS words)
     {
         unsigned short nPort = 0;
         if (!ReadPort(words[0].text, nPort))
+        {
             return false;
+        }
         lookupPort = nPort;
     }
     return m_service.OpenQueryPort(m_settings.nQueryPort, bSilent ? LOOKUP_MODE::Silent : LOOKUP_MODE::Answer,
@@ -368,7 +410,9 @@ bool CScriptRunner::Handshake(WORDS words)
     record.insert(record.end(), words.begin() + static_cast<ptrdiff_t>(nFirstField), words.end());
     std::vector<BYTE> bytes;
     if (!BuildRecord(record, bytes))
+    {
         return false;
+    }
     MSG_VERSION version = {};
     memcpy(&version, bytes.data(), sizeof(version));
     m_service.SetHandshake(version);
@@ -378,7 +422,9 @@ bool CScriptRunner::Handshake(WORDS words)
 bool CScriptRunner::Agent(WORDS words)
 {
     if (IsWord(words, 0, L"wait"))
+    {
         return AgentWait(words.subspan(1));
+    }
     if (IsWord(words, 0, L"all"))
     {
         m_target.reset();
@@ -386,7 +432,9 @@ bool CScriptRunner::Agent(WORDS words)
     }
     DWORD dwAgent = 0;
     if (!ReadNumber(words[0].text, dwAgent))
+    {
         return false;
+    }
     m_target = dwAgent;
     return true;
 }
@@ -396,12 +444,18 @@ bool CScriptRunner::AgentWait(WORDS words)
     DWORD dwMilliseconds = ARRIVAL_TIMEOUT_MS;
     DWORD dwCount = 1;
     if (!ReadMilliseconds(words, dwMilliseconds))
+    {
         return false;
+    }
     if (!words.empty() && !words[0].IsAssignment() && !ReadNumber(words[0].text, dwCount))
+    {
         return false;
+    }
     if (m_service.WaitForReadyAgents(dwCount, dwMilliseconds) != WAIT_RESULT::Met)
+    {
         return Fail(std::to_wstring(m_service.CountReadyAgents()) + L" of " + std::to_wstring(dwCount) +
                     L" agents have shaken hands within " + std::to_wstring(dwMilliseconds) + L" ms");
+    }
     m_target = dwCount;
     return true;
 }
@@ -413,9 +467,13 @@ bool CScriptRunner::Agents(WORDS)
         const AGENT_STATE state = m_service.GetAgent(u).value_or(AGENT_STATE());
         std::wstring text = state.bConnected ? L"is connected" : L"is gone";
         if (state.bReady)
+        {
             text += L", session " + std::to_wstring(state.dwSessionId);
+        }
         if (state.bFrameLost)
+        {
             text += L", frame lost";
+        }
         m_service.NoteAgent(u, text);
     }
     return true;
@@ -428,10 +486,14 @@ bool CScriptRunner::Targets(std::vector<unsigned int>& agents)
     {
         const bool bConnected = m_service.GetAgent(u).value_or(AGENT_STATE()).bConnected;
         if (m_target ? *m_target == u : bConnected)
+        {
             agents.push_back(u);
+        }
     }
     if (!agents.empty())
+    {
         return true;
+    }
     return Fail(m_target ? L"there is no agent " + std::to_wstring(*m_target) : L"no agent is connected");
 }
 
@@ -453,14 +515,22 @@ bool CScriptRunner::SetField(const MESSAGE_DESCRIPTION& message, const SCRIPT_WO
                              std::vector<BYTE>& record)
 {
     if (!word.IsAssignment() || word.bNot)
+    {
         return Fail(L"not a field=value: " + QuotedText(word.text, word.text.size()));
+    }
     if (word.Name() != PAYLOAD_FIELD)
+    {
         return SetRecordField(*message.pRecord, record, word.Name(), word.Value(), m_error);
+    }
     if (message.dwType != MSG_TYPE_CHAT_MESSAGE)
+    {
         return Fail(std::wstring(message.pszName) + L" has no payload");
+    }
     const std::optional<std::vector<BYTE>> payload = ParsePayload(word.Value());
     if (!payload)
+    {
         return Fail(L"payload=hex: takes hexadecimal bytes");
+    }
     const DWORD dwLength = static_cast<DWORD>(payload->size());
     memcpy(record.data() + offsetof(MSG_CHAT_MESSAGE, dwMessageLength), &dwLength, sizeof(dwLength));
     record.insert(record.end(), payload->begin(), payload->end());
@@ -472,7 +542,9 @@ bool CScriptRunner::BuildRecord(WORDS words, std::vector<BYTE>& record)
     const std::wstring& name = words[0].text;
     const MESSAGE_DESCRIPTION* const pMessage = FindMessageByName(name, MESSAGE_FROM_SERVICE);
     if (pMessage == nullptr)
+    {
         return Fail(L"unknown message " + QuotedText(name, name.size()));
+    }
     record = MakeRecord(*pMessage);
     return std::all_of(words.begin() + 1, words.end(),
                        [&](const SCRIPT_WORD& word) { return SetField(*pMessage, word, record); });
@@ -488,7 +560,9 @@ bool CScriptRunner::Raw(WORDS words)
 {
     std::wstring digits;
     for (const SCRIPT_WORD& word : words)
+    {
         digits += word.text + L' ';
+    }
     const std::optional<std::vector<BYTE>> bytes = ParseHexBytes(digits);
     return bytes ? SendToTargets(*bytes) : Fail(L"raw takes hexadecimal bytes");
 }
@@ -497,9 +571,13 @@ bool CScriptRunner::Forget(WORDS)
 {
     std::vector<unsigned int> agents;
     if (!Targets(agents))
+    {
         return false;
+    }
     for (const unsigned int uAgent : agents)
+    {
         m_service.ForgetPending(uAgent);
+    }
     return true;
 }
 
@@ -507,7 +585,9 @@ bool CScriptRunner::Wait(WORDS words)
 {
     DWORD dwMilliseconds = INFINITE;
     if (!IsWord(words, 0, L"forever") && !ReadNumber(words[0].text, dwMilliseconds))
+    {
         return false;
+    }
     return m_service.Pause(dwMilliseconds) != WAIT_RESULT::Interrupted || Fail(L"interrupted");
 }
 
@@ -515,7 +595,9 @@ bool CScriptRunner::Say(WORDS words)
 {
     std::wstring text;
     for (const SCRIPT_WORD& word : words)
+    {
         text += (text.empty() ? L"" : L" ") + word.text;
+    }
     m_service.Note(text);
     return true;
 }
@@ -525,14 +607,20 @@ bool CScriptRunner::Mark(WORDS words)
     const std::wstring& name = words[0].text;
     m_service.Note(L"[mark " + name + L"]");
     if (m_settings.marksFolder.empty())
+    {
         return true;
+    }
     const std::wstring done = m_settings.marksFolder + L"\\" + name + L".done";
     for (DWORD dwWaited = 0; dwWaited < MARK_TIMEOUT_MS; dwWaited += MARK_LOOK_MS)
     {
         if (GetFileAttributesW(done.c_str()) != INVALID_FILE_ATTRIBUTES)
+        {
             return true;
+        }
         if (m_service.Pause(MARK_LOOK_MS) == WAIT_RESULT::Interrupted)
+        {
             return Fail(L"interrupted");
+        }
     }
     return Fail(L"nobody made " + done);
 }
@@ -541,7 +629,9 @@ bool CScriptRunner::Quit(WORDS words)
 {
     DWORD dwCode = 0;
     if (!words.empty() && !ReadNumber(words[0].text, dwCode))
+    {
         return false;
+    }
     m_nExitCode = static_cast<int>(dwCode);
     m_bQuit = true;
     return true;

@@ -71,7 +71,9 @@ bool CScriptRunner::ReadSwitch(WORDS words, size_t nIndex, bool& bOn)
 bool CScriptRunner::Connect(WORDS words)
 {
     if (words[0].IsAssignment())
+    {
         return Fail(L"connect needs a name first, not " + words[0].text);
+    }
     std::vector<SCRIPT_WORD> fields = {MakeAssignment(L"szClientName", words[0].text)};
     std::transform(words.begin() + 1, words.end(), std::back_inserter(fields), WithFullName);
     const RECORD_EDIT edit = FieldEdit(MSG_TYPE_TRAYICON_CONNECT_NOTIFY, fields);
@@ -83,8 +85,10 @@ bool CScriptRunner::Disconnect(WORDS words)
     const std::wstring& name = words[0].text;
     const RECORD_EDIT edit = FieldEdit(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, words.subspan(1));
     if (IsWord(words, 0, L"all"))
+    {
         return ForEachTarget(
             [&](unsigned int uAgent) { return m_keeper.DisconnectAll(uAgent, edit, m_error); });
+    }
     return ForEachTarget(
         [&](unsigned int uAgent) { return m_keeper.Disconnect(uAgent, name, edit, m_error); });
 }
@@ -128,7 +132,9 @@ bool CScriptRunner::Answers(WORDS words)
 {
     bool bOn = false;
     if (!ReadSwitch(words, 0, bOn))
+    {
         return false;
+    }
     m_keeper.SetAnswers(bOn);
     return true;
 }
@@ -138,9 +144,13 @@ bool CScriptRunner::Marker(WORDS words)
     const bool bOti = IsWord(words, 0, L"oti");
     bool bOn = false;
     if (!bOti && !IsWord(words, 0, L"local"))
+    {
         return Fail(L"not local or oti: " + QuotedText(words[0].text, words[0].text.size()));
+    }
     if (!ReadSwitch(words, 1, bOn))
+    {
         return false;
+    }
     m_keeper.SetMarker(bOti, bOn);
     return true;
 }
@@ -149,10 +159,14 @@ bool CScriptRunner::Reconfigure(WORDS words)
 {
     bool bOn = false;
     if (!ReadSwitch(words, 0, bOn))
+    {
         return false;
+    }
     if (!bOn)
+    {
         return words.size() == 1 ? Send(MakeMessage(L"SERVER_RECONFIGURE"))
                                  : Fail(L"reconfigure off takes no text");
+    }
     const std::wstring text = words.size() > 1 ? words[1].text : std::wstring();
     return Send(MakeMessage(L"SERVER_RECONFIGURE",
                             {MakeAssignment(L"bReconfiguring", L"1"), MakeAssignment(L"szMessage", text)}));
@@ -177,7 +191,9 @@ bool CScriptRunner::Reverse(WORDS words)
         std::find_if(std::begin(s_aReverseNames), std::end(s_aReverseNames),
                      [words](const REVERSE_NAME& known) { return IsWord(words, 0, known.name); });
     if (found == std::end(s_aReverseNames))
+    {
         return Fail(L"not wait, close-wait or finished: " + QuotedText(words[0].text, words[0].text.size()));
+    }
     const RECORD_EDIT edit = FieldEdit(MSG_TYPE_REVERSE_CONNECTION, words.subspan(1));
     return ForEachTarget(
         [&](unsigned int uAgent) { return m_keeper.SendReverse(uAgent, found->code, edit, m_error); });
@@ -210,7 +226,9 @@ bool CScriptRunner::PlayedSession(WORDS words)
 {
     const bool bLocked = IsWord(words, 0, L"locked");
     if (!bLocked && !IsWord(words, 0, L"unlocked"))
+    {
         return Fail(L"not locked or unlocked: " + QuotedText(words[0].text, words[0].text.size()));
+    }
     // Noted first: the agents' reports may be there before the call returns.
     m_service.Note(bLocked ? L"the session is played: locked" : L"the session is played: unlocked");
     return m_playedSession.SetLocked(bLocked) ||

@@ -45,11 +45,17 @@ bool IsPrompt(SERVICE_EVENT_KIND kind)
 std::wstring Speaker(const SERVICE_EVENT& event)
 {
     if (IsQuery(event.kind))
+    {
         return L"query";
+    }
     if (event.uPrompt != 0)
+    {
         return L"prompt " + std::to_wstring(event.uPrompt);
+    }
     if (event.uAgent == 0)
+    {
         return L"service";
+    }
     return L"agent " + std::to_wstring(event.uAgent);
 }
 
@@ -58,7 +64,9 @@ std::wstring RawText(std::span<const BYTE> bytes)
     std::wstring text = std::to_wstring(bytes.size()) + L" raw bytes: ";
     text += HexText(bytes.subspan(0, std::min(bytes.size(), SHOWN_RAW_BYTES)), L" ");
     if (bytes.size() > SHOWN_RAW_BYTES)
+    {
         text += L" ...";
+    }
     return text;
 }
 
@@ -66,7 +74,9 @@ std::wstring DatagramText(const SERVICE_EVENT& event)
 {
     std::wstring text = event.text + L' ';
     if (event.pRecord == nullptr)
+    {
         return text + RawText(event.bytes);
+    }
     text.append(event.pRecord->pszName).append(L" (");
     text += std::to_wstring(event.bytes.size()) + L" bytes) ";
     return text + FormatRecord(*event.pRecord, event.bytes);
@@ -75,11 +85,17 @@ std::wstring DatagramText(const SERVICE_EVENT& event)
 std::wstring What(const SERVICE_EVENT& event)
 {
     if (event.pMessage != nullptr)
+    {
         return FormatMessage(*event.pMessage, event.bytes);
+    }
     if (IsQuery(event.kind) || IsPrompt(event.kind))
+    {
         return DatagramText(event);
+    }
     if (event.kind == SERVICE_EVENT_KIND::RawSent || event.kind == SERVICE_EVENT_KIND::RawReceived)
+    {
         return RawText(event.bytes);
+    }
     return event.text;
 }
 } // namespace

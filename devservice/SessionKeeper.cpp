@@ -28,7 +28,9 @@ bool EditRecord(Record& record, const RECORD_EDIT& edit)
     const std::span<const BYTE> image = BytesOf(record);
     std::vector<BYTE> bytes(image.begin(), image.end());
     if (!edit(bytes))
+    {
         return false;
+    }
     memcpy(&record, bytes.data(), sizeof(record));
     return true;
 }
@@ -55,7 +57,9 @@ std::wstring JoinNames(const std::vector<MSG_TRAYICON_CONNECT>& viewers, std::ws
     for (const MSG_TRAYICON_CONNECT& viewer : viewers)
     {
         if (&viewer != viewers.data())
+        {
             names += separator;
+        }
         names += NameOf(viewer);
     }
     return names;
@@ -102,7 +106,9 @@ CSessionKeeper::~CSessionKeeper()
 bool CSessionKeeper::Send(unsigned int uAgent, std::span<const BYTE> record, std::wstring& error)
 {
     if (m_service.Send(uAgent, record))
+    {
         return true;
+    }
     error = AgentName(uAgent) + L" is gone or takes nothing";
     return false;
 }
@@ -117,14 +123,18 @@ bool CSessionKeeper::Connect(unsigned int uAgent, const RECORD_EDIT& edit, std::
     viewer.dwConnectCount = static_cast<DWORD>(viewers.size()) + 1;
     viewer.dwClientId = ++m_dwLastClientId;
     if (!EditRecord(viewer, edit))
+    {
         return false;
+    }
     if (FindViewer(viewers, NameOf(viewer)) != viewers.end())
     {
         error = AgentName(uAgent) + L" has a viewer " + Quoted(NameOf(viewer)) + L" already";
         return false;
     }
     if (!Send(uAgent, BytesOf(viewer), error))
+    {
         return false;
+    }
     viewers.push_back(viewer);
     MarkViewers();
     return true;
@@ -137,7 +147,9 @@ bool CSessionKeeper::Disconnect(unsigned int uAgent, std::wstring_view name, con
     const std::vector<MSG_TRAYICON_CONNECT>& viewers = m_sessions[uAgent].viewers;
     const auto found = FindViewer(viewers, name);
     if (found != viewers.end())
+    {
         return RemoveViewer(uAgent, static_cast<size_t>(std::distance(viewers.begin(), found)), edit, error);
+    }
     error = NoSuchViewer(uAgent, viewers, name);
     return false;
 }
@@ -148,7 +160,9 @@ bool CSessionKeeper::DisconnectAll(unsigned int uAgent, const RECORD_EDIT& edit,
     while (!m_sessions[uAgent].viewers.empty())
     {
         if (!RemoveViewer(uAgent, 0, edit, error))
+        {
             return false;
+        }
     }
     return true;
 }
@@ -161,7 +175,9 @@ bool CSessionKeeper::RemoveViewer(unsigned int uAgent, size_t nViewer, const REC
     record.dwType = MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY;
     record.dwConnectCount = static_cast<DWORD>(viewers.size()) - 1;
     if (!EditRecord(record, edit) || !Send(uAgent, BytesOf(record), error))
+    {
         return false;
+    }
     viewers.erase(viewers.begin() + static_cast<ptrdiff_t>(nViewer));
     MarkViewers();
     return true;
@@ -196,7 +212,9 @@ bool CSessionKeeper::SendSettings(unsigned int uAgent, bool bUpdate, const RECOR
     MSG_TRAYICON_SETTINGS settings = session.settings;
     settings.dwType = bUpdate ? MSG_TYPE_TRAYICON_SETTINGS_UPDATE : MSG_TYPE_TRAYICON_SETTINGS;
     if (!EditRecord(settings, edit) || !Send(uAgent, BytesOf(settings), error))
+    {
         return false;
+    }
     session.settings = settings;
     session.bSettingsSent = session.bSettingsSent || !bUpdate;
     return true;
@@ -209,7 +227,9 @@ bool CSessionKeeper::SendAddresses(unsigned int uAgent, const RECORD_EDIT& edit,
     MSG_TRAYICON_IP_ADDRESSES addresses = session.addresses;
     addresses.dwType = MSG_TYPE_TRAYICON_IP_ADDRESSES;
     if (!EditRecord(addresses, edit) || !Send(uAgent, BytesOf(addresses), error))
+    {
         return false;
+    }
     session.addresses = addresses;
     return true;
 }
@@ -218,7 +238,9 @@ bool CSessionKeeper::SendReverse(unsigned int uAgent, REVERSE_CODE code, const R
                                  std::wstring& error)
 {
     if (code == REVERSE_CODE_FINISHED)
+    {
         m_attempts.Forget(uAgent); // it isn't to end twice
+    }
     const std::lock_guard lock(m_mutex);
     MSG_REVERSE_CONNECTION record = m_sessions[uAgent].reverse;
     record.dwType = MSG_TYPE_REVERSE_CONNECTION;
@@ -254,9 +276,13 @@ void CSessionKeeper::SetMarker(bool bOti, bool bSet)
     const std::lock_guard lock(m_mutex);
     std::unique_ptr<CSimultanousSessionMutex>& pMarker = bOti ? m_pOtiMarker : m_pLocalMarker;
     if (!bSet)
+    {
         pMarker.reset();
+    }
     else if (pMarker == nullptr)
+    {
         pMarker = std::make_unique<CSimultanousSessionMutex>(bOti);
+    }
 }
 
 void CSessionKeeper::OnRecord(unsigned int uAgent, const AGENT_RECORD& record)
@@ -264,7 +290,9 @@ void CSessionKeeper::OnRecord(unsigned int uAgent, const AGENT_RECORD& record)
     std::wstring error;
     KeepReverse(uAgent, record);
     if (m_bAnswers && !Answer(uAgent, record, error))
+    {
         m_service.NoteAgent(uAgent, L"not answered: " + error);
+    }
 }
 
 bool CSessionKeeper::Answer(unsigned int uAgent, const AGENT_RECORD& record, std::wstring& error)
@@ -292,11 +320,15 @@ bool CSessionKeeper::Answer(unsigned int uAgent, const AGENT_RECORD& record, std
 void CSessionKeeper::KeepReverse(unsigned int uAgent, const AGENT_RECORD& record)
 {
     if (record.pMessage->dwType != MSG_TYPE_REVERSE_CONNECTION)
+    {
         return;
+    }
     MSG_REVERSE_CONNECTION request = {};
     memcpy(&request, record.bytes.data(), sizeof(request));
     if (request.dwReverseCode != REVERSE_CODE_CONNECT)
+    {
         return;
+    }
     SecureZeroMemory(request.szProxySecret, sizeof(request.szProxySecret));
     const std::lock_guard lock(m_mutex);
     m_sessions[uAgent].reverse = request;
@@ -307,9 +339,13 @@ bool CSessionKeeper::AnswerReverse(unsigned int uAgent, std::span<const BYTE> re
 {
     const DWORD dwCode = ReadDword(record, offsetof(MSG_REVERSE_CONNECTION, dwReverseCode));
     if (dwCode == REVERSE_CODE_CANCEL)
+    {
         m_attempts.Cancel(uAgent);
+    }
     if (dwCode != REVERSE_CODE_CONNECT)
+    {
         return true;
+    }
     m_attempts.Begin(uAgent); // before anybody can know of it, and end it
     return SendReverse(uAgent, REVERSE_CODE_SHOW_WAIT, LeaveAsItIs, error);
 }
@@ -327,7 +363,9 @@ void CSessionKeeper::EndReverse(unsigned int uAgent)
     std::wstring error;
     if (!SendReverse(uAgent, REVERSE_CODE_CLOSE_WAIT, LeaveAsItIs, error) ||
         !SendReverse(uAgent, REVERSE_CODE_FINISHED, succeed, error))
+    {
         m_service.NoteAgent(uAgent, L"not answered: " + error);
+    }
 }
 
 // An agent that waits for its first settings is content with nothing else; later ones are not to announce
@@ -376,7 +414,11 @@ void CSessionKeeper::MarkViewers()
     const bool bAnybody = std::any_of(m_sessions.begin(), m_sessions.end(),
                                       [](const auto& session) { return !session.second.viewers.empty(); });
     if (!bAnybody)
+    {
         m_pViewersMarker.reset();
+    }
     else if (m_pViewersMarker == nullptr)
+    {
         m_pViewersMarker = std::make_unique<CSimultanousSessionMutex>(false);
+    }
 }

@@ -34,14 +34,18 @@ CWinsockUse::CWinsockUse()
 CWinsockUse::~CWinsockUse()
 {
     if (m_bStarted)
+    {
         WSACleanup();
+    }
 }
 
 CSocketHandle OpenLoopbackSocket(int nType, unsigned short nPort, int nFamily)
 {
     CSocketHandle hSocket(socket(nFamily, nType, 0));
     if (!hSocket)
+    {
         return hSocket;
+    }
     // Nobody else may take over a port on which agents look for their service.
     const BOOL bExclusive = TRUE;
     setsockopt(hSocket.get(), SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&bExclusive),
@@ -51,7 +55,9 @@ CSocketHandle OpenLoopbackSocket(int nType, unsigned short nPort, int nFamily)
         SetNonBlocking(hSocket.get()) &&
         (nType != SOCK_STREAM || listen(hSocket.get(), SOMAXCONN) != SOCKET_ERROR);
     if (!bOpen)
+    {
         hSocket.reset();
+    }
     return hSocket;
 }
 
@@ -59,7 +65,9 @@ unsigned short BoundPort(SOCKET hSocket)
 {
     END_POINT own;
     if (getsockname(hSocket, reinterpret_cast<sockaddr*>(&own.address), &own.cbAddress) == SOCKET_ERROR)
+    {
         return 0;
+    }
     return PortOf(own);
 }
 

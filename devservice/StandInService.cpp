@@ -20,10 +20,14 @@ const MESSAGE_DESCRIPTION* DescribeWholeRecord(std::span<const BYTE> bytes, MESS
 {
     const MESSAGE_DESCRIPTION* const pMessage = FindMessageDescription(ReadDword(bytes, 0), direction);
     if (pMessage == nullptr || bytes.size() < pMessage->pRecord->uSize)
+    {
         return nullptr;
+    }
     size_t nSize = pMessage->pRecord->uSize;
     if (pMessage->dwType == MSG_TYPE_CHAT_MESSAGE)
+    {
         nSize += ReadDword(bytes, offsetof(MSG_CHAT_MESSAGE, dwMessageLength));
+    }
     return bytes.size() == nSize ? pMessage : nullptr;
 }
 
@@ -43,9 +47,13 @@ bool SendAll(SOCKET hSocket, std::span<const BYTE> bytes)
         const int cb = send(hSocket, reinterpret_cast<const char*>(bytes.data()),
                             static_cast<int>(std::min(bytes.size(), nMost)), 0);
         if (cb != SOCKET_ERROR)
+        {
             bytes = bytes.subspan(static_cast<size_t>(cb));
+        }
         else if (WSAGetLastError() != WSAEWOULDBLOCK || !WaitWritable(hSocket))
+        {
             return false;
+        }
     }
     return true;
 }
@@ -65,7 +73,9 @@ CSocketHandle OpenWakeSocket()
     int cbAddress = sizeof(address);
     if (getsockname(hSocket.get(), reinterpret_cast<sockaddr*>(&address), &cbAddress) == SOCKET_ERROR ||
         connect(hSocket.get(), reinterpret_cast<const sockaddr*>(&address), cbAddress) == SOCKET_ERROR)
+    {
         hSocket.reset();
+    }
     return hSocket;
 }
 
@@ -73,7 +83,9 @@ void DrainWakeSocket(SOCKET hSocket)
 {
     char achBytes[16];
     while (recv(hSocket, achBytes, sizeof(achBytes), 0) > 0)
+    {
         continue;
+    }
 }
 
 MSG_VERSION DefaultHandshake()
@@ -143,7 +155,9 @@ bool CStandInService::Listen(unsigned short nPort)
     StopListening();
     CSocketHandle hListener = OpenLoopbackSocket(SOCK_STREAM, nPort);
     if (!hListener)
+    {
         return false;
+    }
     const unsigned short nBound = BoundPort(hListener.get());
     {
         const std::lock_guard lock(m_mutex);
@@ -161,7 +175,9 @@ void CStandInService::StopListening()
     {
         const std::lock_guard lock(m_mutex);
         if (!m_hListener)
+        {
             return;
+        }
         m_hListener.reset();
         uPolls = m_uPolls;
     }
@@ -174,7 +190,9 @@ void CStandInService::StopListening()
 void CStandInService::AwaitPollAfter(unsigned int uPolls)
 {
     if (std::this_thread::get_id() == m_thread.get_id())
+    {
         return; // it doesn't poll now
+    }
     std::unique_lock lock(m_mutex);
     m_changed.wait_for(lock, std::chrono::milliseconds(POLL_END_MS),
                        [this, uPolls] { return m_bStopping || m_uPolls != uPolls; });
@@ -196,7 +214,9 @@ bool CStandInService::OpenQueryPort(unsigned short nPort, LOOKUP_MODE mode,
         {
             m_queryPort.Close();
             if (!m_queryPort.Open(nPort))
+            {
                 return false;
+            }
         }
         m_lookupMode = mode;
         m_lookupPort = lookupPort;
@@ -212,7 +232,9 @@ void CStandInService::CloseQueryPort()
     {
         const std::lock_guard lock(m_queryMutex);
         if (m_queryPort.GetPort() == 0)
+        {
             return;
+        }
         m_queryPort.Close();
     }
     Wake();
@@ -266,7 +288,9 @@ std::optional<AGENT_STATE> CStandInService::GetAgent(unsigned int uAgent) const
 {
     const std::shared_ptr<AGENT> pAgent = FindAgent(uAgent);
     if (!pAgent)
+    {
         return std::nullopt;
+    }
     const std::lock_guard lock(m_mutex);
     return pAgent->state;
 }
@@ -292,13 +316,17 @@ bool CStandInService::SendTo(AGENT& agent, std::span<const BYTE> bytes)
 {
     const std::lock_guard lock(agent.sendMutex);
     if (!agent.hSocket)
+    {
         return false;
+    }
     SERVICE_EVENT event;
     event.uAgent = agent.uNumber;
     event.bytes = bytes;
     event.pMessage = DescribeWholeRecord(bytes, MESSAGE_FROM_SERVICE);
     if (event.pMessage == nullptr)
+    {
         event.pMessage = DescribeWholeRecord(bytes, MESSAGE_FROM_AGENT);
+    }
     event.kind = event.pMessage != nullptr ? SERVICE_EVENT_KIND::RecordSent : SERVICE_EVENT_KIND::RawSent;
     // Logged first: the answer may be there before send returns.
     Emit(event);
@@ -311,12 +339,16 @@ WAIT_RESULT CStandInService::TakeRecord(unsigned int uAgent,
 {
     const std::shared_ptr<AGENT> pAgent = FindAgent(uAgent);
     if (!pAgent)
+    {
         return WAIT_RESULT::AgentGone;
+    }
     return WaitFor(
         [&] {
             const auto found = std::find_if(pAgent->pending.begin(), pAgent->pending.end(), accept);
             if (found == pAgent->pending.end())
+            {
                 return pAgent->state.bConnected ? WAIT_RESULT::TimedOut : WAIT_RESULT::AgentGone;
+            }
             record = std::move(*found);
             pAgent->nPendingBytes -= record.bytes.size();
             pAgent->pending.erase(found);
@@ -329,7 +361,9 @@ std::vector<AGENT_RECORD> CStandInService::GetPending(unsigned int uAgent) const
 {
     const std::shared_ptr<AGENT> pAgent = FindAgent(uAgent);
     if (!pAgent)
+    {
         return {};
+    }
     const std::lock_guard lock(m_mutex);
     return {pAgent->pending.begin(), pAgent->pending.end()};
 }
@@ -338,7 +372,9 @@ void CStandInService::ForgetPending(unsigned int uAgent)
 {
     const std::shared_ptr<AGENT> pAgent = FindAgent(uAgent);
     if (!pAgent)
+    {
         return;
+    }
     const std::lock_guard lock(m_mutex);
     pAgent->pending.clear();
     pAgent->nPendingBytes = 0;
@@ -348,7 +384,9 @@ void CStandInService::CloseAgent(unsigned int uAgent)
 {
     const std::shared_ptr<AGENT> pAgent = FindAgent(uAgent);
     if (!pAgent)
+    {
         return;
+    }
     {
         const std::lock_guard lock(m_mutex);
         pAgent->bCloseAsked = true;
@@ -360,7 +398,9 @@ WAIT_RESULT CStandInService::WaitForClose(unsigned int uAgent, DWORD dwMilliseco
 {
     const std::shared_ptr<AGENT> pAgent = FindAgent(uAgent);
     if (!pAgent)
+    {
         return WAIT_RESULT::Met;
+    }
     return WaitFor([&pAgent] { return pAgent->state.bConnected ? WAIT_RESULT::TimedOut : WAIT_RESULT::Met; },
                    dwMilliseconds);
 }
@@ -412,22 +452,32 @@ void CStandInService::Run()
         {
             const std::lock_guard lock(m_mutex);
             if (m_bStopping)
+            {
                 break;
+            }
             hListener = m_hListener.get();
             agents = m_agents;
         }
         for (const SOCKET hSocket : {hQuery, hListener})
         {
             if (hSocket != INVALID_SOCKET)
+            {
                 polls.push_back(ReadPoll(hSocket));
+            }
         }
         for (const SOCKET hPrompt : m_prompts.GetSockets())
+        {
             polls.push_back(ReadPoll(hPrompt));
+        }
         std::erase_if(agents, [](const auto& pAgent) { return !pAgent->hSocket; });
         for (const auto& pAgent : agents)
+        {
             polls.push_back(ReadPoll(pAgent->hSocket.get()));
+        }
         if (WSAPoll(polls.data(), static_cast<ULONG>(polls.size()), -1) == SOCKET_ERROR)
+        {
             break;
+        }
         {
             const std::lock_guard lock(m_mutex);
             ++m_uPolls;
@@ -438,7 +488,9 @@ void CStandInService::Run()
         {
             const std::lock_guard lock(m_queryMutex);
             if (m_queryPort.GetSocket() != INVALID_SOCKET)
+            {
                 m_queryPort.OnReadable();
+            }
         }
         m_prompts.OnReadable();
         AcceptAgents();
@@ -446,18 +498,24 @@ void CStandInService::Run()
         for (size_t n = 0; n < agents.size(); ++n)
         {
             if (polls[nFirstAgent + n].revents != 0)
+            {
                 OnAgentReadable(agents[n]);
+            }
             bool bCloseAsked = false;
             {
                 const std::lock_guard lock(m_mutex);
                 bCloseAsked = agents[n]->bCloseAsked;
             }
             if (bCloseAsked)
+            {
                 EndAgent(*agents[n], true);
+            }
         }
     }
     for (const auto& pAgent : m_agents)
+    {
         EndAgent(*pAgent, true);
+    }
 }
 
 void CStandInService::AcceptAgents()
@@ -468,10 +526,14 @@ void CStandInService::AcceptAgents()
         {
             const std::lock_guard lock(m_mutex);
             if (m_hListener)
+            {
                 hAccepted = accept(m_hListener.get(), nullptr, nullptr);
+            }
         }
         if (hAccepted == INVALID_SOCKET)
+        {
             return;
+        }
         AddAgent(hAccepted);
     }
 }
@@ -494,21 +556,29 @@ void CStandInService::AddAgent(SOCKET hSocket)
     }
     EmitAgent(SERVICE_EVENT_KIND::AgentConnected, pAgent->uNumber, L"connected");
     if (handshake)
+    {
         SendTo(*pAgent,
                std::span<const BYTE>(reinterpret_cast<const BYTE*>(&*handshake), sizeof(*handshake)));
+    }
     m_changed.notify_all();
 }
 
 void CStandInService::OnAgentReadable(const std::shared_ptr<AGENT>& pAgent)
 {
     if (!pAgent->hSocket)
+    {
         return;
+    }
     const bool bOpen = TakeBytes(*pAgent);
     AGENT_RECORD record = {};
     while (pAgent->framer.Next(record.bytes, record.pMessage) != FRAME_RESULT::NeedMore)
+    {
         OnAgentRecord(*pAgent, std::exchange(record, {}));
+    }
     if (!bOpen)
+    {
         EndAgent(*pAgent, false);
+    }
 }
 
 bool CStandInService::TakeBytes(AGENT& agent)
@@ -517,7 +587,9 @@ bool CStandInService::TakeBytes(AGENT& agent)
     const int cb =
         recv(agent.hSocket.get(), reinterpret_cast<char*>(buffer.data()), static_cast<int>(buffer.size()), 0);
     if (cb == SOCKET_ERROR)
+    {
         return WSAGetLastError() == WSAEWOULDBLOCK;
+    }
     agent.framer.Append(std::span<const BYTE>(buffer.data(), static_cast<size_t>(cb)));
     return cb > 0;
 }
@@ -533,15 +605,21 @@ void CStandInService::OnAgentRecord(AGENT& agent, AGENT_RECORD record)
     Emit(event);
     const bool bFirstLoss = record.pMessage == nullptr && !agent.state.bFrameLost;
     if (bFirstLoss)
+    {
         NoteAgent(agent.uNumber, L"unknown type " + std::to_wstring(ReadDword(record.bytes, 0)) +
                                      L": the frame is lost, all that follows is raw");
+    }
     if (record.pMessage != nullptr && record.pMessage->dwType == MSG_TYPE_VERSION)
+    {
         OnHandshakeAnswer(agent, record.bytes);
+    }
     if (record.pMessage != nullptr)
     {
         const std::lock_guard lock(m_responderMutex);
         if (m_responder.onRecord)
+        {
             m_responder.onRecord(agent.uNumber, record);
+        }
     }
     {
         const std::lock_guard lock(m_mutex);
@@ -576,7 +654,9 @@ void CStandInService::EndAgent(AGENT& agent, bool bByService)
     {
         const std::lock_guard lock(agent.sendMutex);
         if (!agent.hSocket)
+        {
             return;
+        }
         shutdown(agent.hSocket.get(), SD_SEND);
         agent.hSocket.reset();
     }
@@ -586,12 +666,16 @@ void CStandInService::EndAgent(AGENT& agent, bool bByService)
     event.bByService = bByService;
     event.text = bByService ? L"closed by the service" : L"closed by the agent";
     if (agent.framer.Pending() > 0)
+    {
         event.text += L", within a record";
+    }
     Emit(event);
     {
         const std::lock_guard lock(m_responderMutex);
         if (m_responder.onGone)
+        {
             m_responder.onGone(agent.uNumber);
+        }
     }
     {
         const std::lock_guard lock(m_mutex);
@@ -604,7 +688,9 @@ std::shared_ptr<CStandInService::AGENT> CStandInService::FindAgent(unsigned int 
 {
     const std::lock_guard lock(m_mutex);
     if (uAgent == 0 || uAgent > m_agents.size())
+    {
         return nullptr;
+    }
     return m_agents[uAgent - 1];
 }
 
@@ -617,15 +703,25 @@ WAIT_RESULT CStandInService::WaitFor(const std::function<WAIT_RESULT()>& test, D
     {
         const WAIT_RESULT result = test();
         if (result != WAIT_RESULT::TimedOut)
+        {
             return result;
+        }
         if (IsInterrupted())
+        {
             return WAIT_RESULT::Interrupted;
+        }
         if (!bTimeLeft)
+        {
             return WAIT_RESULT::TimedOut;
+        }
         if (dwMilliseconds == INFINITE)
+        {
             m_changed.wait(lock);
+        }
         else
+        {
             bTimeLeft = m_changed.wait_until(lock, deadline) == std::cv_status::no_timeout;
+        }
     }
 }
 
@@ -634,7 +730,9 @@ void CStandInService::Emit(SERVICE_EVENT& event)
     const std::lock_guard lock(m_sinkMutex);
     event.dblSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
     for (const SERVICE_EVENT_SINK& sink : m_sinks)
+    {
         sink(event);
+    }
 }
 
 void CStandInService::EmitAgent(SERVICE_EVENT_KIND kind, unsigned int uAgent, std::wstring text)

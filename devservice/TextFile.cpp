@@ -9,14 +9,18 @@ std::optional<std::string> ReadWholeFile(const std::wstring& path)
     const CFileHandle hFile(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                         FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!hFile)
+    {
         return std::nullopt;
+    }
     std::string contents;
     char achPart[4096];
     DWORD cbRead = 0;
     while (ReadFile(hFile.get(), achPart, sizeof(achPart), &cbRead, nullptr))
     {
         if (cbRead == 0)
+        {
             return contents;
+        }
         contents.append(achPart, cbRead);
     }
     return std::nullopt;
@@ -56,9 +60,13 @@ std::wstring SystemErrorText(std::wstring_view what, DWORD dwError)
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
     if (FormatMessageW(dwFlags, nullptr, dwError, 0, reinterpret_cast<wchar_t*>(reason.put()), 0, nullptr) ==
         0)
+    {
         return text + L"error " + std::to_wstring(dwError);
+    }
     text += reason.get();
     while (!text.empty() && iswspace(text.back()))
+    {
         text.pop_back();
+    }
     return text;
 }

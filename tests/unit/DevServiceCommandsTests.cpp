@@ -108,7 +108,9 @@ class NoticeWindow
         std::vector<WPARAM> notices;
         MSG message = {};
         while (PeekMessageW(&message, m_hWnd, WM_WTSSESSION_CHANGE, WM_WTSSESSION_CHANGE, PM_REMOVE))
+        {
             notices.push_back(message.wParam);
+        }
         return notices;
     }
 
@@ -125,7 +127,9 @@ bool ReadPlayedSession(SESSION_SCRIPT& script)
     const void* const pView =
         hMapping ? MapViewOfFile(hMapping.get(), FILE_MAP_READ, 0, 0, sizeof(script)) : nullptr;
     if (pView == nullptr)
+    {
         return false;
+    }
     memcpy(&script, pView, sizeof(script));
     return UnmapViewOfFile(pView) != FALSE;
 }
@@ -205,7 +209,9 @@ TEST_F(DevServiceCommands, DisconnectAllLetsThemLeaveInTheOrderTheyCame)
     ExpectHeld(L"disconnect all\nconnect Alice\nconnect Bob\nconnect \"all\"\ndisconnect \"all\"\n"
                L"disconnect all dwConnectionType=0");
     for (DWORD dwCount = 1; dwCount <= 3; ++dwCount)
+    {
         EXPECT_EQ(Received<MSG_TRAYICON_CONNECT>(*pAgent).dwConnectCount, dwCount);
+    }
     ExpectConnect(*pAgent, MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, L"all", 2);
     ExpectConnect(*pAgent, MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, L"Alice", 1);
     ExpectConnect(*pAgent, MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, L"Bob", 0);
@@ -234,10 +240,14 @@ TEST_F(DevServiceCommands, ListThatIsTooLongIsCutWithinItsField)
     constexpr DWORD dwViewers = 20;
     std::wstring script;
     for (DWORD dwViewer = 0; dwViewer < dwViewers; ++dwViewer)
+    {
         script += L"connect \"" + std::wstring(cchLongest, static_cast<wchar_t>(L'a' + dwViewer)) + L"\"\n";
+    }
     ExpectHeld(script + L"list");
     for (DWORD dwViewer = 0; dwViewer < dwViewers; ++dwViewer)
+    {
         Received<MSG_TRAYICON_CONNECT>(*pAgent);
+    }
     const auto list = Received<MSG_TRAYICON_CONNECT_NOTIFY_ALL>(*pAgent);
     EXPECT_EQ(list.dwClientCount, dwViewers);
     EXPECT_EQ(FixedText(list.szClientList).size(), std::size(list.szClientList) - 1);
@@ -490,7 +500,9 @@ TEST_F(DevServiceCommands, AnswersAndChangesNeverOvertakeEachOther)
         MSG_TRAYICON_CONNECT_NOTIFY_ALL request = {};
         request.dwType = MSG_TYPE_TRAYICON_CONNECT_NOTIFY_ALL;
         for (DWORD dwRequest = 0; dwRequest < dwRequests; ++dwRequest)
+        {
             EXPECT_TRUE(pAgent->Send(BytesOf(request)));
+        }
     });
     std::thread reader([&pAgent] {
         DWORD dwTold = 0;
@@ -508,8 +520,10 @@ TEST_F(DevServiceCommands, AnswersAndChangesNeverOvertakeEachOther)
                 ++dwLists;
             }
             else
+            {
                 memcpy(&dwTold, rest.data() + offsetof(MSG_TRAYICON_CONNECT, dwConnectCount) - sizeof(dwType),
                        sizeof(dwTold));
+            }
         }
     });
     ExpectHeld(L"repeat 40\nconnect Alice\nconnect Bob\ndisconnect Alice\ndisconnect all\nend");

@@ -54,7 +54,9 @@ class DevServiceInvitations : public DevServiceRunner
     std::optional<BYTES> Take(DWORD dwTimeoutMs = GENEROUS_MS)
     {
         if (!m_asker.WaitReadable(dwTimeoutMs))
+        {
             return std::nullopt;
+        }
         BYTES datagram(65536);
         const int cb = recv(m_asker.Get(), reinterpret_cast<char*>(datagram.data()),
                             static_cast<int>(datagram.size()), 0);
@@ -69,7 +71,9 @@ class DevServiceInvitations : public DevServiceRunner
         const BYTES datagram = Take().value_or(BYTES());
         EXPECT_EQ(datagram.size(), sizeof(record));
         if (datagram.size() == sizeof(record))
+        {
             memcpy(&record, datagram.data(), sizeof(record));
+        }
         return record;
     }
 

@@ -49,7 +49,9 @@ TEST(DevServiceOptions, BadOnesAreRefusedInClearWords)
     EXPECT_EQ(OptionError({L"--prot", L"1"}), "unknown option --prot");
     EXPECT_EQ(OptionError({L"--port"}), "--port needs N");
     for (const wchar_t* const pszPort : {L"-1", L"65536", L"abc", L"", L"6129x"})
+    {
         EXPECT_EQ(OptionError({L"--port", pszPort}), "--port: \"" + ToUtf8(pszPort) + "\" is no N");
+    }
     EXPECT_EQ(OptionError({L"--script", L""}), "--script: \"\" is no FILE");
     EXPECT_EQ(OptionError({L"--demo", L"--play", L"x"}),
               "only one of --script, --demo, --play and --interactive goes at a time");
@@ -60,7 +62,9 @@ TEST(DevServiceOptions, UsageNamesEveryOption)
     const std::wstring usage = UsageText();
     for (const wchar_t* const pszOption : {L"--port N", L"--script FILE", L"--interactive", L"--demo",
                                            L"--record FILE", L"--play FILE", L"--log FILE", L"--help"})
+    {
         EXPECT_NE(usage.find(pszOption), std::wstring::npos) << ToUtf8(pszOption);
+    }
 }
 
 TEST(DevServicePrograms, CommandLineQuotesOnlyWhatNeedsIt)

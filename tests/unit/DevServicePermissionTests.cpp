@@ -38,7 +38,9 @@ PROMPT Answered(PROMPT record, DWORD dwAnswer, DWORD bAnswered = 1)
 PeerSocket ConnectTo(const MSG_TRAYICON_PERMISSION& message)
 {
     if (message.nAfType == AF_INET)
+    {
         return PeerSocket(ConnectLoopback(static_cast<unsigned short>(message.nPort), SOCK_DGRAM));
+    }
     PeerSocket socket6(socket(AF_INET6, SOCK_DGRAM, 0));
     sockaddr_in6 address = {};
     address.sin6_family = AF_INET6;
@@ -88,7 +90,9 @@ PlayedPrompt OpenPrompt(TestAgent& agent, const PROMPT& opening = Opening(),
     PlayedPrompt prompt(ConnectTo(message));
     prompt.Send(opening);
     if (pMessage != nullptr)
+    {
         *pMessage = message;
+    }
     return prompt;
 }
 

@@ -20,9 +20,13 @@ std::string Trimmed(std::string text)
 {
     const auto isOrnament = [](char ch) { return ch == ' ' || ch == '`' || ch == '\r'; };
     while (!text.empty() && isOrnament(text.back()))
+    {
         text.pop_back();
+    }
     while (!text.empty() && isOrnament(text.front()))
+    {
         text.erase(0, 1);
+    }
     return text;
 }
 
@@ -33,7 +37,9 @@ std::vector<std::string> PageLines()
     std::istringstream stream(page.value_or(""));
     std::vector<std::string> lines;
     for (std::string line; std::getline(stream, line);)
+    {
         lines.push_back(line);
+    }
     return lines;
 }
 
@@ -45,13 +51,19 @@ std::vector<ROW> TableBelow(const std::string& heading)
     for (const std::string& line : PageLines())
     {
         if (line.starts_with("#"))
+        {
             bBelow = Trimmed(line) == heading;
+        }
         if (!bBelow || !line.starts_with("|"))
+        {
             continue;
+        }
         std::istringstream cells(line.substr(1));
         ROW row;
         for (std::string cell; std::getline(cells, cell, '|');)
+        {
             row.push_back(Trimmed(cell));
+        }
         rows.push_back(row);
     }
     constexpr size_t nHeadRows = 2;
@@ -118,20 +130,28 @@ std::vector<std::vector<BYTE>> BlocksBelow(const std::string& heading)
     for (const std::string& line : PageLines())
     {
         if (!bInside && line.starts_with("#"))
+        {
             bBelow = Trimmed(line) == heading;
+        }
         if (!bBelow)
+        {
             continue;
+        }
         if (line.starts_with("```"))
         {
             bInside = !bInside;
             if (bInside)
+            {
                 blocks.emplace_back();
+            }
             continue;
         }
         const auto bytes = bInside ? ParseHexBytes(FromUtf8(line)) : std::nullopt;
         EXPECT_TRUE(!bInside || bytes) << line;
         if (bytes)
+        {
             blocks.back().insert(blocks.back().end(), bytes->begin(), bytes->end());
+        }
     }
     return blocks;
 }
@@ -166,7 +186,9 @@ TEST(ProtocolPage, EveryMessageStandsThereOnceWithItsSizeAndDirection)
     {
         std::string size = std::to_string(message.pRecord->uSize);
         if (message.dwType == MSG_TYPE_CHAT_MESSAGE)
+        {
             size += " + payload";
+        }
         const ROW expected = {std::to_string(message.dwType), ToUtf8(message.pszName),
                               DirectionName(message.direction), size, ToUtf8(message.pRecord->pszName)};
         EXPECT_EQ(std::count(rows.begin(), rows.end(), expected), 1)

@@ -87,7 +87,9 @@ TEST(DevServiceRecords, EveryFieldOfEveryRecordIsWrittenReadAndShown)
         for (const RECORD_FIELD& field : message.pRecord->fields)
         {
             if (field.kind == FIELD_KIND::Record || field.uOffset == 0)
+            {
                 continue;
+            }
             const bool bText = field.kind == FIELD_KIND::Text || field.kind == FIELD_KIND::Secret;
             const wchar_t* const pszValue = bText ? L"ab" : (field.kind == FIELD_KIND::Bytes ? L"7F" : L"19");
             const std::vector<BYTE> bytes = Build(message, {{field.pszName, pszValue}});
@@ -95,7 +97,9 @@ TEST(DevServiceRecords, EveryFieldOfEveryRecordIsWrittenReadAndShown)
                 return n >= sizeof(DWORD) && (n < field.uOffset || n >= field.uOffset + field.uSize);
             };
             for (size_t n = 0; n < bytes.size(); ++n)
+            {
                 ASSERT_TRUE(!outside(n) || bytes[n] == 0) << ToUtf8(field.pszName);
+            }
             bool bEqual = false;
             std::wstring error;
             EXPECT_TRUE(CompareRecordField(*message.pRecord, bytes, field.pszName, pszValue, bEqual, error));
@@ -203,7 +207,9 @@ TEST(DevServiceRecords, NumbersAreDecimalHexadecimalOrNegative)
     EXPECT_EQ(ParseDword(L"-2147483648"), 0x80000000u);
     for (const wchar_t* const pszBad : {L"", L"-", L"0x", L"12a", L"4294967296", L"-2147483649", L" 1", L"1 ",
                                         L"+1", L"99999999999999999999999"})
+    {
         EXPECT_FALSE(ParseDword(pszBad)) << ToUtf8(pszBad);
+    }
     EXPECT_FALSE(ParseHexBytes(L"0"));
     EXPECT_FALSE(ParseHexBytes(L"0g"));
     EXPECT_EQ(ParseHexBytes(L"00 fF"), (std::vector<BYTE>{0, 0xFF}));
@@ -219,7 +225,9 @@ TEST(DevServiceRecords, MessagesAreFoundByShortAndLongName)
 {
     const MESSAGE_DESCRIPTION& settings = FromService(MSG_TYPE_TRAYICON_SETTINGS);
     for (const wchar_t* const pszName : {L"MSG_TYPE_TRAYICON_SETTINGS", L"TRAYICON_SETTINGS", L"settings"})
+    {
         EXPECT_EQ(FindMessageByName(pszName, MESSAGE_FROM_SERVICE), &settings) << ToUtf8(pszName);
+    }
     EXPECT_EQ(FindMessageByName(L"IP_ADDRESSES", MESSAGE_FROM_SERVICE)->pRecord->uSize, 7960u);
     EXPECT_EQ(FindMessageByName(L"IP_ADDRESSES", MESSAGE_FROM_AGENT)->pRecord->uSize, 4u);
     EXPECT_EQ(FindMessageByName(L"NOTHING_SUCH", MESSAGE_FROM_AGENT), nullptr);
@@ -246,7 +254,9 @@ TEST(DevServiceFramer, AnyChunkingGivesTheSameRecords)
     for (const MESSAGE_DESCRIPTION& message : GetMessageDescriptions())
     {
         if ((message.direction & MESSAGE_FROM_AGENT) == 0)
+        {
             continue;
+        }
         const std::vector<BYTE> record = MakeRecord(message);
         stream.insert(stream.end(), record.begin(), record.end());
         types.push_back(message.dwType);
@@ -301,7 +311,9 @@ TEST(DevServiceFramer, UnknownTypeAndMonstrousPayloadLoseTheFrameForGood)
         stream.insert(stream.end(), good.begin(), good.end());
         std::vector<BYTE> raw;
         for (const std::vector<BYTE>& part : Frame(stream, 2).records)
+        {
             raw.insert(raw.end(), part.begin(), part.end());
+        }
         EXPECT_EQ(raw, stream);
         EXPECT_EQ(Frame(stream, 2).types.front(), 0u);
         EXPECT_EQ(Frame(stream, 2).types.back(), 0u);

@@ -31,7 +31,9 @@ inline SOCKET ConnectLoopback(unsigned short nPort, int nType = SOCK_STREAM)
     address.sin_port = htons(nPort);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(hSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
+    {
         return hSocket;
+    }
     closesocket(hSocket);
     return INVALID_SOCKET;
 }
@@ -63,7 +65,9 @@ class TestAgent
     {
         MSG_VERSION version = {};
         if (!Receive(version) || version.dwType != MSG_TYPE_VERSION)
+        {
             return false;
+        }
         version.dblAgentVersion = TRAY_AGENT_VERSION;
         version.dblAgentVersion2 = TRAY_AGENT_VERSION;
         version.dwSessionId = dwSessionId;

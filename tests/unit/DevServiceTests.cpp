@@ -91,7 +91,9 @@ TEST_F(DevService, ManyAgentsGetOnlyTheirOwnRecordsAndKeepTheirNumbers)
     constexpr unsigned int uAgents = 70;
     std::vector<std::unique_ptr<TestAgent>> agents;
     for (unsigned int u = 1; u <= uAgents; ++u)
+    {
         agents.push_back(Arrive(u * 10));
+    }
     for (unsigned int u = 1; u <= uAgents; ++u)
     {
         const MSG_TRAYICON_DESKTOP_EFFECTS effects = {MSG_TYPE_TRAYICON_DESKTOP_EFFECTS, u};
@@ -109,7 +111,9 @@ TEST_F(DevService, ManyAgentsGetOnlyTheirOwnRecordsAndKeepTheirNumbers)
         EXPECT_EQ(m_service.GetAgent(u)->dwSessionId, u * 10);
         MSG_TRAYICON_DESKTOP_EFFECTS effects = {};
         if (u == 1)
+        {
             continue;
+        }
         ASSERT_TRUE(agents[u - 1]->Receive(effects));
         EXPECT_EQ(effects.dwDesktopEffects, u);
         EXPECT_TRUE(agents[u - 1]->Connection().StaysSilent(0));
@@ -124,13 +128,17 @@ TEST_F(DevService, RecordsArriveWholeHoweverTheyWereSplit)
     {
         const std::vector<BYTE> record = MakeRecord(message);
         if ((message.direction & MESSAGE_FROM_AGENT) != 0)
+        {
             stream.insert(stream.end(), record.begin(), record.end());
+        }
     }
     ASSERT_TRUE(pAgent->Send(stream, 997));
     for (const MESSAGE_DESCRIPTION& message : GetMessageDescriptions())
     {
         if ((message.direction & MESSAGE_FROM_AGENT) == 0)
+        {
             continue;
+        }
         AGENT_RECORD record = {};
         ASSERT_EQ(Take(1, message.dwType, record), WAIT_RESULT::Met) << message.dwType;
         EXPECT_EQ(record.bytes.size(), message.pRecord->uSize);
@@ -379,7 +387,9 @@ TEST_F(DevServiceRunner, EchoExpectsTheMessageBack)
     std::thread agent([&pAgent] {
         MSG_TRAYICON_TYPE_ONLY echo = {};
         if (pAgent->Receive(echo))
+        {
             pAgent->Send(BytesOf(echo));
+        }
     });
     ExpectHeld(L"echo");
     agent.join();
@@ -488,7 +498,9 @@ TEST_F(DevService, RecordedSessionPlaysTheSameSideAgain)
                                          RECORDED_STEP_KIND::FromAgent, RECORDED_STEP_KIND::ClosedByService};
     ASSERT_EQ(steps->size(), std::size(aKinds));
     for (size_t n = 0; n < std::size(aKinds); ++n)
+    {
         EXPECT_EQ((*steps)[n].kind, aKinds[n]) << n;
+    }
 
     CStandInService player;
     ASSERT_TRUE(player.Listen(0));

@@ -35,12 +35,16 @@ StoredValue ReadRaw(HKEY hRoot, const wchar_t* pszKey, const wchar_t* pszValue)
     HKEY hKey = nullptr;
     value.nResult = RegOpenKeyExW(hRoot, pszKey, 0, KEY_READ, &hKey);
     if (value.nResult != ERROR_SUCCESS)
+    {
         return value;
+    }
     DWORD cbData = 0;
     value.nResult = RegQueryValueExW(hKey, pszValue, nullptr, &value.dwType, nullptr, &cbData);
     value.data.resize(cbData);
     if (value.nResult == ERROR_SUCCESS && cbData != 0)
+    {
         RegQueryValueExW(hKey, pszValue, nullptr, nullptr, value.data.data(), &cbData);
+    }
     RegCloseKey(hKey);
     return value;
 }
@@ -50,7 +54,9 @@ bool KeyExists(HKEY hRoot, const wchar_t* pszKey)
     HKEY hKey = nullptr;
     const bool bExists = RegOpenKeyExW(hRoot, pszKey, 0, KEY_READ, &hKey) == ERROR_SUCCESS;
     if (bExists)
+    {
         RegCloseKey(hKey);
+    }
     return bExists;
 }
 
@@ -131,7 +137,9 @@ LSTATUS WINAPI RecordOpenKey(HKEY hKey, const wchar_t* pszKey, DWORD dwOptions, 
 {
     g_accesses.push_back(access);
     if (g_whileOpening)
+    {
         g_whileOpening();
+    }
     return g_pfnOpenKey(hKey, pszKey, dwOptions, access, phKey);
 }
 

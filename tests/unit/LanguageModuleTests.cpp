@@ -66,13 +66,17 @@ std::vector<std::wstring> FormatArguments(std::wstring_view text)
         while (nAt < text.size() && IsOneOf(text[nAt], L"-+ #0123456789.*"))
         {
             if (text[nAt] == L'*')
+            {
                 arguments.emplace_back(L"*");
+            }
             ++nAt;
         }
         std::wstring specifier;
         while (nAt < text.size() &&
                (IsOneOf(text[nAt], L"hlLwzjtI") || (!specifier.empty() && IsOneOf(text[nAt], L"3264"))))
+        {
             specifier += text[nAt++];
+        }
         if (nAt == text.size())
         {
             arguments.emplace_back(L"cut short");
@@ -80,7 +84,9 @@ std::vector<std::wstring> FormatArguments(std::wstring_view text)
         }
         const wchar_t chConversion = text[nAt++];
         if (chConversion != L'%')
+        {
             arguments.emplace_back(specifier + chConversion);
+        }
     }
     return arguments;
 }
@@ -95,10 +101,14 @@ std::map<unsigned, std::wstring> ParseStringBlock(unsigned uBlock, std::span<con
     {
         const size_t cch = static_cast<size_t>(block[nAt++]);
         if (cch > block.size() - nAt)
+        {
             break;
+        }
         if (cch != 0)
+        {
             strings.emplace((uBlock - 1) * STRINGS_PER_BLOCK + uIndex,
                             std::wstring(block.data() + nAt, block.data() + nAt + cch));
+        }
         nAt += cch;
     }
     return strings;
@@ -115,13 +125,19 @@ void CompareIds(const ModuleTexts& reference, const ModuleTexts& other,
 {
     std::set<std::wstring> types;
     for (const auto& [type, ids] : reference.idsOfType)
+    {
         types.insert(type);
+    }
     for (const auto& [type, ids] : other.idsOfType)
+    {
         types.insert(type);
+    }
     for (const std::wstring& type : types)
     {
         if (IdsOfType(reference, type) != IdsOfType(other, type))
+        {
             differences.push_back(L"ids of type " + type);
+        }
     }
 }
 
@@ -138,13 +154,21 @@ void CompareStrings(const ModuleTexts& reference, const ModuleTexts& other,
             continue;
         }
         if (FormatArguments(text) != FormatArguments(found->second))
+        {
             differences.push_back(name + L" takes other arguments");
+        }
         if ((text == found->second) != sameOnPurpose.contains(uId))
+        {
             differences.push_back(name + (text == found->second ? L" untranslated" : L" listed as the same"));
+        }
     }
     for (const auto& [uId, text] : other.strings)
+    {
         if (!reference.strings.contains(uId))
+        {
             differences.push_back(L"string " + std::to_wstring(uId) + L" superfluous");
+        }
+    }
 }
 
 void CompareDialogs(const ModuleTexts& reference, const ModuleTexts& other,
@@ -154,7 +178,9 @@ void CompareDialogs(const ModuleTexts& reference, const ModuleTexts& other,
     {
         const auto found = other.controlsOfDialog.find(dialog);
         if (found == other.controlsOfDialog.end() || found->second != controls)
+        {
             differences.push_back(L"controls of dialog " + dialog);
+        }
     }
 }
 
@@ -192,7 +218,9 @@ std::filesystem::path StagedModulePath(const StagedLanguage& language)
     const char* pszFromEnvironment = std::getenv("TKDAST_STAGE");
     std::filesystem::path stage(pszFromEnvironment ? pszFromEnvironment : TKDAST_STAGE_DIR);
     if (stage.has_root_directory() && !stage.has_root_name())
+    {
         stage = L"Z:" + stage.wstring(); // a path of the build machine, whose root Wine calls Z:
+    }
     return (stage / language.pszFolder / L"TKDASTRES.dll").make_preferred();
 }
 
@@ -202,7 +230,9 @@ std::span<const std::byte> ResourceBytes(HMODULE hModule, const wchar_t* pszType
     const HGLOBAL hLoaded = hResource ? LoadResource(hModule, hResource) : nullptr;
     const void* pBytes = hLoaded ? LockResource(hLoaded) : nullptr;
     if (!pBytes)
+    {
         return {};
+    }
     return {static_cast<const std::byte*>(pBytes), SizeofResource(hModule, hResource)};
 }
 
@@ -211,7 +241,9 @@ Record ReadAt(std::span<const std::byte> bytes, size_t nOffset)
 {
     Record record{};
     if (nOffset + sizeof(record) <= bytes.size())
+    {
         std::memcpy(&record, bytes.data() + nOffset, sizeof(record));
+    }
     return record;
 }
 
@@ -263,7 +295,9 @@ BOOL CALLBACK CollectDialog(HMODULE hModule, LPCWSTR, LPWSTR pszName, LONG_PTR l
     std::multiset<int>& controls =
         reinterpret_cast<ModuleTexts*>(lParam)->controlsOfDialog[ResourceName(pszName)];
     for (const HWND hControl : ControlsOf(hDialog.get()))
+    {
         controls.insert(GetDlgCtrlID(hControl));
+    }
     return TRUE;
 }
 
@@ -293,9 +327,13 @@ void ForEachMenu(HMENU hMenu, const std::function<void(const std::vector<MENU_IT
                        MF_BYPOSITION);
         const HMENU hSubMenu = GetSubMenu(hMenu, nItem);
         if (hSubMenu != nullptr)
+        {
             ForEachMenu(hSubMenu, look);
+        }
         if (szText[0] != L'\0')
+        {
             items.push_back({hSubMenu != nullptr ? 0 : GetMenuItemID(hMenu, nItem), MarkedKey(szText)});
+        }
     }
     EXPECT_FALSE(items.empty());
     look(items);
@@ -307,10 +345,14 @@ int ImageWidth(std::span<const std::byte> image)
     constexpr DWORD PNG_SIGNATURE = 0x474E5089;
     constexpr size_t PNG_WIDTH_OFFSET = 16;
     if (ReadAt<DWORD>(image, 0) != PNG_SIGNATURE)
+    {
         return static_cast<int>(ReadAt<BITMAPINFOHEADER>(image, 0).biWidth);
+    }
     int nWidth = 0;
     for (size_t nByte = 0; nByte < sizeof(DWORD); ++nByte)
+    {
         nWidth = nWidth << 8 | ReadAt<std::uint8_t>(image, PNG_WIDTH_OFFSET + nByte);
+    }
     return nWidth;
 }
 
@@ -352,7 +394,9 @@ std::set<int> IconSizes(HMODULE hModule, unsigned uIcon)
         const int nWidth = ImageWidth(image);
         if (image.size() == entry.dwBytes && entry.wBitCount == ICON_BIT_DEPTH &&
             BYTE(nWidth) == entry.bWidth)
+        {
             sizes.insert(nWidth);
+        }
     }
     return sizes;
 }
@@ -389,8 +433,12 @@ TEST_P(LanguageModule, MatchesEnglishInIdsArgumentsAndCompleteness)
     const auto same = g_sameOnPurpose.find(GetParam().wLanguage);
     std::set<unsigned> sameOnPurpose = same != g_sameOnPurpose.end() ? same->second : std::set<unsigned>();
     if (GetParam().wLanguage == ENGLISH.wLanguage)
+    {
         for (const auto& [uId, text] : reference.strings)
+        {
             sameOnPurpose.insert(uId);
+        }
+    }
 
     ASSERT_FALSE(reference.strings.empty());
     EXPECT_EQ(CompareModules(reference, texts, sameOnPurpose), std::vector<std::wstring>())
@@ -472,8 +520,10 @@ TEST_P(LanguageModule, MarksTextsAndVersionWithItsOwnLanguage)
     {
         std::set<LANGID> languages;
         for (const std::wstring& name : NamesOfType(m_module.get(), pszType))
+        {
             EnumResourceLanguagesW(m_module.get(), pszType, name.c_str(), &CollectLanguage,
                                    reinterpret_cast<LONG_PTR>(&languages));
+        }
         EXPECT_EQ(languages, std::set<LANGID>{GetParam().wLanguage}) << ResourceName(pszType);
     }
 }
@@ -503,7 +553,9 @@ TEST_P(LanguageModule, HoldsTheDialogsWithTheirControls)
     {
         ASSERT_TRUE(texts.controlsOfDialog.contains(dialog));
         for (const int nId : ids)
+        {
             EXPECT_EQ(texts.controlsOfDialog.at(dialog).count(nId), 1u) << nId;
+        }
     }
 }
 
@@ -520,8 +572,12 @@ TEST_P(LanguageModule, OffersTheCommandsOfBothMenusEachOnce)
         std::multiset<UINT> commands;
         ForEachMenu(GetSubMenu(hMenu.get(), 0), [&commands](const std::vector<MENU_ITEM>& items) {
             for (const MENU_ITEM& item : items)
+            {
                 if (item.uCommand != 0)
+                {
                     commands.insert(item.uCommand);
+                }
+            }
         });
         EXPECT_EQ(commands, expected) << uMenu;
     }
@@ -535,7 +591,9 @@ TEST_P(LanguageModule, HasAShortcutKeyForEveryMenuItemAndNoneTwice)
         ForEachMenu(GetSubMenu(hMenu.get(), 0), [](const std::vector<MENU_ITEM>& items) {
             std::set<wchar_t> keys;
             for (const MENU_ITEM& item : items)
+            {
                 EXPECT_TRUE(item.chKey != L'\0' && keys.insert(item.chKey).second) << item.uCommand;
+            }
         });
     }
 }
@@ -563,8 +621,10 @@ TEST_P(LanguageModule, GivesEveryTextOfADialogRoomToSpare)
         const CWindow hDialog = MakeDialog(m_module.get(), name.c_str());
         ASSERT_TRUE(hDialog);
         for (const HWND hControl : ControlsOf(hDialog.get()))
+        {
             EXPECT_TRUE(HasRoomToSpare(hControl))
                 << ResourceName(name.c_str()) << " " << GetDlgCtrlID(hControl);
+        }
     }
 }
 

@@ -29,7 +29,9 @@ FARPROC LateBinding::FindEntry(HMODULE hModule, const char* pszName)
 {
     const auto entry = g_pLateBinding->m_entries.find(EntryKey(pszName));
     if (entry == g_pLateBinding->m_entries.end())
+    {
         return g_pLateBinding->m_findHook.Original()(hModule, pszName);
+    }
     return reinterpret_cast<FARPROC>(entry->second);
 }
 

@@ -59,6 +59,8 @@ std::vector<std::string> LogCapture::Texts() const
 {
     std::vector<std::string> texts;
     for (const LogLine& line : Lines())
+    {
         texts.push_back(line.level + ' ' + line.message);
+    }
     return texts;
 }

@@ -41,7 +41,9 @@ BOOL WINAPI RefuseWrite(HANDLE, const void*, DWORD, DWORD* pcbWritten, OVERLAPPE
 {
     ++g_nRefusedWrites;
     if (pcbWritten != nullptr)
+    {
         *pcbWritten = 0;
+    }
     SetLastError(ERROR_DISK_FULL);
     return FALSE;
 }
@@ -287,11 +289,15 @@ TEST_F(LogConfiguration, DefaultOneKeepsTheLogFromGrowingForEver)
     ASSERT_TRUE(ConfigureLogging(DefaultConfiguration().c_str()));
     const std::string filling(64 * 1024, 'x');
     for (int nLine = 0; nLine < 200; ++nLine)
+    {
         TK_LOG_INFO(g_pLogger, filling);
+    }
     log4cxx::LogManager::resetConfiguration();
     uintmax_t cbAll = 0;
     for (const auto& file : std::filesystem::directory_iterator(DefaultLogFile().parent_path()))
+    {
         cbAll += file.file_size();
+    }
     EXPECT_GT(cbAll, 1024u * 1024u);
     EXPECT_LT(cbAll, 9u * 1024u * 1024u);
 }

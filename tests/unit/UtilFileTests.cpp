@@ -106,7 +106,9 @@ BOOL WINAPI RecordCloseHandle(HANDLE h)
 DWORD WINAPI FailModuleFileName(HMODULE, wchar_t* psz, DWORD cch)
 {
     if (cch != 0)
+    {
         psz[0] = L'?';
+    }
     return 0;
 }
 
@@ -313,7 +315,9 @@ TEST_F(UtilFile, AHundredLooksForTheAccountAndForFilesLeaveNothingOpen)
     round();
     const ObjectCounts before = CountObjects();
     for (int nRound = 0; nRound < 100; ++nRound)
+    {
         round();
+    }
     ExpectNoMoreThan(before);
 }
 

@@ -270,12 +270,16 @@ TEST_F(UtilLog, OnlyNetworkCodesAskTheNetworkMessages)
         "kernel32.dll", "FreeLibrary", +[](HMODULE) -> BOOL { return ++g_nReleases; });
     const ImportHook format("kernel32.dll", "FormatMessageW", &RecordFormat);
     for (const DWORD dwCode : {2099, 3000, 3801, 3816})
+    {
         ErrorText(dwCode);
+    }
     EXPECT_THAT(g_loads, IsEmpty());
     EXPECT_THAT(g_formatFlags, testing::AllOf(testing::SizeIs(4), testing::Each(0x1300u)));
     g_formatFlags.clear();
     for (const DWORD dwCode : {2100, 2999, 3802, 3815})
+    {
         ErrorText(dwCode);
+    }
     EXPECT_THAT(g_loads, testing::AllOf(testing::SizeIs(4), testing::Each(L"netmsg.dll")));
     EXPECT_THAT(g_loadFlags, testing::Each(0x1002u));
     EXPECT_EQ(g_nReleases, 4);
@@ -334,11 +338,15 @@ TEST_F(UtilLogDeathTest, NetworkMessagesForAnErrorTextAreLoadedOnceAndStay)
             "kernel32.dll", "FreeLibrary", +[](HMODULE) -> BOOL { ExitProcess(2); });
         const ImportHook format("kernel32.dll", "FormatMessageW", &RecordFormat);
         for (const DWORD dwCode : {2099, 3000, 3802, 3815})
+        {
             ComposeErrorText(dwCode);
+        }
         const bool bOthersAskTheSystem = g_loads.empty() && g_formatFlags == std::vector<DWORD>(4, 0x1300);
         g_formatFlags.clear();
         for (const DWORD dwCode : {2100, 2999})
+        {
             ComposeErrorText(dwCode);
+        }
         const bool bAsked = g_loads == std::vector<std::wstring>{L"netmsg.dll"} &&
                             g_loadFlags == std::vector<DWORD>{0x1002} &&
                             g_formatFlags == std::vector<DWORD>(2, 0x1B00) &&

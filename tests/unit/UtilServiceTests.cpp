@@ -56,7 +56,9 @@ SC_HANDLE WINAPI FakeOpenService(SC_HANDLE, const wchar_t* pszName, DWORD dwAcce
     g_script.accesses.push_back(dwAccess);
     g_script.names.emplace_back(pszName);
     if (g_script.openErrors.empty())
+    {
         return FAKE_SERVICE;
+    }
     SetLastError(g_script.openErrors.front());
     g_script.openErrors.pop_front();
     return nullptr;
@@ -76,7 +78,9 @@ BOOL WINAPI FakeStart(SC_HANDLE hService, DWORD nArguments, const wchar_t** ppsz
     EXPECT_EQ(ppszArguments, nullptr);
     ++g_script.nStarts;
     if (g_script.dwStartError != 0)
+    {
         SetLastError(g_script.dwStartError);
+    }
     return g_script.dwStartError == 0;
 }
 

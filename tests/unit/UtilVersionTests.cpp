@@ -25,7 +25,9 @@ LONG WINAPI FakeRtlGetVersion(OSVERSIONINFOEXW* pVersion)
 {
     g_sizes.push_back(pVersion->dwOSVersionInfoSize);
     if (g_nFailures-- > 0)
+    {
         return STATUS_OF_FAILURE;
+    }
     pVersion->dwMajorVersion = g_dwMajor;
     pVersion->dwMinorVersion = g_dwMinor;
     pVersion->wServicePackMajor = g_wServicePack;

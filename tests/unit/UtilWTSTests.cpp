@@ -65,7 +65,9 @@ BOOL WINAPI FakeQuery(HANDLE hServer, DWORD dwSession, WTS_INFO_CLASS nClass, wc
     g_answers.dwSessionAsked = dwSession;
     g_answers.dwClassAsked = nClass;
     if (!g_answers.bQueryWorks)
+    {
         return FALSE;
+    }
     *ppAnswer = reinterpret_cast<wchar_t*>(g_answers.answer.data());
     *pcbAnswer = static_cast<DWORD>(g_answers.answer.size());
     return TRUE;
@@ -419,8 +421,12 @@ TEST_F(UtilWTS, EachOperationTracesItsScope)
     UnRegisterSessionNotification(FAKE_WINDOW);
     std::vector<std::string> entries;
     for (const LogLine& line : capture.Lines())
+    {
         if (line.message.ends_with(" entering."))
+        {
             entries.push_back(line.message.substr(0, line.message.find(' ')));
+        }
+    }
     EXPECT_THAT(entries,
                 ElementsAre("GetActiveConsoleID", "GetActiveSessionID", "GetSessionID", "IsSessionActive",
                             "IsSessionLockedWindows10", "GetActiveConsoleID", "IsUserDesktopInitialized",
