@@ -9,6 +9,7 @@
 #include "tests/support/ImportHook.h"
 #include "tests/unit/AgentHarness.h"
 #include "tests/unit/BoxTrace.h"
+#include "tests/unit/DialogHarness.h"
 #include "tray/DesktopOptions.h"
 
 #include <gtest/gtest.h>
@@ -198,6 +199,25 @@ TEST_F(TrayCommandTest, DisconnectAllAsksForTheCountOfConnectionsAndSendsOnYes)
     MSG_TRAYICON_DISCONNECT_ALL expected = {};
     expected.dwType = MSG_TYPE_TRAYICON_DISCONNECT_ALL;
     ExpectRecord(expected);
+}
+
+TEST_F(TrayCommandTest, AQuestionSaysHowManySecondsThereAreInEveryLanguage)
+{
+    Window().m_Connection.dwConnectCount = 2;
+    m_boxes.m_nAnswer = IDNO;
+    for (const wchar_t* const pszLanguage : {L"en", L"fr", L"de"})
+    {
+        const StagedLanguageModule language(pszLanguage);
+        for (const UINT uCommand : {ID_TRAY_DISCONNECT_ALL, ID_TRAY_EXIT})
+        {
+            m_boxes.Forget();
+            m_trace.Forget();
+            Choose(uCommand);
+            ASSERT_EQ(m_boxes.Boxes().size(), 1U);
+            EXPECT_EQ(m_trace.Calls("timer"), std::vector<std::string>{"timer 0 10000"});
+            EXPECT_NE(m_boxes.Boxes()[0].text.find(L" 10 "), std::wstring::npos) << m_boxes.Boxes()[0].text;
+        }
+    }
 }
 
 TEST_F(TrayCommandTest, DisconnectAllWithNobodyConnectedAsksNothing)
