@@ -102,7 +102,7 @@ HWND CChatWindow::Open(HMODULE hModule, HWND hOwner)
     windowClass.hInstance = hModule;
     windowClass.hIcon = LoadIconW(hModule, MAKEINTRESOURCEW(IDI_CHAT));
     windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    windowClass.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
+    windowClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1); // that of now
     windowClass.lpszClassName = CHAT_WINDOW_CLASS;
     RegisterClassExW(&windowClass); // fails where an earlier window has done it
 

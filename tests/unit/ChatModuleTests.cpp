@@ -5,6 +5,7 @@
 #include "modules/chat/ChatWindow.h"
 #include "modules/common/ModuleLanguage.h"
 #include "tests/support/ChatModule.h"
+#include "tests/support/ColorScheme.h"
 #include "tests/support/GuardedRecord.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/ObjectCounts.h"
@@ -944,6 +945,21 @@ TEST_F(ChatModuleTest, FollowsTheSystemsColours)
     SendMessageW(m_hChat, WM_SYSCOLORCHANGE, 0, 0);
     SendMessageW(m_hChat, WM_SETTINGCHANGE, 0, 0);
     EXPECT_TRUE(IsWindowVisible(Control(IDC_CHAT_HISTORY)));
+}
+
+TEST_F(ChatModuleTest, AnotherSchemeIsFollowedWhileTheWindowIsUp)
+{
+    constexpr int FROM_EDGE = 2; // pixels
+    ColorScheme scheme;
+    Open();
+    for (const COLORREF crFace : {RGB(10, 20, 30), RGB(40, 50, 60)})
+    {
+        scheme.Use({{COLOR_3DFACE, crFace}}, true);
+        UpdateWindow(m_hChat);
+        const HDC hDC = GetDC(m_hChat);
+        EXPECT_EQ(GetPixel(hDC, FROM_EDGE, FROM_EDGE), crFace);
+        ReleaseDC(m_hChat, hDC);
+    }
 }
 
 // ---- Attention, with the window's own class in this program, whose imports can be replaced.
