@@ -163,6 +163,9 @@ INT_PTR CALLBACK ValidateCertProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARA
     case WM_CLOSE:
         EndDialog(hWnd, IDCANCEL);
         return TRUE;
+    case WM_SYSCOLORCHANGE:
+        PassColorsOn(hWnd);
+        return FALSE;
     case WM_DESTROY:
         OnDestroy(hWnd);
         return FALSE;

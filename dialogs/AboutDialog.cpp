@@ -150,6 +150,13 @@ INT_PTR CALLBACK AboutWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lP
     case WM_PAINT:
         OnPaint(hWnd);
         return TRUE;
+    case WM_SYSCOLORCHANGE:
+    case WM_THEMECHANGED:
+        g_state.background.FollowColors(hWnd);
+        return FALSE;
+    case WM_SETTINGCHANGE:
+        g_state.background.FollowSetting(hWnd, wParam);
+        return FALSE;
     case WM_CTLCOLORDLG:
     case WM_CTLCOLORSTATIC:
         return g_state.background.AnswerControlColor(hWnd, reinterpret_cast<HDC>(wParam));

@@ -310,6 +310,13 @@ INT_PTR CALLBACK PermissionWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPAR
     case WM_PAINT:
         OnPaint(hWnd);
         return TRUE;
+    case WM_SYSCOLORCHANGE:
+    case WM_THEMECHANGED:
+        g_background.FollowColors(hWnd);
+        return FALSE;
+    case WM_SETTINGCHANGE:
+        g_background.FollowSetting(hWnd, wParam);
+        return FALSE;
     case WM_CTLCOLOREDIT:
     case WM_CTLCOLORDLG:
     case WM_CTLCOLORSTATIC:

@@ -1,6 +1,7 @@
 #include "dialogs/ConnectInProgressDialog.h"
 
 #include "Include/TKLogging.h"
+#include "dialogs/DialogControls.h"
 #include "resources/resource.h"
 #include "tray/TrayWindowMessages.h"
 
@@ -38,6 +39,9 @@ INT_PTR CALLBACK ConnectInProgressProc(HWND hWnd, UINT uMessage, WPARAM wParam, 
     case WM_COMMAND:
         OnCommand(hWnd, LOWORD(wParam));
         return TRUE;
+    case WM_SYSCOLORCHANGE:
+        PassColorsOn(hWnd);
+        return FALSE;
     default:
         return FALSE;
     }

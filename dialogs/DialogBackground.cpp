@@ -1,5 +1,6 @@
 #include "dialogs/DialogBackground.h"
 
+#include "Include/HighContrast.h"
 #include "dialogs/DialogControls.h"
 #include "dialogs/GradientFill.h"
 #include "resources/resource.h"
@@ -15,6 +16,15 @@ constexpr UINT_PTR EDIT_SUBCLASS = 1;
 int FillWithGradient(HDC hDC, const RECT& rect)
 {
     return FillGradientRect(hDC, &rect, GRADIENT_TOP_COLOR, GRADIENT_BOTTOM_COLOR, FALSE);
+}
+
+// The brush is the system's own: it follows the scheme and is nobody's to free.
+INT_PTR AnswerInSystemColors(HWND hDlg, HDC hDC)
+{
+    SetTextColor(hDC, GetSysColor(COLOR_WINDOWTEXT));
+    SetBkColor(hDC, GetSysColor(COLOR_WINDOW));
+    SetWindowLongPtrW(hDlg, DWLP_MSGRESULT, 1);
+    return reinterpret_cast<INT_PTR>(GetSysColorBrush(COLOR_WINDOW));
 }
 
 // Messages after which an edit control has moved its text, or drawn over it, without erasing what was there.
@@ -50,6 +60,7 @@ bool MovesText(UINT uMessage, WPARAM wParam)
 void CDialogBackground::Load()
 {
     m_bGradient = LoadGradientFill() != 0;
+    m_bHighContrast = IsHighContrast();
     // Its own: not every system shares the icons of a module that holds data alone.
     m_hIcon.reset(static_cast<HICON>(
         LoadImageW(g_hResourceModule, MAKEINTRESOURCEW(IDI_TRAY_IDLE), IMAGE_ICON, 0, 0, LR_DEFAULTSIZE)));
@@ -72,7 +83,11 @@ void CDialogBackground::CreatePlainBrush()
 
 void CDialogBackground::Paint(HWND hDlg, HDC hDC)
 {
-    if (!m_bGradient)
+    if (m_bHighContrast)
+    {
+        SetTextColor(hDC, GetSysColor(COLOR_WINDOWTEXT));
+    }
+    if (!ShowsGradient())
     {
         return;
     }
@@ -82,6 +97,20 @@ void CDialogBackground::Paint(HWND hDlg, HDC hDC)
     if (!m_bGradient)
     {
         InvalidateRect(hDlg, nullptr, TRUE); // nothing has been erased for the gradient's sake
+    }
+}
+
+void CDialogBackground::FollowColors(HWND hDlg)
+{
+    m_bHighContrast = IsHighContrast();
+    PaintAnew(hDlg);
+}
+
+void CDialogBackground::FollowSetting(HWND hDlg, WPARAM wSetting)
+{
+    if (wSetting == SPI_SETHIGHCONTRAST)
+    {
+        FollowColors(hDlg);
     }
 }
 
@@ -101,6 +130,10 @@ void CDialogBackground::DrawProductIconAt(HWND hDlg, HDC hDC, int nControl) cons
 
 INT_PTR CDialogBackground::AnswerControlColor(HWND hDlg, HDC hDC) const
 {
+    if (m_bHighContrast)
+    {
+        return AnswerInSystemColors(hDlg, hDC);
+    }
     SetBkMode(hDC, TRANSPARENT);
     SetTextColor(hDC, m_crText);
     SetWindowLongPtrW(hDlg, DWLP_MSGRESULT, 1);
@@ -111,7 +144,7 @@ INT_PTR CDialogBackground::AnswerPlainControlColor(HWND hDlg, HDC hDC) const
 {
     SetBkColor(hDC, PLAIN_COLOR);
     const INT_PTR nBrush = AnswerControlColor(hDlg, hDC);
-    return m_bGradient ? nBrush : reinterpret_cast<INT_PTR>(m_hPlainBrush.get());
+    return m_bGradient || m_bHighContrast ? nBrush : reinterpret_cast<INT_PTR>(m_hPlainBrush.get());
 }
 
 void CDialogBackground::LayUnder(HWND hEdit)
@@ -128,7 +161,7 @@ LRESULT CALLBACK CDialogBackground::EditProcedure(HWND hEdit, UINT uMessage, WPA
         RemoveWindowSubclass(hEdit, EditProcedure, uSubclass);
         return DefSubclassProc(hEdit, uMessage, wParam, lParam);
     }
-    if (!pBackground->m_bGradient)
+    if (!pBackground->ShowsGradient())
     {
         return DefSubclassProc(hEdit, uMessage, wParam, lParam);
     }

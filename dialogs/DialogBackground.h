@@ -5,8 +5,9 @@
 
 #include "Include/Handles.h"
 
-/// What the painted dialogs have in common: the gradient behind their controls, and the product's icon. One
-/// object a dialog; it must outlive the dialog's window. Main thread.
+/// What the painted dialogs have in common: the gradient behind their controls, and the product's icon. In
+/// high contrast there is neither gradient nor colour of their own, but the system's for a window and its
+/// text. One object a dialog; it must outlive the dialog's window. Main thread.
 class CDialogBackground
 {
   public:
@@ -23,8 +24,14 @@ class CDialogBackground
     bool HasGradient() const { return m_bGradient; }
 
     /// At WM_PAINT, before anything else is drawn. When the gradient fails, the dialog is painted again in
-    /// the plain colours of its kind.
+    /// the plain colours of its kind. In high contrast the device context gets the colour for text.
     void Paint(HWND hDlg, HDC hDC);
+
+    /// At WM_SYSCOLORCHANGE and its kin: paints the dialog again at once, in the colours of now.
+    void FollowColors(HWND hDlg);
+
+    /// At WM_SETTINGCHANGE, with its wParam: the same where the setting is that of high contrast.
+    void FollowSetting(HWND hDlg, WPARAM wSetting);
 
     /// With its top left corner at that place of the device context.
     void DrawProductIcon(HDC hDC, POINT at) const;
@@ -46,8 +53,10 @@ class CDialogBackground
     static LRESULT CALLBACK EditProcedure(HWND hEdit, UINT uMessage, WPARAM wParam, LPARAM lParam,
                                           UINT_PTR uSubclass, DWORD_PTR dwBackground);
     void EraseEdit(HWND hEdit, HDC hDC) const;
+    bool ShowsGradient() const { return m_bGradient && !m_bHighContrast; }
 
     bool m_bGradient = false;
+    bool m_bHighContrast = false; // as the system has said last
     CIcon m_hIcon;
     COLORREF m_crText = 0;
     CGdiObject m_hPlainBrush;

@@ -129,6 +129,15 @@ void ClickLinkByEnter(HWND hDlg, int nLink)
     SetWindowSubclass(GetDlgItem(hDlg, nLink), LinkProcedure, LINK_SUBCLASS, 0);
 }
 
+void PassColorsOn(HWND hDlg)
+{
+    for (HWND hControl = GetWindow(hDlg, GW_CHILD); hControl != nullptr;
+         hControl = GetWindow(hControl, GW_HWNDNEXT))
+    {
+        SendMessageW(hControl, WM_SYSCOLORCHANGE, 0, 0);
+    }
+}
+
 void PaintAnew(HWND hDlg)
 {
     InvalidateRect(hDlg, nullptr, TRUE);

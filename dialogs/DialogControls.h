@@ -45,5 +45,9 @@ void AskFor(HWND hDlg, UINT uString, int nControl);
 /// Makes the Enter key on a link what a click of the mouse is to the dialog.
 void ClickLinkByEnter(HWND hDlg, int nLink);
 
+/// At WM_SYSCOLORCHANGE, which the system tells a dialog only: passes it on to the controls that keep
+/// colours, such as links and bars.
+void PassColorsOn(HWND hDlg);
+
 /// Paints a whole dialog again, at once.
 void PaintAnew(HWND hDlg);

@@ -134,6 +134,9 @@ INT_PTR CALLBACK JoinAttendedSessionProc(HWND hWnd, UINT uMessage, WPARAM wParam
         return TRUE;
     case WM_CTLCOLORSTATIC:
         return OnStaticColor(reinterpret_cast<HWND>(lParam), reinterpret_cast<HDC>(wParam));
+    case WM_SYSCOLORCHANGE:
+        PassColorsOn(hWnd);
+        return FALSE;
     case WM_DESTROY:
         OnDestroy(hWnd);
         return TRUE;

@@ -217,6 +217,10 @@ void OnPaint(HWND hWnd)
     g_state.background.DrawProductIcon(hDC, ICON_PLACE);
     if (!IsWindowVisible(GetDlgItem(hWnd, IDC_NOTIFY_BODY)))
     {
+        if (!g_state.background.HasGradient())
+        {
+            SetTextColor(hDC, GetSysColor(COLOR_WINDOWTEXT)); // the ground is the system's, too
+        }
         DrawNotifyBody(hWnd, hDC);
     }
     EndPaint(hWnd, &paint);
@@ -267,8 +271,12 @@ INT_PTR CALLBACK NotifyWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM l
     case WM_SYSCOLORCHANGE:
     case WM_PALETTECHANGED:
     case WM_DWMCOMPOSITIONCHANGED:
-        PaintAnew(hWnd);
+    case WM_THEMECHANGED:
+        g_state.background.FollowColors(hWnd);
         return TRUE;
+    case WM_SETTINGCHANGE:
+        g_state.background.FollowSetting(hWnd, wParam);
+        return FALSE;
     case WM_PAINT:
         OnPaint(hWnd);
         return TRUE;

@@ -129,7 +129,11 @@ INT_PTR CALLBACK SFTDropWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM 
     case WM_SYSCOLORCHANGE:
     case WM_PALETTECHANGED:
     case WM_DWMCOMPOSITIONCHANGED:
-        PaintAnew(hWnd);
+    case WM_THEMECHANGED:
+        g_state.background.FollowColors(hWnd);
+        return FALSE;
+    case WM_SETTINGCHANGE:
+        g_state.background.FollowSetting(hWnd, wParam);
         return FALSE;
     case WM_CLOSE:
         OnClose(hWnd);
