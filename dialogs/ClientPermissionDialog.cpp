@@ -127,6 +127,7 @@ void ShowSecondsLeft(HWND hDlg)
                     FillPlaceholders(format, {std::to_wstring(g_state.nSecondsLeft)}).c_str());
     const RECT place = ControlPlace(hDlg, IDC_PERMISSION_COUNTDOWN);
     InvalidateRect(hDlg, &place, TRUE); // the dialog itself has painted the old number there
+    TellNewText(hDlg, IDC_PERMISSION_COUNTDOWN);
 }
 
 void MakeDenyTheDefault(HWND hDlg)
@@ -147,6 +148,7 @@ void ShowPrompt(HWND hDlg)
         SetNotifyDialogLocation(hDlg);
     }
     ShowTopmost(hDlg);
+    AlertScreenReaders(hDlg);
     SetTimer(hDlg, TIMER_PERMISSION_COUNTDOWN, COUNTDOWN_PERIOD, nullptr);
 }
 

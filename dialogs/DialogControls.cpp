@@ -129,6 +129,16 @@ void ClickLinkByEnter(HWND hDlg, int nLink)
     SetWindowSubclass(GetDlgItem(hDlg, nLink), LinkProcedure, LINK_SUBCLASS, 0);
 }
 
+void AlertScreenReaders(HWND hDlg)
+{
+    NotifyWinEvent(EVENT_SYSTEM_ALERT, hDlg, OBJID_CLIENT, CHILDID_SELF);
+}
+
+void TellNewText(HWND hDlg, int nControl)
+{
+    NotifyWinEvent(EVENT_OBJECT_NAMECHANGE, GetDlgItem(hDlg, nControl), OBJID_CLIENT, CHILDID_SELF);
+}
+
 void PassColorsOn(HWND hDlg)
 {
     for (HWND hControl = GetWindow(hDlg, GW_CHILD); hControl != nullptr;

@@ -45,6 +45,13 @@ void AskFor(HWND hDlg, UINT uString, int nControl);
 /// Makes the Enter key on a link what a click of the mouse is to the dialog.
 void ClickLinkByEnter(HWND hDlg, int nLink);
 
+/// Tells screen readers that a dialog has come up unasked. It doesn't get the keyboard, and would pass
+/// unnoticed.
+void AlertScreenReaders(HWND hDlg);
+
+/// Tells screen readers that a control has another text which the dialog paints in its stead.
+void TellNewText(HWND hDlg, int nControl);
+
 /// At WM_SYSCOLORCHANGE, which the system tells a dialog only: passes it on to the controls that keep
 /// colours, such as links and bars.
 void PassColorsOn(HWND hDlg);

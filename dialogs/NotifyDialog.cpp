@@ -148,6 +148,7 @@ INT_PTR OnInitDialog(HWND hWnd, const CTaskBarWindow* pWindow)
     }
     SetNotifyDialogLocation(hWnd);
     Fill(hWnd, *pWindow);
+    AlertScreenReaders(hWnd);
     return FALSE;
 }
 
