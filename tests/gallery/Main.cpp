@@ -4,22 +4,29 @@
 #include "Include/BoundedText.h"
 #include "startup/TKDAST.h"
 #include "tests/support/AgentFolder.h"
+#include "tests/support/ColorScheme.h"
 #include "tests/support/ImportHook.h"
 
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include <uxtheme.h>
 
 /*
- * gallery WINDOW LANGUAGE [--taskbar left|top|right|bottom]
+ * gallery WINDOW LANGUAGE [--contrast] [--taskbar left|top|right|bottom]
  *
  * Shows one window of the agent in one language, says "shown WIDTHxHEIGHT+X+Y" when it is on the screen, and
- * goes when a line, or the end, of its input arrives. Without arguments it lists the windows.
+ * goes when a line, or the end, of its input arrives. Without arguments it lists the windows. With --contrast
+ * the user has asked for high contrast, bright on black.
  */
 
 namespace
 {
+constexpr int FIRST_OPTION = 3;   // behind program, window and language
 constexpr UINT LOOK_PERIOD = 100; // milliseconds; a timer's message comes when all is painted
 constexpr DWORD RESOURCES_ONLY = LOAD_LIBRARY_AS_IMAGE_RESOURCE | LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE;
 
@@ -63,7 +70,7 @@ void CALLBACK TellShown(HWND, UINT, UINT_PTR uTimer, DWORD)
 
 int PrintUsage()
 {
-    std::fputs("usage: gallery WINDOW LANGUAGE [--taskbar left|top|right|bottom]\n", stderr);
+    std::fputs("usage: gallery WINDOW LANGUAGE [--contrast] [--taskbar left|top|right|bottom]\n", stderr);
     for (const EXHIBIT* pExhibit = g_exhibits; pExhibit->pszName != nullptr; ++pExhibit)
     {
         std::printf("%-22ls %ls\n", pExhibit->pszName, pExhibit->pszWhat);
@@ -91,6 +98,31 @@ HMODULE LoadLanguage(const std::wstring& language)
     return LoadLibraryExW((folder / L"TKDASTRES.dll").make_preferred().c_str(), nullptr, RESOURCES_ONLY);
 }
 
+// The system's theme would draw the controls in its own colours.
+void UseHighContrast(std::optional<ColorScheme>& scheme)
+{
+    EnableTheming(FALSE);
+    scheme.emplace();
+    scheme->Use(ColorScheme::Black(), true);
+}
+
+bool TakeOptions(const std::vector<std::wstring_view>& options, std::optional<ColorScheme>& scheme)
+{
+    for (size_t nOption = 0; nOption < options.size(); ++nOption)
+    {
+        if (options[nOption] == L"--contrast" && !scheme)
+        {
+            UseHighContrast(scheme);
+        }
+        else if (options[nOption] != L"--taskbar" || nOption + 1 == options.size() ||
+                 !ShowFakeTaskbar(options[++nOption]))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
 void Show(const EXHIBIT& exhibit)
 {
     CTaskBarWindow window(0);
@@ -108,9 +140,9 @@ void Show(const EXHIBIT& exhibit)
 
 int wmain(int argc, wchar_t** argv)
 {
-    const EXHIBIT* const pExhibit = argc >= 3 ? FindExhibit(argv[1]) : nullptr;
-    const bool bTaskbar = argc == 5 && std::wstring_view(argv[3]) == L"--taskbar";
-    if (pExhibit == nullptr || (argc != 3 && !bTaskbar) || (bTaskbar && !ShowFakeTaskbar(argv[4])))
+    const EXHIBIT* const pExhibit = argc >= FIRST_OPTION ? FindExhibit(argv[1]) : nullptr;
+    std::optional<ColorScheme> scheme;
+    if (pExhibit == nullptr || !TakeOptions({argv + FIRST_OPTION, argv + argc}, scheme))
     {
         return PrintUsage();
     }
