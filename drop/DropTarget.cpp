@@ -96,11 +96,7 @@ HRESULT STDMETHODCALLTYPE CDropTarget::Drop(IDataObject* pData, DWORD, POINTL, D
         return DV_E_TYMED; // what it holds is no list of files
     }
     // The medium is not released, as ever: there are sources that go on using the list they gave.
-    const auto hDrop = static_cast<HDROP>(medium.hGlobal);
-    if (!HandOverByFile(hDrop, client, hWnd))
-    {
-        HandOverByClipboard(hDrop, client, hWnd);
-    }
+    HandOver(static_cast<HDROP>(medium.hGlobal), client, hWnd);
     return S_OK;
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -24,6 +25,7 @@ constexpr wchar_t ENTRY_SEPARATOR = L'|';
 constexpr UINT DROPPED_BLOCK_FLAGS = GMEM_DDESHARE | GMEM_ZEROINIT;
 static_assert(DROPPED_BLOCK_FLAGS == 0x2040);
 static_assert(sizeof(DROPFILES) == 20);
+constexpr SIZE_T LIST_END = 2 * sizeof(wchar_t); // bytes; another program may have forgotten it
 constexpr SIZE_T DROPPED_BLOCK_EXTRA = sizeof(DROPFILES) + sizeof(wchar_t); // bytes: header, end of the list
 
 // What the network answers with: a structure, and the texts that it points to.
@@ -252,4 +254,35 @@ void HandOverByClipboard(HDROP hDrop, const MSG_TRAYICON_SFT_DROP_CLIENT& client
     {
         TellService(client, hWnd);
     }
+}
+
+void HandOver(HDROP hDrop, const MSG_TRAYICON_SFT_DROP_CLIENT& client, HWND hWnd)
+{
+    if (!HandOverByFile(hDrop, client, hWnd))
+    {
+        HandOverByClipboard(hDrop, client, hWnd);
+    }
+}
+
+// A copy: the clipboard must be free for the names.
+CGlobalBlock ReadCopiedFiles(HWND hWnd)
+{
+    const CClipboard clipboard(hWnd);
+    const HANDLE hFiles = clipboard ? GetClipboardData(CF_HDROP) : nullptr;
+    const void* const pFiles = hFiles != nullptr ? GlobalLock(hFiles) : nullptr;
+    if (pFiles == nullptr)
+    {
+        return CGlobalBlock();
+    }
+    const SIZE_T cbFiles = GlobalSize(hFiles);
+    CGlobalBlock hCopy(cbFiles >= sizeof(DROPFILES)
+                           ? GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, cbFiles + LIST_END)
+                           : nullptr);
+    if (void* const pCopy = hCopy ? GlobalLock(hCopy.get()) : nullptr; pCopy != nullptr)
+    {
+        memcpy(pCopy, pFiles, cbFiles);
+        GlobalUnlock(hCopy.get());
+    }
+    GlobalUnlock(hFiles);
+    return hCopy;
 }

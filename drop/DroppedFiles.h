@@ -54,3 +54,9 @@ bool HandOverByFile(HDROP hDrop, const MSG_TRAYICON_SFT_DROP_CLIENT& client, HWN
 
 /// The same by the clipboard; there the names stay, whoever waits.
 void HandOverByClipboard(HDROP hDrop, const MSG_TRAYICON_SFT_DROP_CLIENT& client, HWND hWnd);
+
+/// By the file, else by the clipboard.
+void HandOver(HDROP hDrop, const MSG_TRAYICON_SFT_DROP_CLIENT& client, HWND hWnd);
+
+/// A list of its own of the files that somebody has copied, as a drag brings them. Null when there are none.
+CGlobalBlock ReadCopiedFiles(HWND hWnd);

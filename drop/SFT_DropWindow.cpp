@@ -8,6 +8,7 @@
 #include "dialogs/DialogPlacement.h"
 #include "dialogs/PaintedFont.h"
 #include "drop/DropTarget.h"
+#include "drop/DroppedFiles.h"
 #include "resources/resource.h"
 #include "tray/TrayWindowMessages.h"
 
@@ -89,6 +90,39 @@ void OnClose(HWND hWnd)
     DestroyWindow(hWnd);
 }
 
+bool IsPasteKey(WPARAM wKey)
+{
+    const bool bControl = GetKeyState(VK_CONTROL) < 0;
+    const bool bShift = GetKeyState(VK_SHIFT) < 0;
+    if (GetKeyState(VK_MENU) < 0 || bControl == bShift)
+    {
+        return false;
+    }
+    return wKey == static_cast<WPARAM>(bControl ? 'V' : VK_INSERT);
+}
+
+void OnKeyDown(HWND hWnd, WPARAM wKey)
+{
+    if (IsPasteKey(wKey))
+    {
+        SendMessageW(hWnd, WM_PASTE, 0, 0);
+    }
+}
+
+// As if what was copied had been dropped: the way of whoever doesn't drag.
+void OnPaste(HWND hWnd)
+{
+    const auto held = g_heldRecords.find(hWnd);
+    const auto pClient = held != g_heldRecords.end() ? held->second : nullptr;
+    const CGlobalBlock hFiles = ReadCopiedFiles(hWnd);
+    if (pClient == nullptr || !hFiles)
+    {
+        MessageBeep(MB_OK);
+        return;
+    }
+    HandOver(static_cast<HDROP>(hFiles.get()), *pClient, hWnd);
+}
+
 void OnDestroy()
 {
     if (g_state.pTarget != nullptr)
@@ -125,6 +159,14 @@ INT_PTR CALLBACK SFTDropWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM 
     case WM_CTLCOLORSTATIC:
         return g_state.background.AnswerPlainControlColor(hWnd, reinterpret_cast<HDC>(wParam));
     case WM_COMMAND:
+        return TRUE;
+    case WM_SETFOCUS:
+        return TRUE; // the text would have no use for keys
+    case WM_KEYDOWN:
+        OnKeyDown(hWnd, wParam);
+        return TRUE;
+    case WM_PASTE:
+        OnPaste(hWnd);
         return TRUE;
     case WM_SYSCOLORCHANGE:
     case WM_PALETTECHANGED:

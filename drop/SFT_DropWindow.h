@@ -8,12 +8,12 @@
 #include <memory>
 
 /*
- * The drop window: files that are dropped on it are sent to one client. Modeless; IDD_DROP with the client's
- * record as parameter, which whoever creates it stores in GWLP_USERDATA as well. WM_SFT_DROP_WINDOW closes
- * it; when it closes by itself it tells the tray window. Main thread.
+ * The drop window: files that are dropped on it, or copied and pasted into it, are sent to one client.
+ * Modeless; IDD_DROP with the client's record as parameter, which whoever creates it stores in GWLP_USERDATA
+ * as well. WM_SFT_DROP_WINDOW closes it; when it closes by itself it tells the tray window. Main thread.
  *
  * What it paints and what it offers to OLE is of the window that came last: one window at a time works in
- * full, and when the earlier of two closes the later takes no files any more.
+ * full, and when the earlier of two closes nothing can be dropped on the later any more.
  */
 INT_PTR CALLBACK SFTDropWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM lParam);
 

@@ -10,6 +10,7 @@
 #include "tests/support/ImportHook.h"
 #include "tests/support/ObjectCounts.h"
 #include "tests/unit/DialogHarness.h"
+#include "tests/unit/HeldKey.h"
 #include "tray/TrayWindowMessages.h"
 
 #include <gtest/gtest.h>
@@ -24,8 +25,6 @@
 namespace
 {
 constexpr wchar_t OWNER_CLASS[] = L"owner of a chat window";
-constexpr BYTE KEY_IS_DOWN = 0x80;
-constexpr size_t KEYS = 256;
 constexpr DWORD PAYLOAD_SIZES[] = {0, 1, 2, 5}; // bytes
 
 const wchar_t* const LANGUAGES[] = {L"en", L"fr", L"de"};
@@ -46,31 +45,6 @@ std::wstring UserName()
     GetUserNameW(szUser, &cchUser);
     return szUser;
 }
-
-// A key that this thread takes for held down as long as the object lives.
-class HeldKey
-{
-  public:
-    explicit HeldKey(int nKey) : m_nKey(nKey) { Set(KEY_IS_DOWN); }
-    ~HeldKey() { Set(0); }
-    HeldKey(const HeldKey&) = delete;
-    HeldKey& operator=(const HeldKey&) = delete;
-
-  private:
-    void Set(BYTE bState) const
-    {
-        if (m_nKey == 0)
-        {
-            return;
-        }
-        BYTE states[KEYS] = {};
-        GetKeyboardState(states);
-        states[m_nKey] = bState;
-        SetKeyboardState(states);
-    }
-
-    const int m_nKey;
-};
 
 // The staged module and a window that owns its window, as the agent does. Nothing here calls IsDialogMessage,
 // which the agent doesn't, either.

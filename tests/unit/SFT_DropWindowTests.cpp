@@ -1,6 +1,7 @@
 #include "drop/SFT_DropWindow.h"
 
 #include "Include/BoundedText.h"
+#include "Include/Clipboard.h"
 #include "devservice/DroppedNames.h"
 #include "devservice/FileDrag.h"
 #include "dialogs/GradientFill.h"
@@ -8,17 +9,21 @@
 #include "startup/TKDAST.h"
 #include "tests/support/ObjectCounts.h"
 #include "tests/unit/DropHarness.h"
+#include "tests/unit/HeldKey.h"
 #include "tests/unit/LogCapture.h"
 #include "tray/TKDASTWindow.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <ole2.h>
+#include <shlobj.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace
@@ -63,6 +68,26 @@ class SftDropWindowTest : public DropHarness
         dragger.join();
         PumpMessages();
         return bTaken;
+    }
+
+    // What somebody has copied in another program.
+    static void Copy(UINT uFormat, HGLOBAL hBlock)
+    {
+        const CClipboard clipboard(nullptr);
+        ASSERT_TRUE(clipboard && EmptyClipboard());
+        ASSERT_TRUE(GiveToClipboard(uFormat, CGlobalBlock(hBlock)));
+    }
+    static void CopyFiles(const Names& paths) { Copy(CF_HDROP, MakeFileList(paths)); }
+
+    // Presses a key in the window, with another held down.
+    static void Press(HWND hDrop, WPARAM wKey, int nHeld, int nHeldToo = 0)
+    {
+        SetForegroundWindow(hDrop);
+        PumpMessages();
+        ASSERT_EQ(GetFocus(), hDrop) << "none of its controls could take keys";
+        const HeldKey held(nHeld);
+        const HeldKey heldToo(nHeldToo);
+        SendMessageW(GetFocus(), WM_KEYDOWN, wKey, 0);
     }
 
     // Moves one window up and beside the other, so that neither is on the way of a drag to the other.
@@ -503,4 +528,105 @@ TEST_F(SftDropWindowTest, OfTwoWindowsTheEarlierGoesOnTakingFilesWhenTheLaterHas
     EXPECT_EQ(ReadDroppedEntries(5), Names{L"C:\\b.txt"});
     EXPECT_TRUE(WasTold());
     EXPECT_FALSE(IsWindow(hFirst));
+}
+
+// ---- What those do who don't drag.
+
+TEST_F(SftDropWindowTest, CopiedFilesArePastedAsIfTheyWereDropped)
+{
+    PrepareService();
+    const Names paths = {L"C:\\a.txt", L"C:\\folder\\Grüße.txt"};
+    for (const auto& [wKey, nHeld] :
+         {std::pair{WPARAM{'V'}, VK_CONTROL}, std::pair{WPARAM{VK_INSERT}, VK_SHIFT}})
+    {
+        const HWND hDrop = Open();
+        CopyFiles(paths);
+        Press(hDrop, wKey, nHeld);
+        EXPECT_EQ(ReadDroppedEntries(5), paths);
+        EXPECT_TRUE(WasTold());
+        PumpMessages();
+        EXPECT_FALSE(IsWindow(hDrop));
+        EXPECT_TRUE(Window().m_DropWindows.empty());
+        RemoveDroppedEntries(5);
+    }
+    EXPECT_TRUE(m_trace.Calls("beep").empty());
+}
+
+TEST_F(SftDropWindowTest, NoOtherKeyPastes)
+{
+    PrepareService();
+    const HWND hDrop = Open();
+    CopyFiles({L"C:\\a.txt"});
+    Press(hDrop, 'V', 0);
+    Press(hDrop, 'V', VK_SHIFT);
+    Press(hDrop, 'V', VK_CONTROL, VK_SHIFT);
+    Press(hDrop, 'V', VK_CONTROL, VK_MENU);
+    Press(hDrop, 'C', VK_CONTROL);
+    Press(hDrop, VK_INSERT, VK_CONTROL);
+    Press(hDrop, VK_INSERT, 0);
+    Press(hDrop, VK_RETURN, 0);
+    EXPECT_TRUE(ReadDroppedEntries(5).empty());
+    EXPECT_FALSE(WasTold());
+    EXPECT_TRUE(IsWindow(hDrop));
+}
+
+TEST_F(SftDropWindowTest, WithNothingToPasteItBeepsAndStays)
+{
+    PrepareService();
+    const HWND hDrop = Open();
+    Copy(CF_UNICODETEXT, GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, 16));
+    Press(hDrop, 'V', VK_CONTROL);
+    Copy(CF_HDROP, GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, sizeof(DROPFILES) - 1));
+    Press(hDrop, 'V', VK_CONTROL);
+    EXPECT_EQ(m_trace.Calls("beep"), (Calls{"beep 0", "beep 0"}));
+    EXPECT_TRUE(ReadDroppedEntries(5).empty());
+    EXPECT_TRUE(IsWindow(hDrop));
+}
+
+TEST_F(SftDropWindowTest, PastedNamesGoOverTheClipboardWhereTheFolderIsMissing)
+{
+    MakeEvent();
+    const HWND hDrop = Open();
+    CopyFiles({L"C:\\a", L"C:\\b"});
+    Press(hDrop, 'V', VK_CONTROL);
+    EXPECT_EQ(ReadDroppedClipboard(), (Names{L"C:\\a", L"C:\\b"}));
+    EXPECT_TRUE(WasTold());
+}
+
+TEST_F(SftDropWindowTest, APasteThatNobodyWaitsForLeavesTheWindowForAnotherTry)
+{
+    PrepareService();
+    m_hEvent.reset();
+    const HWND hDrop = Open();
+    CopyFiles({L"C:\\a.txt"});
+    Press(hDrop, 'V', VK_CONTROL);
+    PumpMessages();
+    EXPECT_TRUE(ReadDroppedEntries(5).empty());
+    ASSERT_TRUE(IsWindow(hDrop));
+    MakeEvent();
+    Press(hDrop, 'V', VK_CONTROL);
+    EXPECT_EQ(ReadDroppedEntries(5), Names{L"C:\\a.txt"}) << "it is still on the clipboard";
+}
+
+TEST_F(SftDropWindowTest, AListThatForgetsItsEndIsReadToTheEndOfItsMemory)
+{
+    PrepareService();
+    const HWND hDrop = Open();
+    const HGLOBAL hBlock = GlobalAlloc(GMEM_FIXED | GMEM_ZEROINIT, sizeof(DROPFILES) + 2 * sizeof(wchar_t));
+    auto* const pFiles = static_cast<DROPFILES*>(hBlock);
+    pFiles->pFiles = sizeof(DROPFILES);
+    pFiles->fWide = TRUE;
+    memcpy(pFiles + 1, L"ab", 2 * sizeof(wchar_t));
+    Copy(CF_HDROP, hBlock);
+    Press(hDrop, 'V', VK_CONTROL);
+    EXPECT_EQ(ReadDroppedEntries(5), Names{L"ab"});
+}
+
+TEST_F(SftDropWindowTest, WithoutARecordNothingCanBePasted)
+{
+    const CWindow hDrop(
+        CreateDialogParamW(g_hResourceModule, MAKEINTRESOURCEW(IDD_DROP), nullptr, SFTDropWndProc, 0));
+    CopyFiles({L"C:\\a.txt"});
+    SendMessageW(hDrop.get(), WM_PASTE, 0, 0);
+    EXPECT_EQ(m_trace.Calls("beep"), Calls{"beep 0"});
 }
