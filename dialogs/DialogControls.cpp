@@ -14,7 +14,11 @@ namespace
 constexpr int DECIMAL = 10;
 constexpr int SECRET_FONT_HEIGHT = 14; // logical units
 constexpr UINT_PTR LINK_SUBCLASS = 2;
-constexpr size_t MAX_COMPLAINT = 1024; // characters, terminator included
+constexpr UINT_PTR WALK_SUBCLASS = 3;
+constexpr wchar_t KEY_MARK = L'&';
+constexpr size_t MAX_BUTTON_TEXT = 260; // characters, terminator included
+constexpr size_t MAX_COMPLAINT = 1024;  // characters, terminator included
+constexpr size_t MAX_CLASS_NAME = 32;   // characters, terminator included
 
 // Made once and never freed: a control goes on using it until its window is gone.
 HFONT SecretFont()
@@ -50,6 +54,90 @@ LRESULT CALLBACK LinkProcedure(HWND hLink, UINT uMessage, WPARAM wParam, LPARAM 
         RemoveWindowSubclass(hLink, LinkProcedure, uSubclass);
     }
     return DefSubclassProc(hLink, uMessage, wParam, lParam);
+}
+
+bool IsOfClass(HWND hWnd, const wchar_t* pszClass)
+{
+    wchar_t szClass[MAX_CLASS_NAME] = {};
+    GetClassNameW(hWnd, szClass, static_cast<int>(MAX_CLASS_NAME));
+    return lstrcmpiW(szClass, pszClass) == 0;
+}
+
+// Null where there is none. A button says itself what it is.
+HWND LabelOf(HWND hControl)
+{
+    const HWND hBefore = GetWindow(hControl, GW_HWNDPREV);
+    return IsOfClass(hBefore, WC_STATICW) && !IsOfClass(hControl, WC_BUTTONW) ? hBefore : nullptr;
+}
+
+wchar_t UpperCase(wchar_t chLetter)
+{
+    CharUpperBuffW(&chLetter, 1);
+    return chLetter;
+}
+
+// The letter behind the mark; 0: none.
+wchar_t MarkedLetter(const std::wstring& text)
+{
+    const size_t nMark = text.find(KEY_MARK);
+    return nMark != std::wstring::npos && nMark + 1 < text.size() ? UpperCase(text[nMark + 1]) : L'\0';
+}
+
+// What else the letter may be for is left to the system.
+bool PressMarkedButton(HWND hDlg, wchar_t chLetter)
+{
+    for (HWND hControl = GetWindow(hDlg, GW_CHILD); hControl != nullptr;
+         hControl = GetWindow(hControl, GW_HWNDNEXT))
+    {
+        if (IsOfClass(hControl, WC_BUTTONW) && IsWindowVisible(hControl) && IsWindowEnabled(hControl) &&
+            MarkedLetter(ReadControl(hDlg, GetDlgCtrlID(hControl), MAX_BUTTON_TEXT)) == UpperCase(chLetter))
+        {
+            SetFocus(hControl);
+            SendMessageW(hControl, BM_CLICK, 0, 0);
+            return true;
+        }
+    }
+    return false;
+}
+
+// Whoever walks wants to see where.
+void MoveFocusOn(HWND hDlg, bool bBack)
+{
+    SendMessageW(hDlg, WM_CHANGEUISTATE, MAKEWPARAM(UIS_CLEAR, UISF_HIDEFOCUS | UISF_HIDEACCEL), 0);
+    SendMessageW(hDlg, WM_NEXTDLGCTL, bBack ? TRUE : FALSE, FALSE);
+}
+
+LRESULT CALLBACK WalkProcedure(HWND hControl, UINT uMessage, WPARAM wParam, LPARAM lParam, UINT_PTR uSubclass,
+                               DWORD_PTR)
+{
+    switch (uMessage)
+    {
+    case WM_KEYDOWN:
+        if (wParam == VK_TAB)
+        {
+            MoveFocusOn(GetParent(hControl), GetKeyState(VK_SHIFT) < 0);
+            return 0;
+        }
+        break;
+    case WM_CHAR:
+        if (wParam == L'\t')
+        {
+            return 0; // of the key that has moved the focus
+        }
+        break;
+    case WM_SYSCHAR:
+        if (PressMarkedButton(GetParent(hControl), static_cast<wchar_t>(wParam)))
+        {
+            return 0;
+        }
+        break;
+    case WM_NCDESTROY:
+        RemoveWindowSubclass(hControl, WalkProcedure, uSubclass);
+        break;
+    default:
+        break;
+    }
+    return DefSubclassProc(hControl, uMessage, wParam, lParam);
 }
 } // namespace
 
@@ -145,6 +233,15 @@ void PassColorsOn(HWND hDlg)
          hControl = GetWindow(hControl, GW_HWNDNEXT))
     {
         SendMessageW(hControl, WM_SYSCOLORCHANGE, 0, 0);
+    }
+}
+
+void WalkByKeyboard(HWND hDlg)
+{
+    for (HWND hControl = GetWindow(hDlg, GW_CHILD); hControl != nullptr;
+         hControl = GetWindow(hControl, GW_HWNDNEXT))
+    {
+        SetWindowSubclass(hControl, WalkProcedure, WALK_SUBCLASS, 0);
     }
 }
 

@@ -43,6 +43,10 @@ void SetSecretFont(HWND hDlg, int nControl);
 void AskFor(HWND hDlg, UINT uString, int nControl);
 
 /// Makes the Enter key on a link what a click of the mouse is to the dialog.
+/// Lets a modeless dialog whose keys no message loop knows be walked through: Tab, back with Shift, and Alt
+/// with a button's letter, in whatever loop the thread is.
+void WalkByKeyboard(HWND hDlg);
+
 void ClickLinkByEnter(HWND hDlg, int nLink);
 
 /// Tells screen readers that a dialog has come up unasked. It doesn't get the keyboard, and would pass

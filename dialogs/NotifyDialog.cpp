@@ -149,6 +149,7 @@ INT_PTR OnInitDialog(HWND hWnd, const CTaskBarWindow* pWindow)
     SetNotifyDialogLocation(hWnd);
     Fill(hWnd, *pWindow);
     AlertScreenReaders(hWnd);
+    WalkByKeyboard(hWnd);
     return FALSE;
 }
 

@@ -118,7 +118,7 @@ bool ResolvePort(const wchar_t* pszCommandLine, unsigned int* puiPort)
     return true;
 }
 
-// The waiting window is the only modeless one that a person works with by keyboard.
+// The waiting window; other modeless ones see to their keys themselves.
 void PumpMessages(const CTaskBarWindow& window)
 {
     MSG message = {};

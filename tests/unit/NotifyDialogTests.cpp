@@ -7,6 +7,8 @@
 #include "startup/TKDAST.h"
 #include "tests/support/ObjectCounts.h"
 #include "tests/unit/DialogHarness.h"
+#include "tests/unit/DialogMeasures.h"
+#include "tests/unit/HeldKey.h"
 #include "tests/unit/LogCapture.h"
 
 #include <gmock/gmock.h>
@@ -19,6 +21,7 @@
 
 namespace
 {
+constexpr LPARAM ALT_IS_DOWN = 1 << 29;
 using Calls = std::vector<std::string>;
 
 bool IsShown(HWND hPopup, int nControl)
@@ -316,6 +319,48 @@ TEST_F(NotifyDialogTest, TheFixedFormIgnoresCloseBoxAndTimer)
     EXPECT_TRUE(IsWindow(hPopup)) << "outlives its timer";
     SendMessageW(Window().m_hWnd, WM_CLOSE_NOTIFY_DLG, 0, 1);
     EXPECT_TRUE(IsGone(hPopup)) << "the agent takes it down";
+}
+
+TEST_F(NotifyDialogTest, TheFixedFormsButtonIsReachedByTabBothWaysAndPressedByItsLetter)
+{
+    const HWND hPopup = ShowList(1, 2);
+    const HWND hBody = GetDlgItem(hPopup, IDC_NOTIFY_BODY);
+    const HWND hButton = GetDlgItem(hPopup, IDC_NOTIFY_DISCONNECT);
+    SetForegroundWindow(hPopup);
+    PumpMessages();
+    ASSERT_EQ(GetFocus(), hBody);
+    const auto press = [](WPARAM wKey) {
+        SendMessageW(GetFocus(), WM_KEYDOWN, wKey, 0);
+        SendMessageW(GetFocus(), WM_CHAR, wKey, 0);
+    };
+    press(VK_TAB);
+    EXPECT_EQ(GetFocus(), hButton);
+    EXPECT_EQ(SendMessageW(hButton, WM_QUERYUISTATE, 0, 0), 0) << "and is seen to be";
+    press(VK_TAB);
+    EXPECT_EQ(GetFocus(), hBody);
+    {
+        const HeldKey held(VK_SHIFT);
+        press(VK_TAB);
+    }
+    EXPECT_EQ(GetFocus(), hButton);
+    press(VK_RETURN);
+    press(VK_ESCAPE);
+    SendMessageW(hBody, WM_SYSCHAR, L'x', ALT_IS_DOWN);
+    PumpMessages();
+    EXPECT_TRUE(m_trace.Calls("message").empty()) << "nobody was to be disconnected by that";
+    SendMessageW(hBody, WM_SYSCHAR, MarkedKey(TextOf(hButton)), ALT_IS_DOWN);
+    PumpMessages();
+    EXPECT_EQ(m_trace.Calls("message"), Calls{"message 273 40005"});
+    EXPECT_TRUE(IsWindow(hPopup));
+}
+
+TEST_F(NotifyDialogTest, AButtonThatIsNotShownHasNoLetter)
+{
+    const HWND hPopup = ShowList(0, 2);
+    SendMessageW(GetDlgItem(hPopup, IDC_NOTIFY_BODY), WM_SYSCHAR,
+                 MarkedKey(TextOf(GetDlgItem(hPopup, IDC_NOTIFY_DISCONNECT))), ALT_IS_DOWN);
+    PumpMessages();
+    EXPECT_TRUE(m_trace.Calls("message").empty());
 }
 
 TEST_F(NotifyDialogTest, EnterEscapeAndClicksDoNothing)
