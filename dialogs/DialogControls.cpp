@@ -195,7 +195,12 @@ bool IsTicked(HWND hDlg, int nBox)
 
 void EnableControl(HWND hDlg, int nControl, bool bEnable)
 {
-    EnableWindow(GetDlgItem(hDlg, nControl), bEnable ? TRUE : FALSE);
+    const HWND hControl = GetDlgItem(hDlg, nControl);
+    EnableWindow(hControl, bEnable ? TRUE : FALSE);
+    if (const HWND hLabel = LabelOf(hControl); hLabel != nullptr)
+    {
+        EnableWindow(hLabel, bEnable ? TRUE : FALSE);
+    }
 }
 
 void SetSecretFont(HWND hDlg, int nControl)
@@ -210,11 +215,6 @@ void AskFor(HWND hDlg, UINT uString, int nControl)
     {
         SetFocus(hControl); // with nothing there the keyboard would have no focus at all
     }
-}
-
-void ClickLinkByEnter(HWND hDlg, int nLink)
-{
-    SetWindowSubclass(GetDlgItem(hDlg, nLink), LinkProcedure, LINK_SUBCLASS, 0);
 }
 
 void AlertScreenReaders(HWND hDlg)
@@ -243,6 +243,11 @@ void WalkByKeyboard(HWND hDlg)
     {
         SetWindowSubclass(hControl, WalkProcedure, WALK_SUBCLASS, 0);
     }
+}
+
+void ClickLinkByEnter(HWND hDlg, int nLink)
+{
+    SetWindowSubclass(GetDlgItem(hDlg, nLink), LinkProcedure, LINK_SUBCLASS, 0);
 }
 
 void PaintAnew(HWND hDlg)

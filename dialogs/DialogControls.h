@@ -33,7 +33,7 @@ void HideIdleScrollBar(HWND hEdit);
 /// Whether a check box is ticked.
 bool IsTicked(HWND hDlg, int nBox);
 
-/// Lets a control be used, or not.
+/// Lets a control be used, or not. The label before it goes along: its key would lead to the next control.
 void EnableControl(HWND hDlg, int nControl, bool bEnable);
 
 /// Gives a control that takes a secret its font.
@@ -42,11 +42,11 @@ void SetSecretFont(HWND hDlg, int nControl);
 /// Tells by a text of the language module that something is missing, and moves the focus there.
 void AskFor(HWND hDlg, UINT uString, int nControl);
 
-/// Makes the Enter key on a link what a click of the mouse is to the dialog.
 /// Lets a modeless dialog whose keys no message loop knows be walked through: Tab, back with Shift, and Alt
 /// with a button's letter, in whatever loop the thread is.
 void WalkByKeyboard(HWND hDlg);
 
+/// Makes the Enter key on a link what a click of the mouse is to the dialog.
 void ClickLinkByEnter(HWND hDlg, int nLink);
 
 /// Tells screen readers that a dialog has come up unasked. It doesn't get the keyboard, and would pass
