@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -42,7 +43,7 @@ struct ModuleTexts
 {
     std::map<std::wstring, std::set<std::wstring>> idsOfType;
     std::map<unsigned, std::wstring> strings;
-    std::map<std::wstring, std::multiset<int>> controlsOfDialog;
+    std::map<std::wstring, std::vector<int>> controlsOfDialog; // in the order of Tab
 };
 
 std::wstring ResourceName(const wchar_t* pszName)
@@ -292,11 +293,11 @@ CWindow MakeDialog(HMODULE hModule, const wchar_t* pszName)
 BOOL CALLBACK CollectDialog(HMODULE hModule, LPCWSTR, LPWSTR pszName, LONG_PTR lParam)
 {
     const CWindow hDialog = MakeDialog(hModule, pszName);
-    std::multiset<int>& controls =
+    std::vector<int>& controls =
         reinterpret_cast<ModuleTexts*>(lParam)->controlsOfDialog[ResourceName(pszName)];
     for (const HWND hControl : ControlsOf(hDialog.get()))
     {
-        controls.insert(GetDlgCtrlID(hControl));
+        controls.push_back(GetDlgCtrlID(hControl));
     }
     return TRUE;
 }
@@ -554,7 +555,7 @@ TEST_P(LanguageModule, HoldsTheDialogsWithTheirControls)
         ASSERT_TRUE(texts.controlsOfDialog.contains(dialog));
         for (const int nId : ids)
         {
-            EXPECT_EQ(texts.controlsOfDialog.at(dialog).count(nId), 1u) << nId;
+            EXPECT_EQ(std::ranges::count(texts.controlsOfDialog.at(dialog), nId), 1) << nId;
         }
     }
 }
@@ -725,6 +726,8 @@ TEST(LanguageModuleComparison, ReportsADialogWhoseControlsDiffer)
     ModuleTexts other = TwoStringsTranslated();
     other.controlsOfDialog[L"#106"] = {1, 1005};
     EXPECT_EQ(CompareModules(reference, other, {}), Lines{L"controls of dialog #106"});
+    other.controlsOfDialog[L"#106"] = {1005, 1, 1005};
+    EXPECT_EQ(CompareModules(reference, other, {}), Lines{L"controls of dialog #106"}) << "another order";
     other.controlsOfDialog.clear();
     EXPECT_EQ(CompareModules(reference, other, {}), Lines{L"controls of dialog #106"});
     other.controlsOfDialog = reference.controlsOfDialog;
