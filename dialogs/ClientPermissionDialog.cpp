@@ -6,6 +6,7 @@
 #include "Include/UtilResource.h"
 #include "channel/CTKSocket.h"
 #include "channel/TrayMessages.h"
+#include "dialogs/Announcement.h"
 #include "dialogs/DialogBackground.h"
 #include "dialogs/DialogControls.h"
 #include "dialogs/DialogPlacement.h"
@@ -169,6 +170,7 @@ INT_PTR OnInitDialog(HWND hDlg)
         ShowPrompt(hDlg);
     }
     MessageBeep(MB_OK);
+    AnnounceWindow(hDlg, std::wstring());
     return FALSE;
 }
 

@@ -3,6 +3,7 @@
 #include "Include/BoundedText.h"
 #include "Include/TKLogging.h"
 #include "Include/UtilResource.h"
+#include "dialogs/Announcement.h"
 #include "dialogs/DialogBackground.h"
 #include "dialogs/DialogControls.h"
 #include "dialogs/DialogPlacement.h"
@@ -24,6 +25,7 @@ namespace
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("NotifyDialog");
 
 constexpr POINT ICON_PLACE = {2, 2};
+constexpr size_t MAX_BODY_TEXT = 4096;                                // characters, terminator included
 constexpr size_t MAX_LIST_TEXT = 260;                                 // characters, terminator included
 constexpr DWORD SOUND_FLAGS = SND_ALIAS | SND_NOWAIT | SND_NODEFAULT; // and heard to its end
 static_assert(SOUND_FLAGS == 73730);
@@ -125,6 +127,14 @@ void Fill(HWND hWnd, const CTaskBarWindow& window)
     }
 }
 
+// What no control shows.
+std::wstring PaintedBody(HWND hWnd)
+{
+    return IsWindowVisible(GetDlgItem(hWnd, IDC_NOTIFY_BODY))
+               ? std::wstring()
+               : ReadControl(hWnd, IDC_NOTIFY_BODY, MAX_BODY_TEXT);
+}
+
 INT_PTR OnInitDialog(HWND hWnd, const CTaskBarWindow* pWindow)
 {
     if (pWindow == nullptr)
@@ -150,6 +160,7 @@ INT_PTR OnInitDialog(HWND hWnd, const CTaskBarWindow* pWindow)
     Fill(hWnd, *pWindow);
     AlertScreenReaders(hWnd);
     WalkByKeyboard(hWnd);
+    AnnounceWindow(hWnd, PaintedBody(hWnd));
     return FALSE;
 }
 

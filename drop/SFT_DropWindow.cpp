@@ -3,6 +3,7 @@
 #include "Include/BoundedText.h"
 #include "Include/TKLogging.h"
 #include "Include/UtilResource.h"
+#include "dialogs/Announcement.h"
 #include "dialogs/DialogBackground.h"
 #include "dialogs/DialogControls.h"
 #include "dialogs/DialogPlacement.h"
@@ -53,6 +54,7 @@ INT_PTR OnInitDialog(HWND hWnd, MSG_TRAYICON_SFT_DROP_CLIENT* pClient)
     const std::wstring hint = LoadResourceText(IDS_DROP_HINT, MAX_HINT);
     SetDlgItemTextW(hWnd, IDC_DROP_TEXT, (hint + std::wstring(FixedText(pClient->szClientName))).c_str());
     ShowTopmost(hWnd);
+    AnnounceWindow(hWnd, std::wstring());
     return FALSE;
 }
 

@@ -44,6 +44,12 @@ enum class Keys
     OfControl,
 };
 
+enum class Focus
+{
+    Taken,
+    Left, // where it is: screen readers must be told of the window
+};
+
 enum class Escape
 {
     Closes,
@@ -57,15 +63,16 @@ struct WINDOW_ROW
     int nEnter; // the button that Enter presses from anywhere
     Escape escape;
     Keys keys;
+    Focus focus = Focus::Taken;
 };
 
 constexpr WINDOW_ROW WINDOWS[] = {
-    {L"connected", NOTHING, NOTHING, Escape::Stays, Keys::OfControl},
-    {L"list", IDC_NOTIFY_BODY, NOTHING, Escape::Stays, Keys::OfControl},
-    {L"list-fixed", IDC_NOTIFY_BODY, NOTHING, Escape::Stays, Keys::OfControl},
+    {L"connected", NOTHING, NOTHING, Escape::Stays, Keys::OfControl, Focus::Left},
+    {L"list", IDC_NOTIFY_BODY, NOTHING, Escape::Stays, Keys::OfControl, Focus::Left},
+    {L"list-fixed", IDC_NOTIFY_BODY, NOTHING, Escape::Stays, Keys::OfControl, Focus::Left},
     {L"about", IDOK, IDOK, Escape::Closes, Keys::OfDialog},
-    {L"permission", IDC_PERMISSION_TEXT, IDOK, Escape::Closes, Keys::OfDialog},
-    {L"permission-deny", IDC_PERMISSION_TEXT, IDCANCEL, Escape::Closes, Keys::OfDialog},
+    {L"permission", IDC_PERMISSION_TEXT, IDOK, Escape::Closes, Keys::OfDialog, Focus::Left},
+    {L"permission-deny", IDC_PERMISSION_TEXT, IDCANCEL, Escape::Closes, Keys::OfDialog, Focus::Left},
     {L"connect", IDC_CONNECT_HOST, IDOK, Escape::Closes, Keys::OfDialog},
     {L"connect-proxy", IDC_CONNECT_USE_PROXY_SECRET, IDOK, Escape::Closes, Keys::OfDialog},
     {L"join", IDC_JOIN_INVITATION, IDOK, Escape::Closes, Keys::OfDialog},
@@ -75,7 +82,7 @@ constexpr WINDOW_ROW WINDOWS[] = {
     {L"invitation-forbidden", IDC_INVITE_NAME, IDC_INVITE_CREATE, Escape::Closes, Keys::OfDialog},
     {L"certificate", IDNO, IDNO, Escape::Stays, Keys::OfDialog},
     {CHAT, IDC_CHAT_INPUT, NOTHING, Escape::Closes, Keys::OfControl},
-    {L"drop", NOTHING, NOTHING, Escape::Stays, Keys::OfControl},
+    {L"drop", NOTHING, NOTHING, Escape::Stays, Keys::OfControl, Focus::Left},
     {L"settings", IDC_SETTINGS_PORT, IDOK, Escape::Closes, Keys::OfDialog},
     {L"settings-user-no-rights", IDC_SETTINGS_PORT, IDOK, Escape::Closes, Keys::OfDialog},
 };
@@ -104,6 +111,21 @@ HWND ShownWindow()
     return hWnd;
 }
 
+std::vector<HWND> g_announced;
+
+void WINAPI RecordEvent(DWORD dwEvent, HWND hWnd, LONG, LONG)
+{
+    if (dwEvent == EVENT_SYSTEM_ALERT)
+    {
+        g_announced.push_back(hWnd);
+    }
+}
+
+bool WasAnnounced(HWND hWnd)
+{
+    return std::find(g_announced.begin(), g_announced.end(), hWnd) != g_announced.end();
+}
+
 BOOL WINAPI PlayNothing(LPCWSTR, HMODULE, DWORD)
 {
     return TRUE;
@@ -118,6 +140,7 @@ class EveryWindow : public testing::TestWithParam<std::tuple<WINDOW_ROW, const w
     void SetUp() override
     {
         s_pThis = this;
+        g_announced.clear();
         g_hInstance = GetModuleHandleW(nullptr);
         SetEnvironmentVariableW(L"LangUI", std::get<1>(GetParam()));
         m_binding.Set("PlaySoundW", &PlayNothing);
@@ -302,6 +325,7 @@ class EveryWindow : public testing::TestWithParam<std::tuple<WINDOW_ROW, const w
     StagedLanguageModule m_language{std::get<1>(GetParam())};
     LateBinding m_binding;
     ImportHook<decltype(Sleep)> m_sleep{"kernel32.dll", "Sleep", +[](DWORD) {}};
+    ImportHook<decltype(RecordEvent)> m_event{"user32.dll", "NotifyWinEvent", &RecordEvent};
     std::optional<LoadedChatModule> m_chat;
     std::unique_ptr<CTaskBarWindow> m_pWindow;
     std::function<void(HWND)> m_look;
@@ -375,6 +399,7 @@ TEST_P(EveryWindow, IsUsableByKeyboardAloneAndToldToScreenReaders)
         PressKey(hWnd, VK_ESCAPE);
         PumpMessages(); // the answer may be posted, and its end, too
         EXPECT_EQ(IsWindowVisible(hWnd) != FALSE, Row().escape == Escape::Stays);
+        EXPECT_EQ(WasAnnounced(hWnd), Row().focus == Focus::Left);
     });
 }
 } // namespace
