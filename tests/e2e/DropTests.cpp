@@ -55,19 +55,19 @@ class DropTest : public AgentTest
         ASSERT_TRUE(WaitForDropWindow(true));
     }
 
-    /// Presses a key where the keyboard is, with Alt held down or not.
-    static void PressKeys(BYTE bKey, bool bAlt)
+    /// Presses a key where the keyboard is, with another held down; 0: none.
+    static void PressKeys(BYTE bKey, BYTE bHeld)
     {
         const auto strike = [](BYTE bStruck, DWORD dwFlags) { keybd_event(bStruck, 0, dwFlags, 0); };
-        if (bAlt)
+        if (bHeld != 0)
         {
-            strike(VK_MENU, 0);
+            strike(bHeld, 0);
         }
         strike(bKey, 0);
         strike(bKey, KEYEVENTF_KEYUP);
-        if (bAlt)
+        if (bHeld != 0)
         {
-            strike(VK_MENU, KEYEVENTF_KEYUP);
+            strike(bHeld, KEYEVENTF_KEYUP);
         }
     }
 
@@ -130,12 +130,30 @@ TEST_F(DropTest, OnTheKeyboardAltF4ClosesItAndEscapeDoesNot)
     OpenDropWindow();
     const HWND hDrop = FindShownWindow(DROP_TITLE);
     SetForegroundWindow(hDrop);
-    PressKeys(VK_ESCAPE, false);
+    PressKeys(VK_ESCAPE, 0);
     Sleep(SILENCE_MS);
     EXPECT_TRUE(IsWindowVisible(hDrop));
-    PressKeys(VK_F4, true);
+    PressKeys(VK_F4, VK_MENU);
     EXPECT_TRUE(WaitForDropWindow(false));
     OpenDropWindow(); // the agent has forgotten the other one
+    ExpectEcho();
+}
+
+TEST_F(DropTest, OnTheKeyboardCopiedFilesArePasted)
+{
+    ASSERT_TRUE(PrepareDropDataFile());
+    OpenDropWindow();
+    const Names paths = {L"C:\\a.txt", L"C:\\b.txt"};
+    {
+        const CClipboard clipboard(nullptr);
+        ASSERT_TRUE(clipboard && EmptyClipboard());
+        ASSERT_TRUE(GiveToClipboard(CF_HDROP, CGlobalBlock(MakeFileList(paths))));
+    }
+    SetForegroundWindow(FindShownWindow(DROP_TITLE));
+    PressKeys('V', VK_CONTROL);
+    EXPECT_TRUE(WasTold());
+    EXPECT_EQ(ReadDroppedEntries(CLIENT), paths);
+    EXPECT_TRUE(WaitForDropWindow(false));
     ExpectEcho();
 }
 
