@@ -197,7 +197,8 @@ void EnableControl(HWND hDlg, int nControl, bool bEnable)
 {
     const HWND hControl = GetDlgItem(hDlg, nControl);
     EnableWindow(hControl, bEnable ? TRUE : FALSE);
-    if (const HWND hLabel = LabelOf(hControl); hLabel != nullptr)
+    const HWND hLabel = LabelOf(hControl);
+    if (hLabel != nullptr && (IsWindowEnabled(hLabel) != FALSE) != bEnable)
     {
         EnableWindow(hLabel, bEnable ? TRUE : FALSE);
     }
