@@ -161,9 +161,8 @@ INT_PTR CALLBACK SFTDropWndProc(HWND hWnd, UINT uMessage, WPARAM wParam, LPARAM 
     case WM_CTLCOLORSTATIC:
         return g_state.background.AnswerPlainControlColor(hWnd, reinterpret_cast<HDC>(wParam));
     case WM_COMMAND:
+    case WM_SETFOCUS: // stays with the window: the text would have no use for keys
         return TRUE;
-    case WM_SETFOCUS:
-        return TRUE; // the text would have no use for keys
     case WM_KEYDOWN:
         OnKeyDown(hWnd, wParam);
         return TRUE;
