@@ -149,7 +149,6 @@ void ShowPrompt(HWND hDlg)
         SetNotifyDialogLocation(hDlg);
     }
     ShowTopmost(hDlg);
-    AlertScreenReaders(hDlg);
     SetTimer(hDlg, TIMER_PERMISSION_COUNTDOWN, COUNTDOWN_PERIOD, nullptr);
 }
 

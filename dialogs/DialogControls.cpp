@@ -218,11 +218,6 @@ void AskFor(HWND hDlg, UINT uString, int nControl)
     }
 }
 
-void AlertScreenReaders(HWND hDlg)
-{
-    NotifyWinEvent(EVENT_SYSTEM_ALERT, hDlg, OBJID_CLIENT, CHILDID_SELF);
-}
-
 void TellNewText(HWND hDlg, int nControl)
 {
     NotifyWinEvent(EVENT_OBJECT_NAMECHANGE, GetDlgItem(hDlg, nControl), OBJID_CLIENT, CHILDID_SELF);

@@ -49,10 +49,6 @@ void WalkByKeyboard(HWND hDlg);
 /// Makes the Enter key on a link what a click of the mouse is to the dialog.
 void ClickLinkByEnter(HWND hDlg, int nLink);
 
-/// Tells screen readers that a dialog has come up unasked. It doesn't get the keyboard, and would pass
-/// unnoticed.
-void AlertScreenReaders(HWND hDlg);
-
 /// Tells screen readers that a control has another text which the dialog paints in its stead.
 void TellNewText(HWND hDlg, int nControl);
 

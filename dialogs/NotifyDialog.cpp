@@ -158,7 +158,6 @@ INT_PTR OnInitDialog(HWND hWnd, const CTaskBarWindow* pWindow)
     }
     SetNotifyDialogLocation(hWnd);
     Fill(hWnd, *pWindow);
-    AlertScreenReaders(hWnd);
     WalkByKeyboard(hWnd);
     AnnounceWindow(hWnd, PaintedBody(hWnd));
     return FALSE;
