@@ -202,6 +202,11 @@ bool GetPathBesideProgram(wchar_t (&szPath)[MAX_PATH], std::wstring_view fileNam
     return true;
 }
 
+bool RestrictModuleSearch()
+{
+    return SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+}
+
 HMODULE TKLoadSystemLibrary(const wchar_t* pszName, HANDLE hFile, DWORD dwFlags)
 {
     if (pszName == nullptr)

@@ -36,6 +36,12 @@ void GetProgramDirectory(wchar_t* pszDirectory, size_t cchDirectory);
 /// when the folder isn't known: a bare file name would send the system searching elsewhere. Any thread.
 bool GetPathBesideProgram(wchar_t (&szPath)[MAX_PATH], std::wstring_view fileName);
 
+/// Has everybody in this process, the system's own modules included, look for modules of a bare name in the
+/// program's folder and the system's alone, and in those that somebody adds on purpose; no longer in the
+/// current folder or on the path. For the process's beginning. Result: false, with the last error, on
+/// failure. Any thread.
+bool RestrictModuleSearch();
+
 /// Loads a module by short name without ever looking into the current directory. Result: the module, which
 /// the caller frees, or null with the last error; null for a null name. Any thread.
 HMODULE TKLoadSystemLibrary(const wchar_t* pszName, HANDLE hFile, DWORD dwFlags);

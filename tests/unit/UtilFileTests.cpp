@@ -375,6 +375,22 @@ TEST_F(UtilFile, PathBesideTheProgramIsFoundWhereTheFolderIsKnown)
     EXPECT_FALSE(GetPathBesideProgram(szPath, L"a.exe"));
 }
 
+TEST_F(UtilFile, TheSearchForModulesIsRestrictedToTheFoldersThatSystemModulesComeFrom)
+{
+    static DWORD s_dwFlags;
+    static BOOL s_bAnswer;
+    const ImportHook hook(
+        "kernel32.dll", "SetDefaultDllDirectories", +[](DWORD dwFlags) {
+            s_dwFlags = dwFlags;
+            return s_bAnswer;
+        });
+    s_bAnswer = TRUE;
+    EXPECT_TRUE(RestrictModuleSearch());
+    EXPECT_EQ(s_dwFlags, 0x1000u);
+    s_bAnswer = FALSE;
+    EXPECT_FALSE(RestrictModuleSearch());
+}
+
 TEST_F(UtilFile, SystemModulesAreNeverTakenFromTheCurrentDirectory)
 {
     static DWORD s_dwFlags;
