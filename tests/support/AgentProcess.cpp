@@ -92,6 +92,8 @@ AgentProcess::AgentProcess(const AgentFolder& folder, const AgentStart& start)
     commandLine += start.commandLine.empty() ? L"" : L" " + start.commandLine;
     std::wstring desktop = start.desktop;
     std::vector<wchar_t> environment = EnvironmentBlock(start);
+    const std::filesystem::path& currentFolder =
+        start.currentFolder.empty() ? folder.Path() : start.currentFolder;
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     startup.lpDesktop = desktop.empty() ? nullptr : desktop.data();
@@ -101,7 +103,7 @@ AgentProcess::AgentProcess(const AgentFolder& folder, const AgentStart& start)
     {
         if (CreateProcessW(folder.Program().c_str(), commandLine.data(), nullptr, nullptr,
                            start.bInheritHandles, CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT,
-                           environment.data(), folder.Path().c_str(), &startup, &process))
+                           environment.data(), currentFolder.c_str(), &startup, &process))
         {
             m_hProcess.reset(process.hProcess);
         }

@@ -15,6 +15,7 @@ struct AgentStart
     std::map<std::wstring, std::wstring> environment; // added to the test's own, or replacing it
     std::wstring desktop;                             // of the test's window station; empty: the test's own
     bool bInheritHandles = false;                     // the test's inheritable ones
+    std::filesystem::path currentFolder = {};         // empty: the agent's own
 };
 
 /// A running TKDAST.exe. Its whole process tree ends with the object at the latest.
