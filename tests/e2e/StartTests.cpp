@@ -1,5 +1,7 @@
 #include "tests/e2e/AgentTest.h"
 
+#include "tests/support/LogonSession.h"
+
 #include <wtsapi32.h>
 
 namespace
@@ -97,6 +99,32 @@ TEST_F(InstanceTest, AgentsOnTwoDesktopsBothRun)
     ShakeHands();
     EXPECT_TRUE(firstAgent->IsRunning());
     const AgentProcess third(m_folder, desktop.StartOn(ServicePort()));
+    ExpectExit(third, EXIT_CODE_ALREADY_RUNNING);
+}
+
+TEST_F(InstanceTest, AgentsOfTwoSessionsBothRunAndSayWhichTheyAreOf)
+{
+    constexpr DWORD OTHER_SESSION = 7001;
+    const LogonSession session(OTHER_SESSION);
+    ASSERT_TRUE(session.IsThere());
+    StartAgent();
+    AcceptAgent();
+    ShakeHands();
+    const auto firstAgent = std::move(m_agent);
+    const auto firstChannel = std::move(m_channel);
+    AgentStart start;
+    start.commandLine = ServicePort();
+    start.pSession = &session;
+    StartAgent(start);
+    AcceptAgent();
+    MSG_VERSION version = {};
+    version.dwType = MSG_TYPE_VERSION;
+    ASSERT_TRUE(m_channel->Send(version));
+    const auto answer = m_channel->TakeRecord(MSG_TYPE_VERSION, PATIENCE_MS);
+    ASSERT_TRUE(answer.has_value());
+    EXPECT_EQ(RecordAs<MSG_VERSION>(*answer).dwSessionId, OTHER_SESSION);
+    EXPECT_TRUE(firstAgent->IsRunning());
+    const AgentProcess third(m_folder, start);
     ExpectExit(third, EXIT_CODE_ALREADY_RUNNING);
 }
 

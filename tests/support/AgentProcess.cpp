@@ -1,5 +1,7 @@
 #include "tests/support/AgentProcess.h"
 
+#include "tests/support/LogonSession.h"
+
 #include <cstdio>
 #include <vector>
 
@@ -121,6 +123,10 @@ AgentProcess::AgentProcess(const AgentFolder& folder, const AgentStart& start)
     m_dwProcessId = process.dwProcessId;
     const CKernelHandle hThread(process.hThread);
     AssignProcessToJobObject(m_hJob.get(), process.hProcess);
+    if (start.pSession != nullptr && !start.pSession->Take(process.hProcess))
+    {
+        std::fprintf(stderr, "AgentProcess: %ls is in the test's session\n", commandLine.c_str());
+    }
     ResumeThread(hThread.get());
 }
 

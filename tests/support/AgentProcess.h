@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+class LogonSession;
+
 /// What an agent is started with, beside its folder.
 struct AgentStart
 {
@@ -16,6 +18,7 @@ struct AgentStart
     std::wstring desktop;                             // of the test's window station; empty: the test's own
     bool bInheritHandles = false;                     // the test's inheritable ones
     std::filesystem::path currentFolder = {};         // empty: the agent's own
+    const LogonSession* pSession = nullptr;           // null: the test's own
 };
 
 /// A running TKDAST.exe. Its whole process tree ends with the object at the latest.
