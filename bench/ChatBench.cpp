@@ -87,6 +87,11 @@ class OfferedModule
 };
 } // namespace
 
+std::vector<std::string> ChatFigureNames()
+{
+    return {NAME};
+}
+
 void MeasureChat(Report& report)
 {
     if (!ConfigureLogging((StageFolder() / L"TKDAST.Logging.xml").c_str()))

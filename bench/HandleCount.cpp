@@ -1,5 +1,6 @@
 #include "bench/HandleCount.h"
 
+#include "Include/Handles.h"
 #include "Include/SystemCall.h"
 
 #include <algorithm>
@@ -33,9 +34,11 @@ struct HANDLE_TABLE_HEAD
 };
 
 using QuerySystemFunction = LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*);
-} // namespace
 
-unsigned long long CountHandles(DWORD dwProcessId)
+using HandleTable = std::vector<HANDLE_TABLE_ENTRY>;
+
+/// The handles of all processes; empty when the system doesn't tell.
+HandleTable ReadHandleTable()
 {
     const CSystemCall<QuerySystemFunction> query(L"ntdll.dll", "NtQuerySystemInformation");
     std::vector<BYTE> table(FIRST_SIZE);
@@ -52,12 +55,41 @@ unsigned long long CountHandles(DWORD dwProcessId)
     }
     if (nStatus != 0)
     {
-        return 0;
+        return {};
     }
     const auto* const pHead = reinterpret_cast<const HANDLE_TABLE_HEAD*>(table.data());
     const auto* const pFirst = reinterpret_cast<const HANDLE_TABLE_ENTRY*>(pHead + 1);
+    return {pFirst, pFirst + pHead->nEntries};
+}
+
+/// What the table calls a registry key, learnt from one that this program holds.
+USHORT TypeOfKeys(const HandleTable& table, HKEY hOwnKey)
+{
+    const auto own = std::find_if(table.begin(), table.end(), [hOwnKey](const HANDLE_TABLE_ENTRY& entry) {
+        return entry.uProcessId == GetCurrentProcessId() &&
+               entry.uHandle == reinterpret_cast<ULONG_PTR>(hOwnKey);
+    });
+    return own == table.end() ? 0 : own->uType;
+}
+} // namespace
+
+unsigned long long CountHandles(DWORD dwProcessId)
+{
+    const HandleTable table = ReadHandleTable();
     return static_cast<unsigned long long>(
-        std::count_if(pFirst, pFirst + pHead->nEntries, [dwProcessId](const HANDLE_TABLE_ENTRY& entry) {
+        std::count_if(table.begin(), table.end(), [dwProcessId](const HANDLE_TABLE_ENTRY& entry) {
             return entry.uProcessId == dwProcessId;
+        }));
+}
+
+unsigned long long CountHandlesButKeys(const std::set<DWORD>& processIds)
+{
+    CRegKey hKey;
+    RegOpenKeyExW(HKEY_CURRENT_USER, L"Software", 0, KEY_READ, hKey.put());
+    const HandleTable table = ReadHandleTable();
+    const USHORT uTypeOfKeys = TypeOfKeys(table, hKey.get());
+    return static_cast<unsigned long long>(std::count_if(
+        table.begin(), table.end(), [&processIds, uTypeOfKeys](const HANDLE_TABLE_ENTRY& entry) {
+            return entry.uType != uTypeOfKeys && processIds.contains(static_cast<DWORD>(entry.uProcessId));
         }));
 }

@@ -15,6 +15,7 @@
 
 namespace
 {
+constexpr char NAME[] = "icon, settings record to shell / bare call";
 constexpr int ROUNDS = 60;
 constexpr double MILLISECONDS = 1000.0;
 constexpr double MOST_OF_BARE_CALL = 3.0;
@@ -55,6 +56,11 @@ MSG_TRAYICON_SETTINGS UpdateRecord()
     return settings;
 }
 } // namespace
+
+std::vector<std::string> IconFigureNames()
+{
+    return {NAME};
+}
 
 void MeasureIcon(Report& report)
 {
@@ -99,6 +105,6 @@ void MeasureIcon(Report& report)
         }
     }
     const Comparison comparison = Compare(agentTimes, bareTimes);
-    report.Add({"icon, settings record to shell / bare call", "ms", comparison.dMeasured,
-                comparison.dReference, comparison.dRatio, Bound::RatioAtMost, MOST_OF_BARE_CALL});
+    report.Add({NAME, "ms", comparison.dMeasured, comparison.dReference, comparison.dRatio,
+                Bound::RatioAtMost, MOST_OF_BARE_CALL});
 }

@@ -9,6 +9,7 @@
 
 namespace
 {
+constexpr char NAME[] = "log block with TRACE off / level test";
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("LogBlockBench");
 
 constexpr double MOST_LEVEL_TESTS = 1.2;
@@ -79,6 +80,11 @@ class Collector : public benchmark::BenchmarkReporter
 };
 } // namespace
 
+std::vector<std::string> LogBlockFigureNames()
+{
+    return {NAME};
+}
+
 void MeasureLogBlock(Report& report)
 {
     g_pLogger->setLevel(log4cxx::Level::getInfo());
@@ -107,6 +113,5 @@ void MeasureLogBlock(Report& report)
     }
     const double dBlock = Median(blocks);
     const double dTest = Median(tests);
-    report.Add({"log block with TRACE off / level test", "ns", dBlock, dTest, dBlock / dTest,
-                Bound::RatioAtMost, MOST_LEVEL_TESTS});
+    report.Add({NAME, "ns", dBlock, dTest, dBlock / dTest, Bound::RatioAtMost, MOST_LEVEL_TESTS});
 }

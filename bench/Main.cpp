@@ -12,18 +12,37 @@ namespace
 struct BENCHMARK_ROW
 {
     std::string_view name;
+    std::vector<std::string> (*pfnFigureNames)();
     void (*pfnMeasure)(Report& report);
 };
 
-// The rest comes last: it wants a machine that the others have left alone for a while.
+// The rest and the crowd come last: they want a machine that the others have left alone for a while.
 constexpr BENCHMARK_ROW s_aBenchmarks[] = {
-    {"logblock", MeasureLogBlock}, {"reader", MeasureReader}, {"chat", MeasureChat}, {"icon", MeasureIcon},
-    {"popup", MeasurePopup},       {"start", MeasureStart},   {"rest", MeasureRest},
+    {"sizes", SizeFigureNames, MeasureSizes},     {"logblock", LogBlockFigureNames, MeasureLogBlock},
+    {"reader", ReaderFigureNames, MeasureReader}, {"chat", ChatFigureNames, MeasureChat},
+    {"icon", IconFigureNames, MeasureIcon},       {"popup", PopupFigureNames, MeasurePopup},
+    {"start", StartFigureNames, MeasureStart},    {"rest", RestFigureNames, MeasureRest},
+    {"crowd", CrowdFigureNames, MeasureCrowd},
 };
+
+constexpr std::string_view LIST_FIGURES = "--figures";
+
+/// Each figure on a line of its own, behind the name of its part.
+int ListFigures()
+{
+    for (const BENCHMARK_ROW& row : s_aBenchmarks)
+    {
+        for (const std::string& name : row.pfnFigureNames())
+        {
+            std::printf("%s\t%s\n", row.name.data(), name.c_str());
+        }
+    }
+    return 0;
+}
 
 int Usage()
 {
-    std::fputs("usage: benchmarks FOLDER [NAME...]\nNames:", stderr);
+    std::fputs("usage: benchmarks --figures | FOLDER [NAME...]\nNames:", stderr);
     for (const BENCHMARK_ROW& row : s_aBenchmarks)
     {
         std::fprintf(stderr, " %s", row.name.data());
@@ -45,6 +64,10 @@ int main(int argc, char** argv)
     {
         return Usage();
     }
+    if (argv[1] == LIST_FIGURES)
+    {
+        return ListFigures();
+    }
     const std::vector<std::string_view> wanted(argv + 2, argv + argc);
     if (!std::all_of(wanted.begin(), wanted.end(), IsKnown))
     {
@@ -56,6 +79,7 @@ int main(int argc, char** argv)
         if (wanted.empty() || std::find(wanted.begin(), wanted.end(), row.name) != wanted.end())
         {
             row.pfnMeasure(report);
+            report.ExpectAdded(row.name, row.pfnFigureNames());
         }
     }
     if (!report.Write(argv[1]))

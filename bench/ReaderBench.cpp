@@ -181,9 +181,14 @@ class BareLoop
     }
 };
 
+std::string FigureName(const RECORD_KIND& kind)
+{
+    return "reader, " + std::to_string(kind.nBytes) + "-byte records / bare loop";
+}
+
 void MeasureKind(Report& report, const RECORD_KIND& kind, AgentWindow& agent, BareLoop& bareLoop)
 {
-    const std::string name = "reader, " + std::to_string(kind.nBytes) + "-byte records / bare loop";
+    const std::string name = FigureName(kind);
     RecordSource toAgent(agent.Connection(), kind);
     RecordSource toBareLoop(bareLoop.Connection(), kind);
     bareLoop.Run(kind.nBytes);
@@ -216,6 +221,13 @@ void MeasureKind(Report& report, const RECORD_KIND& kind, AgentWindow& agent, Ba
                 LEAST_OF_BARE_LOOP});
 }
 } // namespace
+
+std::vector<std::string> ReaderFigureNames()
+{
+    std::vector<std::string> names;
+    std::transform(std::begin(s_aKinds), std::end(s_aKinds), std::back_inserter(names), FigureName);
+    return names;
+}
 
 void MeasureReader(Report& report)
 {

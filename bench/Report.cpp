@@ -43,14 +43,14 @@ std::string LimitText(const Figure& figure)
 
 std::string Line(const Figure& figure)
 {
-    return Format("%-44s %12.3f %12.3f %-9s %6.3f  %-8s %s", figure.name.c_str(), figure.dMeasured,
+    return Format("%-54s %12.3f %12.3f %-9s %6.3f  %-8s %s", figure.name.c_str(), figure.dMeasured,
                   figure.dReference, figure.unit.c_str(), figure.dRatio, LimitText(figure).c_str(),
                   Verdict(figure));
 }
 
 std::string Heading()
 {
-    return Format("%-44s %12s %12s %-9s %6s  %-8s %s", "figure", "measured", "reference", "unit", "ratio",
+    return Format("%-54s %12s %12s %-9s %6s  %-8s %s", "figure", "measured", "reference", "unit", "ratio",
                   "limit", "verdict");
 }
 } // namespace
@@ -101,6 +101,21 @@ void Report::Fail(const std::string& what)
     std::printf("FAILED: %s\n", what.c_str());
     std::fflush(stdout);
     m_failures.push_back(what);
+}
+
+void Report::ExpectAdded(std::string_view part, const std::vector<std::string>& names)
+{
+    const bool bAsNamed = std::equal(
+        m_figures.begin() + static_cast<std::ptrdiff_t>(m_nExpected), m_figures.end(), names.begin(),
+        names.end(), [](const Figure& figure, const std::string& name) { return figure.name == name; });
+    // What has failed has said so already.
+    const bool bFailed = m_failures.size() > m_nKnownFailures;
+    m_nExpected = m_figures.size();
+    m_nKnownFailures = m_failures.size();
+    if (!bAsNamed && !bFailed)
+    {
+        Fail(std::string(part) + ": the figures aren't those that the program names");
+    }
 }
 
 bool Report::AllHold() const

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 enum class Bound
@@ -50,6 +51,9 @@ class Report
     /// Something couldn't be measured, which is as bad as a limit that doesn't hold.
     void Fail(const std::string& what);
 
+    /// The figures that have been added since the last call must be those, in their order.
+    void ExpectAdded(std::string_view part, const std::vector<std::string>& names);
+
     /// Whether no figure is beyond its limit and nothing has failed.
     bool AllHold() const;
     /// Writes results.txt and results.json; false when one of them couldn't be written.
@@ -58,6 +62,9 @@ class Report
   private:
     std::vector<Figure> m_figures;
     std::vector<std::string> m_failures;
+    // As they were at the last ExpectAdded.
+    size_t m_nExpected = 0; // figures
+    size_t m_nKnownFailures = 0;
 
     std::string Text() const;
     std::string Json() const;

@@ -6,6 +6,12 @@
 
 namespace
 {
+constexpr char SWITCHES[] = "wake-ups of all threads in 30 s";
+constexpr char CPU_TIME[] = "CPU time in 30 s";
+constexpr char THREADS[] = "threads at rest";
+constexpr char MEMORY[] = "private memory at rest";
+constexpr char HANDLES[] = "handles at rest";
+
 constexpr DWORD SETTLING_MS = 3000;
 constexpr DWORD OBSERVED_MS = 30000;
 
@@ -27,13 +33,11 @@ void AddCount(Report& report, const char* pszName, const char* pszUnit, unsigned
 
 void AddActivity(Report& report, const ActivityPair& before, const ActivityPair& after)
 {
-    AddCount(report, "wake-ups of all threads in 30 s", "switches",
-             after.product.nSwitches - before.product.nSwitches,
+    AddCount(report, SWITCHES, "switches", after.product.nSwitches - before.product.nSwitches,
              after.minimal.nSwitches - before.minimal.nSwitches, Bound::NoMoreThanReference);
-    AddCount(report, "CPU time in 30 s", "ticks", after.product.nCpuTicks - before.product.nCpuTicks,
+    AddCount(report, CPU_TIME, "ticks", after.product.nCpuTicks - before.product.nCpuTicks,
              after.minimal.nCpuTicks - before.minimal.nCpuTicks, Bound::NoMoreThanReference);
-    AddCount(report, "threads at rest", "threads", after.product.nThreads, after.minimal.nThreads,
-             Bound::None);
+    AddCount(report, THREADS, "threads", after.product.nThreads, after.minimal.nThreads, Bound::None);
 }
 
 void ObserveRest(Report& report, const AgentSession& product, const UnixProcess& productProcess,
@@ -50,12 +54,16 @@ void ObserveRest(Report& report, const AgentSession& product, const UnixProcess&
         return;
     }
     AddActivity(report, before, after);
-    AddCount(report, "private memory at rest", "KiB", productProcess.PrivateKiB(),
-             minimalProcess.PrivateKiB(), Bound::None);
-    AddCount(report, "handles at rest", "handles", CountHandles(product.Process().Id()),
+    AddCount(report, MEMORY, "KiB", productProcess.PrivateKiB(), minimalProcess.PrivateKiB(), Bound::None);
+    AddCount(report, HANDLES, "handles", CountHandles(product.Process().Id()),
              CountHandles(minimal.Process().Id()), Bound::None);
 }
 } // namespace
+
+std::vector<std::string> RestFigureNames()
+{
+    return {SWITCHES, CPU_TIME, THREADS, MEMORY, HANDLES};
+}
 
 void MeasureRest(Report& report)
 {

@@ -4,6 +4,8 @@
 
 namespace
 {
+constexpr char WITH_WINDOW[] = "start to handshake / minimal, window";
+constexpr char WITHOUT_WINDOW[] = "start to handshake / minimal, no window";
 constexpr double MOST_OF_MINIMAL = 1.5;
 constexpr int WARM_UPS = 2;
 constexpr int STARTS = 25;
@@ -48,6 +50,11 @@ void AddFigure(Report& report, const char* pszName, const Contestant& measured, 
 }
 } // namespace
 
+std::vector<std::string> StartFigureNames()
+{
+    return {WITH_WINDOW, WITHOUT_WINDOW};
+}
+
 void MeasureStart(Report& report)
 {
     const AgentKinds kinds;
@@ -70,6 +77,6 @@ void MeasureStart(Report& report)
         return;
     }
     const Contestant& product = contestants[2];
-    AddFigure(report, "start to handshake / minimal, window", product, contestants[1], Bound::RatioAtMost);
-    AddFigure(report, "start to handshake / minimal, no window", product, contestants[0], Bound::None);
+    AddFigure(report, WITH_WINDOW, product, contestants[1], Bound::RatioAtMost);
+    AddFigure(report, WITHOUT_WINDOW, product, contestants[0], Bound::None);
 }

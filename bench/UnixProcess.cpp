@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -14,8 +13,12 @@ constexpr int FIELDS_BEFORE_USER_TIME = 11; // of a stat line, behind the name i
 
 std::string ReadText(const std::filesystem::path& file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    // Of a process that ends meanwhile nothing can be read any more, which must not be more than a short
+    // text.
+    const std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
 }
 
 /// The number behind a label at the start of a line; 0 when there is no such line.
@@ -48,17 +51,24 @@ bool IsNumber(const std::string& text)
 
 std::optional<UnixProcess> UnixProcess::Find(const std::filesystem::path& program)
 {
+    std::vector<UnixProcess> processes = FindAll(program);
+    return processes.empty() ? std::nullopt : std::optional(std::move(processes.front()));
+}
+
+std::vector<UnixProcess> UnixProcess::FindAll(const std::filesystem::path& program)
+{
     const std::string programText = program.string();
+    std::vector<UnixProcess> processes;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(PROCESS_FOLDER, error))
     {
         if (IsNumber(entry.path().filename().string()) &&
             ReadText(entry.path() / L"cmdline").find(programText) != std::string::npos)
         {
-            return UnixProcess(entry.path());
+            processes.push_back(UnixProcess(entry.path()));
         }
     }
-    return std::nullopt;
+    return processes;
 }
 
 ProcessActivity UnixProcess::Activity() const

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <vector>
 
 /// What all threads of a process have done so far.
 struct ProcessActivity
@@ -18,6 +19,8 @@ class UnixProcess
   public:
     /// The process whose program that is; empty when there is none or the system isn't Wine on Linux.
     static std::optional<UnixProcess> Find(const std::filesystem::path& program);
+    /// All processes whose program that is.
+    static std::vector<UnixProcess> FindAll(const std::filesystem::path& program);
 
     /// Zeros when the process has gone.
     ProcessActivity Activity() const;
