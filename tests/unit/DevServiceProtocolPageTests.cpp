@@ -76,7 +76,9 @@ std::string Joined(const ROW& row)
 {
     std::string text;
     for (const std::string& cell : row)
+    {
         text += (text.empty() ? "" : " | ") + cell;
+    }
     return text;
 }
 
