@@ -23,13 +23,16 @@ make_msi() {
         "$1" "$2" || die "could not make $2."
 }
 
-# make_zip NAME FILE: makes an archive with one folder NAME.
+# make_zip NAME FILE FOLDER=SOURCE...: makes an archive with one folder NAME, see scripts/lib/make-zip.
 make_zip() {
-    SOURCE_DATE_EPOCH=$(source_date) "$TKDAST_ROOT/scripts/lib/make-zip" "$2" "$1" "$TKDAST_STAGE" \
-        "$TKDAST_ROOT/packaging/try-it.cmd" || die "could not make $2."
+    local name=$1 file=$2
+    shift 2
+    SOURCE_DATE_EPOCH=$(source_date) "$TKDAST_ROOT/scripts/lib/make-zip" "$file" "$name" "$@" ||
+        die "could not make $file."
 }
 
-# make_packages: makes build/package anew, with both packages of the version in hand.
+# make_packages: makes build/package anew, with all packages of the version in hand. The policies come with the
+# archive and by themselves: the installer has no business in the folder that Windows has for them.
 make_packages() {
     local name
     name=kestrel-desk-assist-$(product_version)
@@ -38,5 +41,7 @@ make_packages() {
     "$TKDAST_ROOT/scripts/lib/check-binaries" "$(dirname "$TKDAST_SETUP_MODULE")" ||
         die "the installer's own module is not as it must be."
     make_msi "$(product_version)" "$TKDAST_PACKAGE/$name-x64.msi"
-    make_zip "$name" "$TKDAST_PACKAGE/$name-x64.zip"
+    make_zip "$name" "$TKDAST_PACKAGE/$name-x64.zip" ".=$TKDAST_STAGE" ".=$TKDAST_ROOT/packaging/try-it.cmd" \
+        "policy=$TKDAST_ROOT/packaging/policy"
+    make_zip "$name-policy" "$TKDAST_PACKAGE/$name-policy.zip" ".=$TKDAST_ROOT/packaging/policy"
 }

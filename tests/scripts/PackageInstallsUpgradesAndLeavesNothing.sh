@@ -94,6 +94,11 @@ must_be_as_before() {
     done
 }
 
+# unpack ARCHIVE
+unpack() {
+    (cd "$TKDAST_RUN" && python3 -m zipfile -e "$TKDAST_PACKAGE/$1" .)
+}
+
 play() {
     local name agent later status unpacked
     name=kestrel-desk-assist-$(product_version)
@@ -187,11 +192,15 @@ play() {
     succeeds remove-bare /x "$later"
     must_be_as_before removed-bare
 
-    tell "Unpacking the archive"
-    (cd "$TKDAST_RUN" && python3 -m zipfile -e "$TKDAST_PACKAGE/$name-x64.zip" .)
+    tell "Unpacking the archives"
+    unpack "$name-x64.zip"
+    unpack "$name-policy.zip"
     unpacked=$TKDAST_RUN/$name
-    must_be "the difference to build/stage" "Only in $unpacked: try-it.cmd" \
+    must_be "the difference to build/stage" "Only in $unpacked: policy"$'\n'"Only in $unpacked: try-it.cmd" \
         "$(diff --recursive "$TKDAST_STAGE" "$unpacked")"
+    must_be "the difference to the policies" '' "$(diff --recursive packaging/policy "$unpacked/policy")"
+    must_be "the difference to the policies by themselves" '' \
+        "$(diff --recursive packaging/policy "$unpacked-policy")"
     must_be "lines of try-it.cmd that don't end as Windows wants" 0 \
         "$(grep -c -v $'\r$' "$unpacked/try-it.cmd" || true)"
     wine cmd /c "$(wine winepath -w "$unpacked/try-it.cmd" | tr -d '\r')" --help </dev/null |
