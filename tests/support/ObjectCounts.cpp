@@ -1,17 +1,101 @@
 #include "tests/support/ObjectCounts.h"
 
 #include "Include/Handles.h"
+#include "Include/SystemCall.h"
+
+#include <winternl.h>
 
 #include <tlhelp32.h>
 
+#include <cstring>
 #include <ostream>
+#include <vector>
 
 namespace
 {
+// The handles of all processes. The system's headers don't have these.
+constexpr ULONG EXTENDED_HANDLE_INFORMATION = 64;
+constexpr NTSTATUS LENGTH_MISMATCH = static_cast<NTSTATUS>(0xC0000004);
+struct SYSTEM_HANDLE
+{
+    PVOID pObject;
+    ULONG_PTR uProcessId;
+    ULONG_PTR uHandle;
+    ULONG uAccess;
+    USHORT wTrace;
+    USHORT wType;
+    ULONG uAttributes;
+    ULONG uReserved;
+};
+struct SYSTEM_HANDLES
+{
+    ULONG_PTR nHandles;
+    ULONG_PTR uReserved;
+};
+using QueryFunction = NTSTATUS(NTAPI*)(ULONG, PVOID, ULONG, PULONG);
+
+constexpr size_t ROOM_AT_FIRST = 1024; // handles
+
+DWORD CountHandles()
+{
+    const auto pfnQuery =
+        FindModuleEntry<QueryFunction>(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation");
+    std::vector<BYTE> answer;
+    NTSTATUS nStatus = LENGTH_MISMATCH;
+    for (size_t nRoom = ROOM_AT_FIRST; nStatus == LENGTH_MISMATCH; nRoom *= 2)
+    {
+        answer.assign(sizeof(SYSTEM_HANDLES) + nRoom * sizeof(SYSTEM_HANDLE), 0);
+        nStatus =
+            pfnQuery(EXTENDED_HANDLE_INFORMATION, answer.data(), static_cast<ULONG>(answer.size()), nullptr);
+    }
+    SYSTEM_HANDLES head = {};
+    std::memcpy(&head, answer.data(), sizeof(head));
+    DWORD dwCount = 0;
+    for (size_t nHandle = 0; nHandle < head.nHandles; ++nHandle)
+    {
+        SYSTEM_HANDLE handle = {};
+        std::memcpy(&handle, answer.data() + sizeof(head) + nHandle * sizeof(handle), sizeof(handle));
+        dwCount += handle.uProcessId == GetCurrentProcessId() ? 1 : 0;
+    }
+    return dwCount;
+}
+
+void CountIfOwn(HWND hWnd, DWORD& dwCount)
+{
+    DWORD dwProcessId = 0;
+    GetWindowThreadProcessId(hWnd, &dwProcessId);
+    dwCount += dwProcessId == GetCurrentProcessId() ? 1 : 0;
+}
+
+BOOL CALLBACK CountChild(HWND hWnd, LPARAM lCount)
+{
+    CountIfOwn(hWnd, *reinterpret_cast<DWORD*>(lCount));
+    return TRUE;
+}
+
+BOOL CALLBACK CountWithChildren(HWND hWnd, LPARAM lCount)
+{
+    CountIfOwn(hWnd, *reinterpret_cast<DWORD*>(lCount));
+    EnumChildWindows(hWnd, &CountChild, lCount);
+    return TRUE;
+}
+
+DWORD CountWindows()
+{
+    DWORD dwCount = 0;
+    const auto lCount = reinterpret_cast<LPARAM>(&dwCount);
+    EnumWindows(&CountWithChildren, lCount);
+    for (HWND hWnd = FindWindowExW(HWND_MESSAGE, nullptr, nullptr, nullptr); hWnd != nullptr;
+         hWnd = FindWindowExW(HWND_MESSAGE, hWnd, nullptr, nullptr))
+    {
+        CountWithChildren(hWnd, lCount);
+    }
+    return dwCount;
+}
+
 // A handle's low word is its place in a table. With nothing above it the system takes it for whatever is
 // there now.
 constexpr ULONG_PTR PLACES = 0x10000;
-constexpr ULONG_PTR KERNEL_STEP = 4;
 constexpr ULONG_PTR USER_STEP = 2;
 constexpr ULONG_PTR GDI_STEP = 1;
 
@@ -24,19 +108,6 @@ DWORD CountPlaces(ULONG_PTR uStep, IsThere isThere)
         dwCount += isThere(reinterpret_cast<Handle>(uPlace)) ? 1 : 0;
     }
     return dwCount;
-}
-
-bool IsOpenHandle(HANDLE hObject)
-{
-    DWORD dwFlags = 0;
-    return GetHandleInformation(hObject, &dwFlags) != FALSE;
-}
-
-bool IsOwnWindow(HWND hWnd)
-{
-    DWORD dwProcessId = 0;
-    return IsWindow(hWnd) && GetWindowThreadProcessId(hWnd, &dwProcessId) != 0 &&
-           dwProcessId == GetCurrentProcessId();
 }
 
 bool IsIcon(HICON hIcon)
@@ -76,11 +147,11 @@ std::ostream& operator<<(std::ostream& stream, const ObjectCounts& counts)
 ObjectCounts CountObjects()
 {
     ObjectCounts counts;
-    counts.dwHandles = CountPlaces<HANDLE>(KERNEL_STEP, IsOpenHandle);
+    counts.dwHandles = CountHandles();
     counts.dwThreads = CountThreads();
     counts.dwGdiObjects =
         CountPlaces<HGDIOBJ>(GDI_STEP, [](HGDIOBJ hObject) { return GetObjectType(hObject) != 0; });
-    counts.dwWindows = CountPlaces<HWND>(USER_STEP, IsOwnWindow);
+    counts.dwWindows = CountWindows();
     counts.dwMenus = CountPlaces<HMENU>(USER_STEP, [](HMENU hMenu) { return IsMenu(hMenu) != FALSE; });
     counts.dwIcons = CountPlaces<HICON>(USER_STEP, IsIcon);
     return counts;

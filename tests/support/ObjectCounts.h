@@ -12,7 +12,7 @@ struct ObjectCounts
     DWORD dwHandles = 0;
     DWORD dwThreads = 0;
     DWORD dwGdiObjects = 0;
-    DWORD dwWindows = 0; // message-only windows included
+    DWORD dwWindows = 0; // of this desktop, message-only windows included
     DWORD dwMenus = 0;
     DWORD dwIcons = 0; // and cursors, shared ones included
 
@@ -25,6 +25,7 @@ constexpr DWORD HANDLES_OF_LOCKS = 4;
 
 std::ostream& operator<<(std::ostream& stream, const ObjectCounts& counts);
 
-/// Counts by looking at every handle that could be, since the test system's own counts of handles and of GDI
-/// and USER objects are always zero. Takes about half a second; other threads should rest meanwhile.
+/// Counts by asking for all handles and windows there are, and by looking at every GDI object, menu and icon
+/// that could be, since the test system's own counts of them are always zero. Other threads should rest
+/// meanwhile.
 ObjectCounts CountObjects();

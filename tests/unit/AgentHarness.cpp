@@ -7,6 +7,21 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <optional>
+
+namespace
+{
+// How long a look at the session pauses. The test system makes nearly every look pause, and no case here is
+// about that.
+constexpr DWORD SESSION_PAUSE = 1000;
+
+std::optional<ImportHook<decltype(Sleep)>> g_sleep;
+
+void WINAPI SleepButForTheSession(DWORD dwMilliseconds)
+{
+    g_sleep->Original()(dwMilliseconds != SESSION_PAUSE ? dwMilliseconds : 0);
+}
+} // namespace
 
 void SystemTrace::Add(const std::string& call)
 {
@@ -48,6 +63,7 @@ AgentHarness* AgentHarness::s_pThis = nullptr;
 void AgentHarness::SetUp()
 {
     s_pThis = this;
+    g_sleep.emplace("kernel32.dll", "Sleep", &SleepButForTheSession);
     g_hInstance = GetModuleHandleW(nullptr);
     g_hResourceModule = g_hInstance;
     g_bOneTimeSession = 0;
@@ -96,6 +112,7 @@ void AgentHarness::TearDown()
     m_windowThread.join();
     JoinReader();
     m_pWindow.reset();
+    g_sleep.reset();
     s_pThis = nullptr;
 }
 

@@ -206,6 +206,8 @@ TEST_F(DesktopWatchTest, SessionNoticesThatConcernTheDesktopSignalIt)
 TEST_F(DesktopWatchTest, TwoHundredRoundsLeaveNoHandlesAndNoThreads)
 {
     const CKernelHandle hSwitch = CreateSwitchEvent();
+    const ImportHook sleep(
+        "kernel32.dll", "Sleep", +[](DWORD) {}); // the threads settle first
     const auto round = [&] {
         ResetEvent(g_hQuitEvent.get());
         ResetEvent(Window().m_hReaderThread.get());
