@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -225,31 +226,86 @@ bool DragFrom(HWND hSource, const std::vector<std::wstring>& paths, HWND hTarget
     return hResult == DRAGDROP_S_DROP && dwEffect == DROPEFFECT_COPY;
 }
 
-// On a thread of its own, which OLE needs for itself.
-bool Drag(const std::vector<std::wstring>& paths, HWND hTarget)
+bool DragFromNewWindow(const std::vector<std::wstring>& paths, HWND hTarget)
 {
-    if (FAILED(OleInitialize(nullptr)))
+    const CWindow hSource(CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW | WS_EX_NOACTIVATE, L"STATIC", L"",
+                                          WS_POPUP | WS_VISIBLE | SS_NOTIFY, 0, 0, SOURCE_SIZE, SOURCE_SIZE,
+                                          nullptr, nullptr, nullptr, nullptr));
+    return hSource && DragFrom(hSource.get(), paths, hTarget);
+}
+
+/// Drags on a thread of its own, as OLE needs one for itself. It is the same for all drags: each new one
+/// would listen at a place of its own for calls from other programs, to the end of this one, and the test
+/// system can't listen at more than some sixty.
+class CDragger
+{
+  public:
+    CDragger() : m_thread([this] { Run(); }) {}
+    ~CDragger()
     {
-        return false;
+        m_bEnd = true;
+        SetEvent(m_hWork.get());
+        m_thread.join();
     }
-    bool bTaken = false;
+    CDragger(const CDragger&) = delete;
+    CDragger& operator=(const CDragger&) = delete;
+
+    bool Drag(const std::vector<std::wstring>& paths, HWND hTarget)
     {
-        const CWindow hSource(CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW | WS_EX_NOACTIVATE, L"STATIC",
-                                              L"", WS_POPUP | WS_VISIBLE | SS_NOTIFY, 0, 0, SOURCE_SIZE,
-                                              SOURCE_SIZE, nullptr, nullptr, nullptr, nullptr));
-        bTaken = hSource && DragFrom(hSource.get(), paths, hTarget);
+        const std::lock_guard lock(m_oneAtATime);
+        m_pPaths = &paths;
+        m_hTarget = hTarget;
+        SetEvent(m_hWork.get());
+        WaitForSingleObject(m_hDone.get(), INFINITE);
+        return m_bTaken;
     }
-    OleUninitialize();
-    return bTaken;
+
+  private:
+    void Run()
+    {
+        const bool bReady = SUCCEEDED(OleInitialize(nullptr));
+        while (AwaitWork())
+        {
+            m_bTaken = bReady && DragFromNewWindow(*m_pPaths, m_hTarget);
+            SetEvent(m_hDone.get());
+        }
+        if (bReady)
+        {
+            OleUninitialize();
+        }
+    }
+
+    // Handles the thread's messages meanwhile: OLE has windows on it. False at the end.
+    bool AwaitWork()
+    {
+        const HANDLE hWork = m_hWork.get();
+        while (MsgWaitForMultipleObjects(1, &hWork, FALSE, INFINITE, QS_ALLINPUT) != WAIT_OBJECT_0)
+        {
+            TakeMessage(nullptr, WM_NULL);
+        }
+        return !m_bEnd;
+    }
+
+    std::mutex m_oneAtATime;
+    const std::vector<std::wstring>* m_pPaths = nullptr;
+    HWND m_hTarget = nullptr;
+    bool m_bTaken = false;
+    std::atomic<bool> m_bEnd = false;
+    const CKernelHandle m_hWork{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    const CKernelHandle m_hDone{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    std::thread m_thread; // last, as it uses the others
+};
+
+CDragger& Dragger()
+{
+    static CDragger dragger;
+    return dragger;
 }
 } // namespace
 
 bool DragFilesOnto(const std::vector<std::wstring>& paths, HWND hTarget)
 {
-    bool bTaken = false;
-    std::thread dragger([&] { bTaken = Drag(paths, hTarget); });
-    dragger.join();
-    return bTaken;
+    return Dragger().Drag(paths, hTarget);
 }
 
 HGLOBAL MakeFileList(const std::vector<std::wstring>& paths)
