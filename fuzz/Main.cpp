@@ -1,6 +1,7 @@
 #include "fuzz/FuzzTarget.h"
 
 #include "Include/TKLogging.h"
+#include "fuzz/SilentLog.h"
 #include "tests/support/StackPrinter.h"
 #include "tests/support/Watchdog.h"
 
@@ -222,6 +223,7 @@ int main(int argc, char** argv)
     InstallCrashFilter();
     g_pfnCrashFilter = SetUnhandledExceptionFilter(OnUnhandledException);
     g_pfnOnAbort = std::signal(SIGABRT, OnAbort);
+    SilenceLog();
     const std::string command = argc > 1 ? argv[1] : "";
     const FUZZ_TARGET* const pTarget = argc > 2 ? FindFuzzTarget(argv[2]) : nullptr;
     if (command == "run" && argc == 6 && pTarget != nullptr)
