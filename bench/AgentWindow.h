@@ -3,6 +3,7 @@
 #include "tests/support/LoopbackPeer.h"
 #include "tray/TKDASTWindow.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -14,6 +15,8 @@ class AgentWindow
   public:
     /// The icons come from hResources, which must outlive the object.
     AgentWindow(LoopbackListener& listener, HMODULE hResources);
+    /// Whoever listens on the port accepts the agent, and has to close the connection before the end.
+    AgentWindow(unsigned short nPort, HMODULE hResources);
     ~AgentWindow();
     AgentWindow(const AgentWindow&) = delete;
     AgentWindow& operator=(const AgentWindow&) = delete;
@@ -30,10 +33,16 @@ class AgentWindow
 
     CTaskBarWindow& Window() { return *m_pWindow; }
 
+    /// The service goes, and the agent with it. What is left is the object, for threads that still use it.
+    void End();
+
     /// Handles one message of this thread, waited for. False when it was the last.
     static bool DispatchNext();
+    /// Runs the work on a thread of its own while this one handles messages.
+    static void HandleMessagesWhile(const std::function<void()>& work);
 
   private:
     std::unique_ptr<CTaskBarWindow> m_pWindow;
     std::optional<LoopbackConnection> m_connection;
+    bool m_bEnded = false;
 };

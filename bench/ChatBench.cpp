@@ -12,7 +12,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace
@@ -22,24 +21,11 @@ constexpr size_t TEXT_CHARACTERS = 50; // a payload of 100 bytes
 constexpr int ROUNDS = 9;
 constexpr int MESSAGES = 5000;
 
-/// Runs the work on a thread of its own while this one handles messages, and answers what it has answered.
+/// Runs the work while this thread handles messages, and answers what it has answered.
 std::optional<double> BesideMessages(const std::function<std::optional<double>()>& work)
 {
-    const DWORD dwThread = GetCurrentThreadId();
     std::optional<double> result;
-    bool bDone = false; // read behind the message that follows it
-    std::thread worker([&] {
-        result = work();
-        bDone = true;
-        PostThreadMessageW(dwThread, WM_NULL, 0, 0);
-    });
-    MSG message = {};
-    do
-    {
-        GetMessageW(&message, nullptr, 0, 0);
-        DispatchMessageW(&message);
-    } while (message.hwnd != nullptr || message.message != WM_NULL || !bDone);
-    worker.join();
+    AgentWindow::HandleMessagesWhile([&] { result = work(); });
     return result;
 }
 

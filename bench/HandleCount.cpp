@@ -73,12 +73,12 @@ USHORT TypeOfKeys(const HandleTable& table, HKEY hOwnKey)
 }
 } // namespace
 
-unsigned long long CountHandles(DWORD dwProcessId)
+unsigned long long CountHandles(std::optional<DWORD> processId)
 {
     const HandleTable table = ReadHandleTable();
     return static_cast<unsigned long long>(
-        std::count_if(table.begin(), table.end(), [dwProcessId](const HANDLE_TABLE_ENTRY& entry) {
-            return entry.uProcessId == dwProcessId;
+        std::count_if(table.begin(), table.end(), [processId](const HANDLE_TABLE_ENTRY& entry) {
+            return entry.uProcessId == processId.value_or(static_cast<DWORD>(entry.uProcessId));
         }));
 }
 

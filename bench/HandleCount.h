@@ -1,12 +1,14 @@
 #pragma once
 
+#include <optional>
 #include <set>
 
 #include <winsock2.h>
 #include <windows.h>
 
-/// Kernel handles that a process has open, out of the system's own table; 0 when the table can't be read.
-unsigned long long CountHandles(DWORD dwProcessId);
+/// Kernel handles that a process has open, or that all have, out of the system's own table; 0 when the table
+/// can't be read.
+unsigned long long CountHandles(std::optional<DWORD> processId);
 
-/// The same of several processes together, less their registry keys.
+/// Those of several processes together, less their registry keys.
 unsigned long long CountHandlesButKeys(const std::set<DWORD>& processIds);

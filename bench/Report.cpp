@@ -47,12 +47,6 @@ std::string Line(const Figure& figure)
                   figure.dReference, figure.unit.c_str(), figure.dRatio, LimitText(figure).c_str(),
                   Verdict(figure));
 }
-
-std::string Heading()
-{
-    return Format("%-54s %12s %12s %-9s %6s  %-8s %s", "figure", "measured", "reference", "unit", "ratio",
-                  "limit", "verdict");
-}
 } // namespace
 
 bool Figure::Holds() const
@@ -127,6 +121,12 @@ bool Report::AllHold() const
 bool Report::Write(const std::filesystem::path& folder) const
 {
     return WriteFileText(folder / L"results.txt", Text()) && WriteFileText(folder / L"results.json", Json());
+}
+
+std::string Report::Heading() const
+{
+    return Format("%-54s %12s %12s %-9s %6s  %-8s %s", "figure", m_headings.pszMeasured,
+                  m_headings.pszReference, "unit", "ratio", "limit", "verdict");
 }
 
 std::string Report::Text() const

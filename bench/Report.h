@@ -42,10 +42,19 @@ double Median(std::vector<double> values);
 /// Of two series of one length, which isn't zero.
 Comparison Compare(const std::vector<double>& measured, const std::vector<double>& reference);
 
+/// What stands above the two values of a figure.
+struct ReportHeadings
+{
+    const char* pszMeasured = "measured";
+    const char* pszReference = "reference";
+};
+
 /// Collects the figures of one run and prints each as it comes. Main thread.
 class Report
 {
   public:
+    explicit Report(const ReportHeadings& headings = {}) : m_headings(headings) {}
+
     /// Prints the figure, too.
     void Add(Figure figure);
     /// Something couldn't be measured, which is as bad as a limit that doesn't hold.
@@ -60,12 +69,14 @@ class Report
     bool Write(const std::filesystem::path& folder) const;
 
   private:
+    ReportHeadings m_headings;
     std::vector<Figure> m_figures;
     std::vector<std::string> m_failures;
     // As they were at the last ExpectAdded.
     size_t m_nExpected = 0; // figures
     size_t m_nKnownFailures = 0;
 
+    std::string Heading() const;
     std::string Text() const;
     std::string Json() const;
 };

@@ -47,23 +47,40 @@ bool IsNumber(const std::string& text)
     return !text.empty() &&
            std::all_of(text.begin(), text.end(), [](unsigned char ch) { return std::isdigit(ch); });
 }
+
+std::optional<UnixProcess> FirstOf(std::vector<UnixProcess> processes)
+{
+    return processes.empty() ? std::nullopt : std::optional(std::move(processes.front()));
+}
 } // namespace
 
 std::optional<UnixProcess> UnixProcess::Find(const std::filesystem::path& program)
 {
-    std::vector<UnixProcess> processes = FindAll(program);
-    return processes.empty() ? std::nullopt : std::optional(std::move(processes.front()));
+    return FirstOf(FindAll(program));
 }
 
 std::vector<UnixProcess> UnixProcess::FindAll(const std::filesystem::path& program)
 {
     const std::string programText = program.string();
+    return FindBy([&](const std::filesystem::path& folder) {
+        return ReadText(folder / L"cmdline").find(programText) != std::string::npos;
+    });
+}
+
+std::optional<UnixProcess> UnixProcess::FindByName(const std::string& name)
+{
+    return FirstOf(FindBy(
+        [&](const std::filesystem::path& folder) { return ReadText(folder / L"comm") == name + "\n"; }));
+}
+
+std::vector<UnixProcess> UnixProcess::FindBy(
+    const std::function<bool(const std::filesystem::path& folder)>& test)
+{
     std::vector<UnixProcess> processes;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(PROCESS_FOLDER, error))
     {
-        if (IsNumber(entry.path().filename().string()) &&
-            ReadText(entry.path() / L"cmdline").find(programText) != std::string::npos)
+        if (IsNumber(entry.path().filename().string()) && test(entry.path()))
         {
             processes.push_back(UnixProcess(entry.path()));
         }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 /// What all threads of a process have done so far.
@@ -19,8 +21,12 @@ class UnixProcess
   public:
     /// The process whose program that is; empty when there is none or the system isn't Wine on Linux.
     static std::optional<UnixProcess> Find(const std::filesystem::path& program);
+
     /// All processes whose program that is.
     static std::vector<UnixProcess> FindAll(const std::filesystem::path& program);
+
+    /// The process that runs a program of that name and was started in whatever way; empty as above.
+    static std::optional<UnixProcess> FindByName(const std::string& name);
 
     /// Zeros when the process has gone.
     ProcessActivity Activity() const;
@@ -29,6 +35,9 @@ class UnixProcess
 
   private:
     std::filesystem::path m_folder;
+
+    static std::vector<UnixProcess> FindBy(
+        const std::function<bool(const std::filesystem::path& folder)>& test);
 
     explicit UnixProcess(std::filesystem::path folder) : m_folder(std::move(folder)) {}
 };

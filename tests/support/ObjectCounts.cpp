@@ -156,3 +156,8 @@ ObjectCounts CountObjects()
     counts.dwIcons = CountPlaces<HICON>(USER_STEP, IsIcon);
     return counts;
 }
+
+DWORD CountAllWindows()
+{
+    return CountPlaces<HWND>(USER_STEP, [](HWND hWnd) { return IsWindow(hWnd) != FALSE; });
+}

@@ -29,3 +29,6 @@ std::ostream& operator<<(std::ostream& stream, const ObjectCounts& counts);
 /// that could be, since the test system's own counts of them are always zero. Other threads should rest
 /// meanwhile.
 ObjectCounts CountObjects();
+
+/// The windows of all processes, message-only ones included.
+DWORD CountAllWindows();

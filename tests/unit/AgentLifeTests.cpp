@@ -5,7 +5,7 @@
 #include "tests/support/LoopbackPeer.h"
 #include "tests/support/ObjectCounts.h"
 #include "tests/support/Watchdog.h"
-#include "tests/unit/StartedThreads.h"
+#include "tests/support/StartedThreads.h"
 #include "tray/TKDASTWindow.h"
 
 #include <gtest/gtest.h>

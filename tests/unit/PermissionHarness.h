@@ -3,8 +3,8 @@
 #include "channel/TrayMessages.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/StartedThreads.h"
 #include "tests/unit/DialogHarness.h"
-#include "tests/unit/StartedThreads.h"
 
 #include <functional>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "tests/unit/StartedThreads.h"
+#include "tests/support/StartedThreads.h"
 
 #include <algorithm>
 #include <utility>
