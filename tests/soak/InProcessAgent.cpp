@@ -32,9 +32,9 @@ void WINAPI InProcessAgent::ShortSleep(DWORD dwMilliseconds)
     g_pfnSleep(dwMilliseconds != 0 ? 1 : 0);
 }
 
-ProcessSeries::ProcessSeries(const std::string& name)
+ProcessSeries::ProcessSeries(const std::string& name, Bound memoryBound)
     : m_process(UnixProcess::FindByName("soak.exe")),
-      m_memory(name + ": private memory", "KiB", Bound::RatioAtMost, MOST_MEMORY),
+      m_memory(name + ": private memory", "KiB", memoryBound, MOST_MEMORY),
       m_handles(name + ": handles", "handles", Bound::RatioAtMost, MOST_HANDLES),
       m_threads(name + ": threads", "threads", Bound::NoMoreThanReference, 0),
       m_gdiObjects(name + ": GDI objects", "objects", Bound::NoMoreThanReference, 0),

@@ -43,7 +43,7 @@ class ProcessSeries
 {
   public:
     /// The name stands in front of what is counted.
-    explicit ProcessSeries(const std::string& name);
+    ProcessSeries(const std::string& name, Bound memoryBound);
 
     void Sample();
     void Tell(Report& report);

@@ -141,6 +141,10 @@ VISIT ViewerVisits::DrawVisit()
                                    NOTICE_WAY::LockStateChange};
     VISIT visit;
     visit.notice = ++m_uVisits % AWAITED_VISITS == 0 ? NOTICE_WAY::Awaited : WAYS[Below(std::size(WAYS))];
+    if (visit.notice == NOTICE_WAY::LockStateChange && !m_agent.bStaged)
+    {
+        visit.notice = NOTICE_WAY::Timer; // beside no session module the session counts as locked
+    }
     visit.dwConnectionType = Below(SECOND_KIND_CONNECTION_TYPE + 1);
     visit.nViewers = 1 + Below(MOST_VIEWERS);
     visit.bList = OneIn(LIST_VISITS);

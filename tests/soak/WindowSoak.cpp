@@ -111,7 +111,7 @@ void SoakWindow(Report& report, const SOAK_RUN& run)
         report.Fail("window: the staged modules can't be read, or no port for the service");
         return;
     }
-    ProcessSeries series("window");
+    ProcessSeries series("window", Bound::RatioAtMost);
     AgentWindow agent(service.GetPort(), process.Resources());
     std::string failure;
     AgentWindow::HandleMessagesWhile(
@@ -136,7 +136,9 @@ void SoakLives(Report& report, const SOAK_RUN& run)
         report.Fail("lives: the staged modules can't be read");
         return;
     }
-    ProcessSeries series("lives");
+    // A process has one life: what its threads leave in the memory isn't left by an agent. It is shown all
+    // the same.
+    ProcessSeries series("lives", Bound::None);
     std::string failure;
     LoopbackListener listener;
     StartedThreads threads;
