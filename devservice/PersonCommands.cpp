@@ -127,14 +127,13 @@ bool CScriptRunner::Timer(WORDS words)
     {
         return false;
     }
-    for (DWORD dwTime = 0; dwTime < times.value_or(1); ++dwTime)
+    DWORD dwFired = 0;
+    while (dwFired < times.value_or(1) && IsWindow(m_hWindow) && PostMessageW(m_hWindow, WM_TIMER, dwTimer, 0))
     {
-        if (!IsWindow(m_hWindow) || !PostMessageW(m_hWindow, WM_TIMER, dwTimer, 0))
-        {
-            return Fail(L"there is no window that could have a timer");
-        }
+        ++dwFired;
     }
-    return true;
+    // The window's own timer goes on: a countdown may have ended before it has been given all.
+    return dwFired > 0 || Fail(L"there is no window that could have a timer");
 }
 
 bool CScriptRunner::Enter(WORDS words)
