@@ -25,7 +25,6 @@ constexpr unsigned int MOST_VIEWERS = 3;
 // One visit in so many.
 constexpr unsigned int AWAITED_VISITS = 250;
 constexpr unsigned int SETTINGS_VISITS = 4;
-constexpr unsigned int RECONFIGURED_VISITS = 50;
 constexpr unsigned int EFFECTS_VISITS = 20;
 constexpr unsigned int CHAT_VISITS = 20;
 constexpr unsigned int DROP_VISITS = 10;
@@ -121,6 +120,7 @@ bool ViewerVisits::PlayEverything()
     visit.notice = NOTICE_WAY::Awaited;
     visit.dwConnectionType = ALWAYS_ANNOUNCED_CONNECTION_TYPE;
     visit.nViewers = MOST_VIEWERS;
+    // Once only: each leaves the earlier language module loaded, which others may still be reading.
     visit.bReconfigure = m_agent.bStaged;
     visit.bMarked = true;
     visit.bEffects = true;
@@ -132,6 +132,7 @@ bool ViewerVisits::PlayEverything()
     }
     visit.notice = NOTICE_WAY::Timer;
     visit.bList = true;
+    visit.bReconfigure = false;
     return Play(visit);
 }
 
@@ -149,7 +150,6 @@ VISIT ViewerVisits::DrawVisit()
     visit.nViewers = 1 + Below(MOST_VIEWERS);
     visit.bList = OneIn(LIST_VISITS);
     visit.bSettings = OneIn(SETTINGS_VISITS);
-    visit.bReconfigure = m_agent.bStaged && OneIn(RECONFIGURED_VISITS);
     visit.bMarked = OneIn(MARKED_VISITS);
     visit.bEffects = OneIn(EFFECTS_VISITS);
     visit.bChat = OneIn(CHAT_VISITS);
