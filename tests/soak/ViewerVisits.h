@@ -40,6 +40,7 @@ struct VISIT
     size_t nViewers = 1;
     bool bList = false;        // the list form of the notice
     bool bSettings = false;    // other settings before
+    bool bLoud = false;        // notices are heard, too
     bool bReconfigure = false; // the service is reconfigured before
     bool bMarked = false;      // marked as a session over the internet
     bool bEffects = false;     // wallpaper and effects go off
@@ -73,7 +74,7 @@ class ViewerVisits
     unsigned int Below(unsigned int uCount) { return static_cast<unsigned int>(m_random() % uCount); }
     bool OneIn(unsigned int uCount) { return Below(uCount) == 0; }
     VISIT DrawVisit();
-    void DrawSettings();
+    void DrawSettings(bool bLoud);
 
     bool Play(const VISIT& visit);
     bool Expect(bool bHolds, const std::string& what);
@@ -84,7 +85,7 @@ class ViewerVisits
         return SendBytes(&record, sizeof(record));
     }
     bool AwaitEcho();
-    bool SendSettings();
+    bool SendSettings(bool bLoud);
     bool Reconfigure();
     bool Arrive(const VISIT& visit);
     bool SwitchEffectsOff();
