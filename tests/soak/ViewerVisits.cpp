@@ -24,6 +24,9 @@ constexpr unsigned int MOST_VIEWERS = 3;
 
 // One visit in so many.
 constexpr unsigned int AWAITED_VISITS = 250;
+// A look at the session loads and frees libraries, of each of which the test system keeps some hundred bytes.
+constexpr unsigned int LOCK_STATE_VISITS = 225;
+constexpr unsigned int UNTOLD_VISITS = 4;
 constexpr unsigned int SETTINGS_VISITS = 4;
 constexpr unsigned int EFFECTS_VISITS = 20;
 constexpr unsigned int CHAT_VISITS = 20;
@@ -142,10 +145,16 @@ bool ViewerVisits::PlayEverything()
 
 VISIT ViewerVisits::DrawVisit()
 {
-    constexpr NOTICE_WAY WAYS[] = {NOTICE_WAY::None, NOTICE_WAY::Timer, NOTICE_WAY::Timer,
-                                   NOTICE_WAY::LockStateChange};
     VISIT visit;
-    visit.notice = ++m_uVisits % AWAITED_VISITS == 0 ? NOTICE_WAY::Awaited : WAYS[Below(std::size(WAYS))];
+    visit.notice = OneIn(UNTOLD_VISITS) ? NOTICE_WAY::None : NOTICE_WAY::Timer;
+    if (++m_uVisits % AWAITED_VISITS == 0)
+    {
+        visit.notice = NOTICE_WAY::Awaited;
+    }
+    else if (m_uVisits % LOCK_STATE_VISITS == 0)
+    {
+        visit.notice = NOTICE_WAY::LockStateChange;
+    }
     if (visit.notice == NOTICE_WAY::LockStateChange && !m_agent.bStaged)
     {
         visit.notice = NOTICE_WAY::Timer; // beside no session module the session counts as locked
