@@ -128,7 +128,8 @@ bool CScriptRunner::Timer(WORDS words)
         return false;
     }
     DWORD dwFired = 0;
-    while (dwFired < times.value_or(1) && IsWindow(m_hWindow) && PostMessageW(m_hWindow, WM_TIMER, dwTimer, 0))
+    while (dwFired < times.value_or(1) && IsWindow(m_hWindow) &&
+           PostMessageW(m_hWindow, WM_TIMER, dwTimer, 0))
     {
         ++dwFired;
     }
