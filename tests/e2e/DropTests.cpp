@@ -55,6 +55,23 @@ class DropTest : public AgentTest
         ASSERT_TRUE(WaitForDropWindow(true));
     }
 
+    /// Gives the keyboard to the drop window. Its thread takes it in its own time, and keys that come before
+    /// are lost.
+    static void ActivateDropWindow()
+    {
+        const HWND hDrop = FindShownWindow(DROP_TITLE);
+        const DWORD dwThread = GetWindowThreadProcessId(hDrop, nullptr);
+        const ULONGLONG uEnd = GetTickCount64() + PATIENCE_MS;
+        GUITHREADINFO input = {};
+        input.cbSize = sizeof(input);
+        SetForegroundWindow(hDrop);
+        while ((!GetGUIThreadInfo(dwThread, &input) || input.hwndFocus != hDrop) && GetTickCount64() < uEnd)
+        {
+            Sleep(1);
+        }
+        EXPECT_EQ(input.hwndFocus, hDrop);
+    }
+
     /// Presses a key where the keyboard is, with another held down; 0: none.
     static void PressKeys(BYTE bKey, BYTE bHeld)
     {
@@ -129,7 +146,7 @@ TEST_F(DropTest, OnTheKeyboardAltF4ClosesItAndEscapeDoesNot)
 {
     OpenDropWindow();
     const HWND hDrop = FindShownWindow(DROP_TITLE);
-    SetForegroundWindow(hDrop);
+    ActivateDropWindow();
     PressKeys(VK_ESCAPE, 0);
     Sleep(SILENCE_MS);
     EXPECT_TRUE(IsWindowVisible(hDrop));
@@ -149,7 +166,7 @@ TEST_F(DropTest, OnTheKeyboardCopiedFilesArePasted)
         ASSERT_TRUE(clipboard && EmptyClipboard());
         ASSERT_TRUE(GiveToClipboard(CF_HDROP, CGlobalBlock(MakeFileList(paths))));
     }
-    SetForegroundWindow(FindShownWindow(DROP_TITLE));
+    ActivateDropWindow();
     PressKeys('V', VK_CONTROL);
     EXPECT_TRUE(WasTold());
     EXPECT_EQ(ReadDroppedEntries(CLIENT), paths);

@@ -109,7 +109,7 @@ void AgentHarness::TearDown()
     {
         SendMessageW(m_pWindow->m_hWnd, WM_CLOSE, 0, 0);
     }
-    m_windowThread.join();
+    JoinWindow();
     JoinReader();
     m_pWindow.reset();
     g_sleep.reset();
@@ -121,6 +121,14 @@ void AgentHarness::JoinReader()
     if (m_reader.joinable())
     {
         m_reader.join();
+    }
+}
+
+void AgentHarness::JoinWindow()
+{
+    if (m_windowThread.joinable())
+    {
+        m_windowThread.join();
     }
 }
 

@@ -84,6 +84,10 @@ class AgentHarness : public testing::Test
     /// Waits until the reader thread has ended.
     void JoinReader();
 
+    /// Waits until the window's thread has ended, as it does once the channel is gone. It may still be on its
+    /// way there when the reader has ended, so a test that goes on watching calls waits for both.
+    void JoinWindow();
+
     /// Settings under which nothing is hidden and nothing is told.
     static MSG_TRAYICON_SETTINGS PlainSettings(DWORD dwType = MSG_TYPE_TRAYICON_SETTINGS);
     static MSG_TRAYICON_CONNECT Connection(DWORD dwType, DWORD dwConnectCount, DWORD dwConnectionType = 1);

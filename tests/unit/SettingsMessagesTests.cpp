@@ -328,6 +328,7 @@ TEST_F(SettingsMessagesTest, ExitIsFollowedStepByStep)
     leave.dwType = MSG_TYPE_TRAYICON_EXIT;
     Send(leave);
     JoinReader();
+    JoinWindow();
     Calls calls = order.Calls();
     ASSERT_GE(calls.size(), 3U);
     calls.resize(3); // behind them the window goes
@@ -360,6 +361,7 @@ TEST_P(UnwritableAnswerTest, EndsTheChannelThoughTheRecordHasTakenEffect)
     ASSERT_TRUE(m_service.SendAll(record.data(), record.size()));
     JoinReader();
     EXPECT_TRUE(m_trace.WaitFor("message 1036 0")) << "the channel is lost";
+    JoinWindow();
     EXPECT_TRUE(m_trace.Calls("timer").empty()) << "no notice is due";
     const bool bEffects = dwType == MSG_TYPE_TRAYICON_INIT || dwType == MSG_TYPE_TRAYICON_DESKTOP_EFFECTS;
     EXPECT_EQ(!m_trace.Calls("set 37 0 0").empty(), bEffects);
