@@ -82,10 +82,11 @@ CSocketHandle OpenWakeSocket()
 void DrainWakeSocket(SOCKET hSocket)
 {
     char achBytes[16];
-    while (recv(hSocket, achBytes, sizeof(achBytes), 0) > 0)
+    int nTaken = 0;
+    do
     {
-        continue;
-    }
+        nTaken = recv(hSocket, achBytes, sizeof(achBytes), 0);
+    } while (nTaken > 0);
 }
 
 MSG_VERSION DefaultHandshake()
