@@ -85,7 +85,7 @@ double SizeOfPackage(const char* pszSuffix)
     for (const auto& entry :
          std::filesystem::directory_iterator(pszFolder != nullptr ? pszFolder : L"", error))
     {
-        if (entry.path().extension() == pszSuffix)
+        if (entry.path().filename().string().ends_with(pszSuffix))
         {
             return SizeOf(entry.path());
         }
@@ -139,6 +139,6 @@ void MeasureSizes(Report& report)
         dStage += dSize;
     }
     AddSize(report, STAGE, dStage, sizeOf(AGENT));
-    AddSize(report, INSTALLER, SizeOfPackage(".msi"), dStage, Bound::RatioAtMost, MOST_OF_STAGE);
-    AddSize(report, ARCHIVE, SizeOfPackage(".zip"), dStage, Bound::RatioAtMost, MOST_OF_STAGE);
+    AddSize(report, INSTALLER, SizeOfPackage("-x64.msi"), dStage, Bound::RatioAtMost, MOST_OF_STAGE);
+    AddSize(report, ARCHIVE, SizeOfPackage("-x64.zip"), dStage, Bound::RatioAtMost, MOST_OF_STAGE);
 }
