@@ -25,7 +25,6 @@ namespace
 const log4cxx::LoggerPtr& g_pLogger = TKGetLogger("NotifyDialog");
 
 constexpr POINT ICON_PLACE = {2, 2};
-constexpr size_t MAX_BODY_TEXT = 4096;                                // characters, terminator included
 constexpr size_t MAX_LIST_TEXT = 260;                                 // characters, terminator included
 constexpr DWORD SOUND_FLAGS = SND_ALIAS | SND_NOWAIT | SND_NODEFAULT; // and heard to its end
 static_assert(SOUND_FLAGS == 73730);
@@ -132,7 +131,7 @@ std::wstring PaintedBody(HWND hWnd)
 {
     return IsWindowVisible(GetDlgItem(hWnd, IDC_NOTIFY_BODY))
                ? std::wstring()
-               : ReadControl(hWnd, IDC_NOTIFY_BODY, MAX_BODY_TEXT);
+               : ReadControl(hWnd, IDC_NOTIFY_BODY, MAX_NOTIFY_TEXT);
 }
 
 INT_PTR OnInitDialog(HWND hWnd, const CTaskBarWindow* pWindow)

@@ -25,7 +25,8 @@ constexpr wchar_t ENTRY_SEPARATOR = L'|';
 constexpr UINT DROPPED_BLOCK_FLAGS = GMEM_DDESHARE | GMEM_ZEROINIT;
 static_assert(DROPPED_BLOCK_FLAGS == 0x2040);
 static_assert(sizeof(DROPFILES) == 20);
-constexpr SIZE_T LIST_END = 2 * sizeof(wchar_t); // bytes; another program may have forgotten it
+// Bytes: another program may have forgotten the end, or have cut its last letter in two.
+constexpr SIZE_T LIST_END = 3 * sizeof(wchar_t);
 constexpr SIZE_T DROPPED_BLOCK_EXTRA = sizeof(DROPFILES) + sizeof(wchar_t); // bytes: header, end of the list
 
 // What the network answers with: a structure, and the texts that it points to.
@@ -275,9 +276,10 @@ CGlobalBlock ReadCopiedFiles(HWND hWnd)
         return CGlobalBlock();
     }
     const SIZE_T cbFiles = GlobalSize(hFiles);
-    CGlobalBlock hCopy(cbFiles >= sizeof(DROPFILES)
-                           ? GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, cbFiles + LIST_END)
-                           : nullptr);
+    // Another program has made it: its names must begin within the block.
+    const bool bWhole =
+        cbFiles >= sizeof(DROPFILES) && static_cast<const DROPFILES*>(pFiles)->pFiles <= cbFiles;
+    CGlobalBlock hCopy(bWhole ? GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, cbFiles + LIST_END) : nullptr);
     if (void* const pCopy = hCopy ? GlobalLock(hCopy.get()) : nullptr; pCopy != nullptr)
     {
         memcpy(pCopy, pFiles, cbFiles);

@@ -583,6 +583,21 @@ TEST_F(SftDropWindowTest, WithNothingToPasteItBeepsAndStays)
     EXPECT_TRUE(IsWindow(hDrop));
 }
 
+TEST_F(SftDropWindowTest, AListWhoseNamesBeginBehindItsMemoryIsNotPasted)
+{
+    PrepareService();
+    const HWND hDrop = Open();
+    const HGLOBAL hBlock = GlobalAlloc(GMEM_FIXED | GMEM_ZEROINIT, sizeof(DROPFILES));
+    auto* const pFiles = static_cast<DROPFILES*>(hBlock);
+    pFiles->pFiles = static_cast<DWORD>(GlobalSize(hBlock)) + 1;
+    pFiles->fWide = TRUE;
+    Copy(CF_HDROP, hBlock);
+    Press(hDrop, 'V', VK_CONTROL);
+    EXPECT_EQ(m_trace.Calls("beep"), Calls{"beep 0"});
+    EXPECT_TRUE(ReadDroppedEntries(5).empty());
+    EXPECT_TRUE(IsWindow(hDrop));
+}
+
 TEST_F(SftDropWindowTest, PastedNamesGoOverTheClipboardWhereTheFolderIsMissing)
 {
     MakeEvent();
