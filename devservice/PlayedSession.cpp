@@ -5,18 +5,29 @@
 
 #include <wtsapi32.h>
 
+#include <iterator>
+#include <string_view>
+
 static_assert(SESSION_STATE_ACTIVE == WTSActive);
 static_assert(SESSION_STATE_DISCONNECTED == WTSDisconnected);
 
 namespace
 {
+BOOL CALLBACK NotifyTrayWindow(HWND hWnd, LPARAM lNotice)
+{
+    wchar_t szClass[MAX_PATH] = {};
+    GetClassNameW(hWnd, szClass, static_cast<int>(std::size(szClass)));
+    if (std::wstring_view(szClass) == TRAY_WINDOW_CLASS)
+    {
+        PostMessageW(hWnd, WM_WTSSESSION_CHANGE, static_cast<WPARAM>(lNotice), 0);
+    }
+    return TRUE;
+}
+
+// From one list of all windows: going from window to window, one that is raised meanwhile is passed by.
 void NotifyAgents(WPARAM wNotice)
 {
-    HWND hWnd = nullptr;
-    while ((hWnd = FindWindowExW(nullptr, hWnd, TRAY_WINDOW_CLASS, nullptr)) != nullptr)
-    {
-        PostMessageW(hWnd, WM_WTSSESSION_CHANGE, wNotice, 0);
-    }
+    EnumWindows(NotifyTrayWindow, static_cast<LPARAM>(wNotice));
 }
 } // namespace
 

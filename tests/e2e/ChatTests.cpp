@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <span>
 #include <string>
@@ -26,6 +27,27 @@ std::wstring ControlText(HWND hWnd, int nControl)
     text.resize(static_cast<size_t>(
         SendMessageW(hControl, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()))));
     return text;
+}
+
+struct CHAT_SEARCH
+{
+    DWORD dwProcess;
+    HWND hChat;
+};
+
+BOOL CALLBACK IsNotTheChat(HWND hWnd, LPARAM lParam)
+{
+    CHAT_SEARCH& search = *reinterpret_cast<CHAT_SEARCH*>(lParam);
+    DWORD dwProcess = 0;
+    GetWindowThreadProcessId(hWnd, &dwProcess);
+    wchar_t szTitle[MAX_PATH] = {};
+    GetWindowTextW(hWnd, szTitle, static_cast<int>(std::size(szTitle)));
+    if (dwProcess != search.dwProcess || !IsWindowVisible(hWnd) || std::wstring_view(szTitle) != CHAT_TITLE)
+    {
+        return TRUE;
+    }
+    search.hChat = hWnd;
+    return FALSE;
 }
 
 /// The real agent; a test chooses the chat module before it starts the agent.
@@ -150,17 +172,10 @@ class TwoChatsTest : public ChatTest
     /// The chat window of that agent; null while there is none.
     HWND ChatOf(unsigned int uAgent) const
     {
-        HWND hChat = nullptr;
-        while ((hChat = FindWindowExW(nullptr, hChat, nullptr, CHAT_TITLE)) != nullptr)
-        {
-            DWORD dwProcess = 0;
-            GetWindowThreadProcessId(hChat, &dwProcess);
-            if (dwProcess == m_agents[uAgent]->Id() && IsWindowVisible(hChat))
-            {
-                break;
-            }
-        }
-        return hChat;
+        // One list of all windows: going from window to window, one that is raised meanwhile is passed by.
+        CHAT_SEARCH search = {m_agents[uAgent]->Id(), nullptr};
+        EnumWindows(IsNotTheChat, reinterpret_cast<LPARAM>(&search));
+        return search.hChat;
     }
 
     bool WaitForLineOf(unsigned int uAgent, std::wstring_view text) const
