@@ -1,6 +1,7 @@
 #include "tests/soak/InProcessAgent.h"
 
 #include "Include/TKLogging.h"
+#include "tests/soak/HeapCount.h"
 #include "tests/support/AgentFolder.h"
 #include "tests/support/ObjectCounts.h"
 
@@ -9,10 +10,35 @@ namespace
 // The program that plays the service is in the same process.
 constexpr double MOST_MEMORY = 1.02;
 constexpr double MOST_HANDLES = 1.05;
+constexpr double BYTES_A_KIB = 1024;
 constexpr DWORD SETTLING_MS = 200;
 
 decltype(&Sleep) g_pfnSleep = nullptr;
 } // namespace
+
+StagedManifest::StagedManifest()
+{
+    const std::wstring program = (StageFolder() / L"TKDAST.exe").wstring();
+    ACTCTXW context = {};
+    context.cbSize = sizeof(context);
+    context.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID;
+    context.lpSource = program.c_str();
+    context.lpResourceName = CREATEPROCESS_MANIFEST_RESOURCE_ID;
+    m_hContext = CreateActCtxW(&context);
+    m_bActive = m_hContext != INVALID_HANDLE_VALUE && ActivateActCtx(m_hContext, &m_uCookie);
+}
+
+StagedManifest::~StagedManifest()
+{
+    if (m_bActive)
+    {
+        DeactivateActCtx(0, m_uCookie);
+    }
+    if (m_hContext != INVALID_HANDLE_VALUE)
+    {
+        ReleaseActCtx(m_hContext);
+    }
+}
 
 InProcessAgent::InProcessAgent(DWORD dwLoadFlags)
     : m_bLogging(ConfigureLogging((StageFolder() / L"TKDAST.Logging.xml").c_str())),
@@ -35,6 +61,8 @@ void WINAPI InProcessAgent::ShortSleep(DWORD dwMilliseconds)
 ProcessSeries::ProcessSeries(const std::string& name, Bound memoryBound)
     : m_process(UnixProcess::FindByName("soak.exe")),
       m_memory(name + ": private memory", "KiB", memoryBound, MOST_MEMORY),
+      m_heaps(name + ": blocks on the heaps", "KiB", memoryBound, MOST_MEMORY),
+      m_leftovers(name + ": left by Wine's controls", "KiB", Bound::None, 0),
       m_handles(name + ": handles", "handles", Bound::RatioAtMost, MOST_HANDLES),
       m_threads(name + ": threads", "threads", Bound::NoMoreThanReference, 0),
       m_gdiObjects(name + ": GDI objects", "objects", Bound::NoMoreThanReference, 0),
@@ -48,6 +76,9 @@ void ProcessSeries::Sample()
 {
     // Not Sleep, which is cut short here.
     SleepEx(SETTLING_MS, FALSE);
+    const HEAP_COUNT heaps = CountHeaps();
+    m_heaps.Add(static_cast<double>(heaps.nBytes) / BYTES_A_KIB);
+    m_leftovers.Add(static_cast<double>(heaps.nLeftovers) / BYTES_A_KIB);
     const ObjectCounts counts = CountObjects();
     m_handles.Add(counts.dwHandles);
     m_threads.Add(counts.dwThreads);
@@ -63,8 +94,8 @@ void ProcessSeries::Sample()
 
 void ProcessSeries::Tell(Report& report)
 {
-    FlatSeries* const apSeries[] = {&m_memory,  &m_handles, &m_threads, &m_gdiObjects,
-                                    &m_windows, &m_menus,   &m_icons};
+    FlatSeries* const apSeries[] = {&m_memory,     &m_heaps,   &m_leftovers, &m_handles, &m_threads,
+                                    &m_gdiObjects, &m_windows, &m_menus,     &m_icons};
     for (FlatSeries* const pSeries : apSeries)
     {
         pSeries->Tell(report);

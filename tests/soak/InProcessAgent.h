@@ -12,8 +12,26 @@
 #include <optional>
 #include <string>
 
-/// What the agent's window needs in this process: its log as shipped, its language module and its chat
-/// module, and a shell. Its pauses, which give threads time to end, are cut short.
+/// The manifest of the staged agent, which gives the windows of this thread the controls that the agent's
+/// have.
+class StagedManifest
+{
+  public:
+    StagedManifest();
+    ~StagedManifest();
+    StagedManifest(const StagedManifest&) = delete;
+    StagedManifest& operator=(const StagedManifest&) = delete;
+
+    bool IsActive() const { return m_bActive; }
+
+  private:
+    HANDLE m_hContext;
+    ULONG_PTR m_uCookie = 0;
+    bool m_bActive;
+};
+
+/// What the agent's window needs in this process: its manifest, its log as shipped, its language module and
+/// its chat module, and a shell. Its pauses, which give threads time to end, are cut short.
 class InProcessAgent
 {
   public:
@@ -23,7 +41,7 @@ class InProcessAgent
     InProcessAgent(const InProcessAgent&) = delete;
     InProcessAgent& operator=(const InProcessAgent&) = delete;
 
-    bool IsReady() const { return m_bLogging && m_hResources; }
+    bool IsReady() const { return m_manifest.IsActive() && m_bLogging && m_hResources; }
     HMODULE Resources() const { return m_hResources.get(); }
     /// The shell forgets what it was told.
     void ForgetIcons() { m_catcher.Forget(); }
@@ -33,6 +51,7 @@ class InProcessAgent
 
     ImportHook<decltype(ShortSleep)> m_sleep{"kernel32.dll", "Sleep", &ShortSleep};
     ShellTrayCatcher m_catcher;
+    StagedManifest m_manifest;
     bool m_bLogging;
     CModule m_hResources;
     DLL_DIRECTORY_COOKIE m_pModuleFolder;
@@ -51,6 +70,8 @@ class ProcessSeries
   private:
     std::optional<UnixProcess> m_process;
     FlatSeries m_memory;
+    FlatSeries m_heaps;
+    FlatSeries m_leftovers;
     FlatSeries m_handles;
     FlatSeries m_threads;
     FlatSeries m_gdiObjects;

@@ -24,8 +24,7 @@ constexpr unsigned int MOST_VIEWERS = 3;
 
 // One visit in so many.
 constexpr unsigned int AWAITED_VISITS = 250;
-// The agent looks at the session then, and its memory grows by some KiB, which would hide what else may grow.
-constexpr unsigned int LOCK_STATE_VISITS = 225;
+constexpr unsigned int LOCK_STATE_VISITS = 15;
 constexpr unsigned int UNTOLD_VISITS = 4;
 constexpr unsigned int SETTINGS_VISITS = 4;
 constexpr unsigned int EFFECTS_VISITS = 20;
