@@ -104,12 +104,17 @@ HWND FindShownWindow(std::wstring_view title, std::wstring_view text)
 }
 
 bool WaitForShownWindow(std::wstring_view title, bool bThere, DWORD dwMilliseconds,
-                        const PAUSE_FUNCTION& pause, std::wstring_view text)
+                        const PAUSE_FUNCTION& pause, std::wstring_view text, HWND* phFound)
 {
     for (DWORD dwWaited = 0;; dwWaited += LOOK_MS)
     {
-        if ((FindShownWindow(title, text) != nullptr) == bThere)
+        const HWND hFound = FindShownWindow(title, text);
+        if ((hFound != nullptr) == bThere)
         {
+            if (phFound != nullptr)
+            {
+                *phFound = hFound;
+            }
             return true;
         }
         if (dwWaited >= dwMilliseconds || !pause(LOOK_MS))

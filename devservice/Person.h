@@ -18,9 +18,10 @@ using PAUSE_FUNCTION = std::function<bool(DWORD dwMilliseconds)>;
 /// none. An open menu has the title "menu". Where there is a text, one of the window's controls must hold it.
 HWND FindShownWindow(std::wstring_view title, std::wstring_view text = {});
 
-/// Waits until such a window is there, or is gone. False when the time is over.
+/// Waits until such a window is there, or is gone. False when the time is over. phFound, where it is wanted,
+/// gets the window that was seen: looked for once more, it may already have another text.
 bool WaitForShownWindow(std::wstring_view title, bool bThere, DWORD dwMilliseconds,
-                        const PAUSE_FUNCTION& pause, std::wstring_view text = {});
+                        const PAUSE_FUNCTION& pause, std::wstring_view text = {}, HWND* phFound = nullptr);
 
 /// Clicks on the agent's icon, as the shell tells it, and waits for the menu. False when none comes.
 bool OpenTrayMenu(HWND hTrayWindow, DWORD dwMilliseconds, const PAUSE_FUNCTION& pause);

@@ -88,15 +88,14 @@ bool CScriptRunner::Window(WORDS words)
     const std::wstring_view text = pText != nullptr ? pText->Value() : std::wstring_view();
     const bool bThere = !IsWord(words, 1, L"gone");
     if (!WaitForShownWindow(
-            title, bThere, dwMilliseconds, [this](DWORD dwPause) { return PauseWhileWaiting(dwPause); },
-            text))
+            title, bThere, dwMilliseconds, [this](DWORD dwPause) { return PauseWhileWaiting(dwPause); }, text,
+            &m_hWindow))
     {
         return Fail(L"the window " + QuotedText(title, title.size()) +
                     (text.empty() ? std::wstring() : L" with " + QuotedText(text, text.size())) +
                     (bThere ? L" did not come" : L" stayed") + L" within " + std::to_wstring(dwMilliseconds) +
                     L" ms");
     }
-    m_hWindow = bThere ? FindShownWindow(title, text) : nullptr;
     return true;
 }
 

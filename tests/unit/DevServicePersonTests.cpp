@@ -3,8 +3,11 @@
 #include "Include/Handles.h"
 #include "devservice/FileDrag.h"
 #include "tests/support/ImportHook.h"
+#include "tests/unit/DevServiceFixture.h"
 
 #include <gtest/gtest.h>
+
+#include <utility>
 
 namespace
 {
@@ -20,6 +23,15 @@ HGLOBAL WINAPI CountFreed(HGLOBAL hBlock)
 {
     ++g_nFreedBlocks;
     return g_pfnGlobalFree(hBlock);
+}
+
+decltype(&EnumWindows) g_pfnEnumWindows = nullptr;
+
+/// The second list is empty: the window that was seen has gone or changed.
+BOOL WINAPI ListWindowsOnce(WNDENUMPROC pfnTake, LPARAM lParam)
+{
+    const auto pfnEnumWindows = std::exchange(g_pfnEnumWindows, nullptr);
+    return pfnEnumWindows == nullptr || pfnEnumWindows(pfnTake, lParam);
 }
 } // namespace
 
@@ -39,6 +51,19 @@ TEST(DevServicePerson, TheProgramsOwnWindowsAreNotThePersonsBusiness)
     EXPECT_EQ(FindShownWindow(L"title of its own"), nullptr);
     EXPECT_FALSE(WaitForShownWindow(L"title of its own", true, 1000, NoPause));
     EXPECT_TRUE(WaitForShownWindow(L"title of its own", false, 0, NoPause)) << "it is as wanted at once";
+}
+
+TEST_F(DevServiceRunner, TheWindowIsTheOneThatWasSeenWhileItWasWaitedFor)
+{
+    const CWindow window(CreateWindowExW(WS_EX_NOACTIVATE, L"STATIC", L"A title for a moment",
+                                         WS_POPUP | WS_VISIBLE, 0, 0, 10, 10, nullptr, nullptr, nullptr,
+                                         nullptr));
+    const ImportHook process(
+        "kernel32.dll", "GetCurrentProcessId", +[]() -> DWORD { return 0; });
+    const ImportHook windows("user32.dll", "EnumWindows", &ListWindowsOnce);
+    g_pfnEnumWindows = windows.Original();
+    ExpectHeld(L"window \"A title for a moment\" within=0\n"
+               L"timer 888\n");
 }
 
 TEST(DevServicePerson, AListOfFilesThatCannotBeFilledIsFreed)
