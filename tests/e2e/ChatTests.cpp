@@ -29,25 +29,11 @@ std::wstring ControlText(HWND hWnd, int nControl)
     return text;
 }
 
-struct CHAT_SEARCH
+bool IsShownChat(HWND hWnd)
 {
-    DWORD dwProcess;
-    HWND hChat;
-};
-
-BOOL CALLBACK IsNotTheChat(HWND hWnd, LPARAM lParam)
-{
-    CHAT_SEARCH& search = *reinterpret_cast<CHAT_SEARCH*>(lParam);
-    DWORD dwProcess = 0;
-    GetWindowThreadProcessId(hWnd, &dwProcess);
     wchar_t szTitle[MAX_PATH] = {};
     GetWindowTextW(hWnd, szTitle, static_cast<int>(std::size(szTitle)));
-    if (dwProcess != search.dwProcess || !IsWindowVisible(hWnd) || std::wstring_view(szTitle) != CHAT_TITLE)
-    {
-        return TRUE;
-    }
-    search.hChat = hWnd;
-    return FALSE;
+    return IsWindowVisible(hWnd) && std::wstring_view(szTitle) == CHAT_TITLE;
 }
 
 /// The real agent; a test chooses the chat module before it starts the agent.
@@ -170,13 +156,7 @@ class TwoChatsTest : public ChatTest
     }
 
     /// The chat window of that agent; null while there is none.
-    HWND ChatOf(unsigned int uAgent) const
-    {
-        // One list of all windows: going from window to window, one that is raised meanwhile is passed by.
-        CHAT_SEARCH search = {m_agents[uAgent]->Id(), nullptr};
-        EnumWindows(IsNotTheChat, reinterpret_cast<LPARAM>(&search));
-        return search.hChat;
-    }
+    HWND ChatOf(unsigned int uAgent) const { return m_agents[uAgent]->FindOwnWindow(IsShownChat); }
 
     bool WaitForLineOf(unsigned int uAgent, std::wstring_view text) const
     {

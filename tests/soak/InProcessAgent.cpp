@@ -16,34 +16,12 @@ constexpr DWORD SETTLING_MS = 200;
 decltype(&Sleep) g_pfnSleep = nullptr;
 } // namespace
 
-StagedManifest::StagedManifest()
-{
-    const std::wstring program = (StageFolder() / L"TKDAST.exe").wstring();
-    ACTCTXW context = {};
-    context.cbSize = sizeof(context);
-    context.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID;
-    context.lpSource = program.c_str();
-    context.lpResourceName = CREATEPROCESS_MANIFEST_RESOURCE_ID;
-    m_hContext = CreateActCtxW(&context);
-    m_bActive = m_hContext != INVALID_HANDLE_VALUE && ActivateActCtx(m_hContext, &m_uCookie);
-}
-
-StagedManifest::~StagedManifest()
-{
-    if (m_bActive)
-    {
-        DeactivateActCtx(0, m_uCookie);
-    }
-    if (m_hContext != INVALID_HANDLE_VALUE)
-    {
-        ReleaseActCtx(m_hContext);
-    }
-}
-
 InProcessAgent::InProcessAgent(DWORD dwLoadFlags)
     : m_bLogging(ConfigureLogging((StageFolder() / L"TKDAST.Logging.xml").c_str())),
       m_hResources(LoadLibraryExW((StageFolder() / L"TKDASTRES.dll").c_str(), nullptr, dwLoadFlags)),
-      m_pModuleFolder(AddDllDirectory(StageFolder().c_str()))
+      m_pModuleFolder(AddDllDirectory(StageFolder().c_str())),
+      // Its manifest names the controls that the agent's own does.
+      m_hChat(LoadLibraryW((StageFolder() / L"TKDAChat.dll").c_str())), m_controls(m_hChat.get())
 {
     g_pfnSleep = m_sleep.Original();
 }

@@ -5,6 +5,7 @@
 
 #include "Include/Handles.h"
 #include "bench/UnixProcess.h"
+#include "modules/common/ModuleContext.h"
 #include "tests/soak/FlatSeries.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/ShellTrayCatcher.h"
@@ -12,25 +13,7 @@
 #include <optional>
 #include <string>
 
-/// The manifest of the staged agent, which gives the windows of this thread the controls that the agent's
-/// have.
-class StagedManifest
-{
-  public:
-    StagedManifest();
-    ~StagedManifest();
-    StagedManifest(const StagedManifest&) = delete;
-    StagedManifest& operator=(const StagedManifest&) = delete;
-
-    bool IsActive() const { return m_bActive; }
-
-  private:
-    HANDLE m_hContext;
-    ULONG_PTR m_uCookie = 0;
-    bool m_bActive;
-};
-
-/// What the agent's window needs in this process: its manifest, its log as shipped, its language module and
+/// What the agent's window needs in this process: its controls, its log as shipped, its language module and
 /// its chat module, and a shell. Its pauses, which give threads time to end, are cut short.
 class InProcessAgent
 {
@@ -41,7 +24,7 @@ class InProcessAgent
     InProcessAgent(const InProcessAgent&) = delete;
     InProcessAgent& operator=(const InProcessAgent&) = delete;
 
-    bool IsReady() const { return m_manifest.IsActive() && m_bLogging && m_hResources; }
+    bool IsReady() const { return m_bLogging && m_hResources && m_controls.IsActive(); }
     HMODULE Resources() const { return m_hResources.get(); }
     /// The shell forgets what it was told.
     void ForgetIcons() { m_catcher.Forget(); }
@@ -51,10 +34,11 @@ class InProcessAgent
 
     ImportHook<decltype(ShortSleep)> m_sleep{"kernel32.dll", "Sleep", &ShortSleep};
     ShellTrayCatcher m_catcher;
-    StagedManifest m_manifest;
     bool m_bLogging;
     CModule m_hResources;
     DLL_DIRECTORY_COOKIE m_pModuleFolder;
+    CModule m_hChat;
+    CModuleContext m_controls;
 };
 
 /// What this process holds.

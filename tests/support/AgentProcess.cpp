@@ -65,25 +65,31 @@ HANDLE NewJob()
     return hJob;
 }
 
-struct TrayWindowSearch
+struct OwnWindowSearch
 {
     DWORD dwProcessId;
+    const std::function<bool(HWND hWnd)>& test;
     HWND hWnd;
 };
 
-BOOL CALLBACK IsNotTrayWindow(HWND hWnd, LPARAM lParam)
+BOOL CALLBACK IsNotTheWindow(HWND hWnd, LPARAM lParam)
 {
-    auto& search = *reinterpret_cast<TrayWindowSearch*>(lParam);
+    auto& search = *reinterpret_cast<OwnWindowSearch*>(lParam);
     DWORD dwProcessId = 0;
     GetWindowThreadProcessId(hWnd, &dwProcessId);
-    wchar_t szClass[64] = {};
-    GetClassNameW(hWnd, szClass, ARRAYSIZE(szClass));
-    if (dwProcessId != search.dwProcessId || wcscmp(szClass, TRAY_CLASS) != 0)
+    if (dwProcessId != search.dwProcessId || !search.test(hWnd))
     {
         return TRUE;
     }
     search.hWnd = hWnd;
     return FALSE;
+}
+
+bool IsTrayWindow(HWND hWnd)
+{
+    wchar_t szClass[64] = {};
+    GetClassNameW(hWnd, szClass, ARRAYSIZE(szClass));
+    return wcscmp(szClass, TRAY_CLASS) == 0;
 }
 } // namespace
 
@@ -154,16 +160,21 @@ std::optional<DWORD> AgentProcess::WaitForExit(DWORD dwTimeoutMs) const
 
 HWND AgentProcess::FindTrayWindow() const
 {
-    TrayWindowSearch search = {m_dwProcessId, nullptr};
+    return FindOwnWindow(IsTrayWindow);
+}
+
+HWND AgentProcess::FindOwnWindow(const std::function<bool(HWND hWnd)>& test) const
+{
+    OwnWindowSearch search = {m_dwProcessId, test, nullptr};
     const auto lParam = reinterpret_cast<LPARAM>(&search);
     if (m_desktop.empty())
     {
-        EnumWindows(IsNotTrayWindow, lParam);
+        EnumWindows(IsNotTheWindow, lParam);
         return search.hWnd;
     }
     const CDesktop hDesktop(
         OpenDesktopW(m_desktop.c_str(), 0, FALSE, DESKTOP_READOBJECTS | DESKTOP_ENUMERATE));
-    EnumDesktopWindows(hDesktop.get(), IsNotTrayWindow, lParam);
+    EnumDesktopWindows(hDesktop.get(), IsNotTheWindow, lParam);
     return search.hWnd;
 }
 

@@ -4,6 +4,7 @@
 
 #include "Include/Handles.h"
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -43,6 +44,9 @@ class AgentProcess
     HWND WaitForTrayWindow(DWORD dwTimeoutMs) const;
     /// The agent's hidden window, if it is there now.
     HWND FindTrayWindow() const;
+    /// A window of the agent on its desktop for which the test holds; null when there is none. It looks at
+    /// one list of all windows: going from window to window would pass one by that is raised meanwhile.
+    HWND FindOwnWindow(const std::function<bool(HWND hWnd)>& test) const;
 
   private:
     std::wstring m_desktop;
