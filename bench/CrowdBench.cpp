@@ -1,11 +1,11 @@
 #include "bench/AgentStarts.h"
 #include "bench/Benchmarks.h"
-#include "bench/HandleCount.h"
 #include "bench/Report.h"
 #include "bench/StandIn.h"
 #include "bench/Stopwatch.h"
 #include "bench/UnixProcess.h"
 
+#include "tests/support/HandleCount.h"
 #include "tests/support/LogonSession.h"
 #include "tests/support/ShellTrayCatcher.h"
 

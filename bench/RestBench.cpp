@@ -1,8 +1,8 @@
 #include "bench/AgentStarts.h"
 #include "bench/Benchmarks.h"
-#include "bench/HandleCount.h"
 #include "bench/Report.h"
 #include "bench/UnixProcess.h"
+#include "tests/support/HandleCount.h"
 
 namespace
 {

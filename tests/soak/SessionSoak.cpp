@@ -1,9 +1,9 @@
 #include "bench/AgentStarts.h"
-#include "bench/HandleCount.h"
 #include "bench/UnixProcess.h"
 #include "tests/soak/FlatSeries.h"
 #include "tests/soak/Soaks.h"
 #include "tests/soak/StagedAgent.h"
+#include "tests/support/HandleCount.h"
 #include "tests/support/ShellTrayCatcher.h"
 
 namespace

@@ -1,7 +1,7 @@
 #include "tests/soak/SystemSeries.h"
 
 #include "Include/Handles.h"
-#include "bench/HandleCount.h"
+#include "tests/support/HandleCount.h"
 #include "tests/support/ObjectCounts.h"
 
 #include <algorithm>

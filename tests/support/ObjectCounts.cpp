@@ -1,65 +1,14 @@
 #include "tests/support/ObjectCounts.h"
 
 #include "Include/Handles.h"
-#include "Include/SystemCall.h"
-
-#include <winternl.h>
+#include "tests/support/HandleCount.h"
 
 #include <tlhelp32.h>
 
-#include <cstring>
 #include <ostream>
-#include <vector>
 
 namespace
 {
-// The handles of all processes. The system's headers don't have these.
-constexpr ULONG EXTENDED_HANDLE_INFORMATION = 64;
-constexpr NTSTATUS LENGTH_MISMATCH = static_cast<NTSTATUS>(0xC0000004);
-struct SYSTEM_HANDLE
-{
-    PVOID pObject;
-    ULONG_PTR uProcessId;
-    ULONG_PTR uHandle;
-    ULONG uAccess;
-    USHORT wTrace;
-    USHORT wType;
-    ULONG uAttributes;
-    ULONG uReserved;
-};
-struct SYSTEM_HANDLES
-{
-    ULONG_PTR nHandles;
-    ULONG_PTR uReserved;
-};
-using QueryFunction = NTSTATUS(NTAPI*)(ULONG, PVOID, ULONG, PULONG);
-
-constexpr size_t ROOM_AT_FIRST = 1024; // handles
-
-DWORD CountHandles()
-{
-    const auto pfnQuery =
-        FindModuleEntry<QueryFunction>(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation");
-    std::vector<BYTE> answer;
-    NTSTATUS nStatus = LENGTH_MISMATCH;
-    for (size_t nRoom = ROOM_AT_FIRST; nStatus == LENGTH_MISMATCH; nRoom *= 2)
-    {
-        answer.assign(sizeof(SYSTEM_HANDLES) + nRoom * sizeof(SYSTEM_HANDLE), 0);
-        nStatus =
-            pfnQuery(EXTENDED_HANDLE_INFORMATION, answer.data(), static_cast<ULONG>(answer.size()), nullptr);
-    }
-    SYSTEM_HANDLES head = {};
-    std::memcpy(&head, answer.data(), sizeof(head));
-    DWORD dwCount = 0;
-    for (size_t nHandle = 0; nHandle < head.nHandles; ++nHandle)
-    {
-        SYSTEM_HANDLE handle = {};
-        std::memcpy(&handle, answer.data() + sizeof(head) + nHandle * sizeof(handle), sizeof(handle));
-        dwCount += handle.uProcessId == GetCurrentProcessId() ? 1 : 0;
-    }
-    return dwCount;
-}
-
 void CountIfOwn(HWND hWnd, DWORD& dwCount)
 {
     DWORD dwProcessId = 0;
@@ -147,7 +96,7 @@ std::ostream& operator<<(std::ostream& stream, const ObjectCounts& counts)
 ObjectCounts CountObjects()
 {
     ObjectCounts counts;
-    counts.dwHandles = CountHandles();
+    counts.dwHandles = static_cast<DWORD>(CountHandles(GetCurrentProcessId()));
     counts.dwThreads = CountThreads();
     counts.dwGdiObjects =
         CountPlaces<HGDIOBJ>(GDI_STEP, [](HGDIOBJ hObject) { return GetObjectType(hObject) != 0; });

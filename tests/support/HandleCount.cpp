@@ -1,4 +1,4 @@
-#include "bench/HandleCount.h"
+#include "tests/support/HandleCount.h"
 
 #include "Include/Handles.h"
 #include "Include/SystemCall.h"
@@ -40,14 +40,16 @@ using HandleTable = std::vector<HANDLE_TABLE_ENTRY>;
 /// The handles of all processes; empty when the system doesn't tell.
 HandleTable ReadHandleTable()
 {
-    const CSystemCall<QuerySystemFunction> query(L"ntdll.dll", "NtQuerySystemInformation");
+    // Found as it is, since tests play the loading of modules.
+    const auto pfnQuery =
+        FindModuleEntry<QuerySystemFunction>(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation");
     std::vector<BYTE> table(FIRST_SIZE);
     LONG nStatus = STATUS_TABLE_IS_LONGER;
-    while (query && nStatus == STATUS_TABLE_IS_LONGER && table.size() <= MAX_SIZE)
+    while (nStatus == STATUS_TABLE_IS_LONGER && table.size() <= MAX_SIZE)
     {
         ULONG uNeeded = 0;
-        nStatus =
-            query(HANDLE_TABLE, static_cast<void*>(table.data()), static_cast<ULONG>(table.size()), &uNeeded);
+        nStatus = pfnQuery(HANDLE_TABLE, static_cast<void*>(table.data()), static_cast<ULONG>(table.size()),
+                           &uNeeded);
         if (nStatus == STATUS_TABLE_IS_LONGER)
         {
             table.resize(table.size() * 2);
