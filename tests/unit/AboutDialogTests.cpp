@@ -447,11 +447,5 @@ TEST_F(AboutDialogTest, LogsEveryMessage)
 
 TEST_F(AboutDialogTest, ManyInARowLeaveNothingBehind)
 {
-    RunAbout(Close);
-    const ObjectCounts before = CountObjects();
-    for (int nRound = 0; nRound < 300; ++nRound)
-    {
-        RunAbout(Close);
-    }
-    ExpectNoMoreThan(before);
+    ExpectNothingLeftBy(300, [this](int) { RunAbout(Close); });
 }

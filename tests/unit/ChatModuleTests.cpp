@@ -304,7 +304,7 @@ TEST_F(ChatModuleTest, CanBeFreedAndLoadedAgain)
 TEST_F(ChatModuleTest, LeavesNothingBehindAfterFiftyWindows)
 {
     const RECT place = {0, 0, 600, 500};
-    const auto talk = [this, &place] {
+    ExpectNothingLeftBy(50, [this, &place](int) {
         OpenAndActivate();
         Say(L"Alice", L"Hello");
         Paste(L"Hello, Alice");
@@ -312,14 +312,7 @@ TEST_F(ChatModuleTest, LeavesNothingBehindAfterFiftyWindows)
         SendMessageW(m_hChat, WM_DPICHANGED, MAKEWPARAM(144, 144), reinterpret_cast<LPARAM>(&place));
         m_module.Close();
         PumpMessages();
-    };
-    talk();
-    const ObjectCounts before = CountObjects();
-    for (int nWindow = 0; nWindow < 50; ++nWindow)
-    {
-        talk();
-    }
-    ExpectNoMoreThan(before);
+    });
 }
 
 // ---- What the person writes.

@@ -975,11 +975,6 @@ TEST_F(ClientPermissionDialogTest, TheWatcherNamesItselfInTheLog)
 
 TEST_F(ClientPermissionDialogTest, ManyInARowLeaveNothingBehind)
 {
-    RunPrompt(Prompt(), Deny);
-    const ObjectCounts before = CountObjects();
-    for (int nRound = 0; nRound < ROUNDS_WITHOUT_LEAKS; ++nRound)
-    {
-        RunPrompt(Prompt(), nRound % 2 == 0 ? Deny : Allow);
-    }
-    ExpectNoMoreThan(before);
+    ExpectNothingLeftBy(ROUNDS_WITHOUT_LEAKS,
+                        [this](int nRound) { RunPrompt(Prompt(), nRound % 2 == 0 ? Deny : Allow); });
 }

@@ -833,11 +833,5 @@ TEST_F(ConnectToClientTest, ManyInARowLeaveNothingBehind)
 {
     StoreHosts(3);
     const auto cancel = [](HWND hDialog) { PostMessageW(hDialog, WM_COMMAND, IDCANCEL, 0); };
-    Run(cancel);
-    const ObjectCounts before = CountObjects();
-    for (int nRound = 0; nRound < 100; ++nRound)
-    {
-        Run(cancel);
-    }
-    ExpectNoMoreThan(before);
+    ExpectNothingLeftBy(100, [&](int) { Run(cancel); });
 }

@@ -623,12 +623,5 @@ TEST_F(CreateInvitationDialogTest, LogsEveryMessageAndWhatIsEnabled)
 
 TEST_F(CreateInvitationDialogTest, ManyInARowLeaveNothingBehind)
 {
-    const auto close = [](HWND) {};
-    RunDialog(close);
-    const ObjectCounts before = CountObjects();
-    for (int nRound = 0; nRound < 100; ++nRound)
-    {
-        RunDialog(close);
-    }
-    ExpectNoMoreThan(before);
+    ExpectNothingLeftBy(100, [this](int) { RunDialog([](HWND) {}); });
 }

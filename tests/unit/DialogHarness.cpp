@@ -14,6 +14,7 @@ namespace
 {
 constexpr DWORD RESOURCES_ONLY = LOAD_LIBRARY_AS_IMAGE_RESOURCE | LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE;
 constexpr size_t MAX_TEXT = 4200; // characters
+constexpr int WARMING_ROUNDS = 8;
 
 UINT_PTR WINAPI AnswerTaskbar(DWORD dwMessage, APPBARDATA* pData)
 {
@@ -95,6 +96,20 @@ void ExpectNoMoreThan(const ObjectCounts& before)
     EXPECT_LE(after.dwWindows, before.dwWindows);
     EXPECT_LE(after.dwMenus, before.dwMenus);
     EXPECT_LE(after.dwIcons, before.dwIcons);
+}
+
+void ExpectNothingLeftBy(int nRounds, const std::function<void(int nRound)>& play)
+{
+    const auto repeat = [&play](int nTimes) {
+        for (int nRound = 0; nRound < nTimes; ++nRound)
+        {
+            play(nRound);
+        }
+    };
+    repeat(WARMING_ROUNDS);
+    const ObjectCounts before = CountObjects();
+    repeat(nRounds);
+    ExpectNoMoreThan(before);
 }
 
 DialogHarness* DialogHarness::s_pThis = nullptr;

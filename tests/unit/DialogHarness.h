@@ -54,6 +54,10 @@ void PumpMessages();
 /// makes once, in whatever round.
 void ExpectNoMoreThan(const ObjectCounts& before);
 
+/// Plays some rounds, in which is made what is made once, and then so many more; expects that these leave
+/// nothing. A round is told its number, from 0 on in either part.
+void ExpectNothingLeftBy(int nRounds, const std::function<void(int nRound)>& play);
+
 /// The agent's window on the test's thread, without a service, and the dialogs of a staged module. Timers are
 /// recorded and run; sounds are recorded, and succeed.
 ///

@@ -443,20 +443,13 @@ TEST_F(SftDropWindowTest, TheLaterOfTwoWindowsLeavesTheEarlierItsTarget)
 
 TEST_F(SftDropWindowTest, AHundredWindowsLeaveNothingBehind)
 {
-    const auto round = [this] {
+    const int nModules = m_binding.OpenModules();
+    ExpectNothingLeftBy(100, [this](int) {
         const HWND hDrop = OpenDrop();
         UpdateWindow(hDrop);
         SendMessageW(hDrop, WM_CLOSE, 0, 0);
         PumpMessages();
-    };
-    const int nModules = m_binding.OpenModules();
-    round();
-    const ObjectCounts before = CountObjects();
-    for (int nRound = 0; nRound < 100; ++nRound)
-    {
-        round();
-    }
-    ExpectNoMoreThan(before);
+    });
     EXPECT_EQ(m_binding.OpenModules(), nModules);
 }
 

@@ -327,23 +327,19 @@ TEST_F(SettingsModuleTest, IsNotShownForAnOwnerThatIsNoWindow)
 
 TEST_F(SettingsModuleTest, LeavesNothingBehindAfterFiftyDialogs)
 {
-    const auto show = [this](int nRound) {
+    constexpr int DIALOGS = 50;
+    constexpr DWORD FIRST_PORT = 5000;
+    ExpectNothingLeftBy(DIALOGS, [this](int nRound) {
         BoxCloser boxes;
         Run([nRound](HWND hDialog) {
             SetDlgItemTextW(hDialog, IDC_SETTINGS_PORT, L"nonsense");
             Click(hDialog, IDOK);
-            SetDlgItemTextW(hDialog, IDC_SETTINGS_PORT, std::to_wstring(5000 + nRound).c_str());
+            SetDlgItemTextW(hDialog, IDC_SETTINGS_PORT,
+                            std::to_wstring(FIRST_PORT + static_cast<DWORD>(nRound)).c_str());
             Click(hDialog, IDOK);
         });
         const LoadedSettingsModule again;
-    };
-    show(0);
-    const ObjectCounts before = CountObjects();
-    for (int nRound = 1; nRound <= 50; ++nRound)
-    {
-        show(nRound);
-    }
-    ExpectNoMoreThan(before);
-    EXPECT_EQ(SettingsRegistry::Number(HKEY_LOCAL_MACHINE, L"Port"), 5050u);
+    });
+    EXPECT_EQ(SettingsRegistry::Number(HKEY_LOCAL_MACHINE, L"Port"), FIRST_PORT + DIALOGS - 1);
 }
 } // namespace

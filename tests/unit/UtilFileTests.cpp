@@ -307,18 +307,11 @@ TEST_F(UtilFile, UnresolvedAccountFallsBackToTheUserName)
 
 TEST_F(UtilFile, AHundredLooksForTheAccountAndForFilesLeaveNothingOpen)
 {
-    const auto round = [] {
+    ExpectNothingLeftBy(100, [](int) {
         EXPECT_NE(AccountName(), L"");
         WIN32_FIND_DATAW info = {};
         EXPECT_EQ(GetFileInformation((ProgramDirectory() + L"*").c_str(), &info), 1);
-    };
-    round();
-    const ObjectCounts before = CountObjects();
-    for (int nRound = 0; nRound < 100; ++nRound)
-    {
-        round();
-    }
-    ExpectNoMoreThan(before);
+    });
 }
 
 TEST_F(UtilFile, AccountNeverLeavesASmallBuffer)

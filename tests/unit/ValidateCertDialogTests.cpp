@@ -572,14 +572,9 @@ TEST_F(ValidateCertTest, ManyInARowLeaveNothingBehindOnAnyScreen)
     for (const int nDotsPerInch : {USUAL_SCREEN, FINE_SCREEN})
     {
         m_screen.nDotsPerInch = nDotsPerInch;
-        Ask(Decline);
-        PumpMessages();
-        const ObjectCounts before = CountObjects();
-        for (int nRound = 0; nRound < 50; ++nRound)
-        {
+        ExpectNothingLeftBy(50, [](int) {
             Ask(Decline);
             PumpMessages();
-        }
-        ExpectNoMoreThan(before);
+        });
     }
 }
