@@ -19,7 +19,7 @@ if grep FAILED "$results"; then
 fi
 for figure in 'sessions: '{'private memory',handles,threads} \
     'starts: '{processes,handles,windows,files,'log files',icons} \
-    {window,lives}': '{'private memory','blocks on the heaps',"left by Wine's controls",handles,threads,'GDI objects',windows,menus,icons}; do
+    {window,lives}': '{'blocks on the heaps',"left by Wine's controls",'private memory without these',handles,threads,'GDI objects',windows,menus,icons}; do
     grep -q "^$figure" "$results"
 done
 grep -q -x '20 cycles, 4 starts, seed 1' "$results"

@@ -38,9 +38,9 @@ void WINAPI InProcessAgent::ShortSleep(DWORD dwMilliseconds)
 
 ProcessSeries::ProcessSeries(const std::string& name, Bound memoryBound)
     : m_process(UnixProcess::FindByName("soak.exe")),
-      m_memory(name + ": private memory", "KiB", memoryBound, MOST_MEMORY),
       m_heaps(name + ": blocks on the heaps", "KiB", memoryBound, MOST_MEMORY),
       m_leftovers(name + ": left by Wine's controls", "KiB", Bound::None, 0),
+      m_memory(name + ": private memory without these", "KiB", memoryBound, MOST_MEMORY),
       m_handles(name + ": handles", "handles", Bound::RatioAtMost, MOST_HANDLES),
       m_threads(name + ": threads", "threads", Bound::NoMoreThanReference, 0),
       m_gdiObjects(name + ": GDI objects", "objects", Bound::NoMoreThanReference, 0),
@@ -55,8 +55,9 @@ void ProcessSeries::Sample()
     // Not Sleep, which is cut short here.
     SleepEx(SETTLING_MS, FALSE);
     const HEAP_COUNT heaps = CountHeaps();
+    const double dLeftovers = static_cast<double>(heaps.nLeftovers) / BYTES_A_KIB;
     m_heaps.Add(static_cast<double>(heaps.nBytes) / BYTES_A_KIB);
-    m_leftovers.Add(static_cast<double>(heaps.nLeftovers) / BYTES_A_KIB);
+    m_leftovers.Add(dLeftovers);
     const ObjectCounts counts = CountObjects();
     m_handles.Add(counts.dwHandles);
     m_threads.Add(counts.dwThreads);
@@ -66,14 +67,14 @@ void ProcessSeries::Sample()
     m_icons.Add(counts.dwIcons);
     if (m_process)
     {
-        m_memory.Add(m_process->PrivateKiB());
+        m_memory.Add(static_cast<double>(m_process->PrivateKiB()) - dLeftovers);
     }
 }
 
 void ProcessSeries::Tell(Report& report)
 {
-    FlatSeries* const apSeries[] = {&m_memory,     &m_heaps,   &m_leftovers, &m_handles, &m_threads,
-                                    &m_gdiObjects, &m_windows, &m_menus,     &m_icons};
+    FlatSeries* const apSeries[] = {&m_heaps,      &m_leftovers, &m_memory, &m_handles, &m_threads,
+                                    &m_gdiObjects, &m_windows,   &m_menus,  &m_icons};
     for (FlatSeries* const pSeries : apSeries)
     {
         pSeries->Tell(report);

@@ -53,9 +53,9 @@ class ProcessSeries
 
   private:
     std::optional<UnixProcess> m_process;
-    FlatSeries m_memory;
     FlatSeries m_heaps;
     FlatSeries m_leftovers;
+    FlatSeries m_memory;
     FlatSeries m_handles;
     FlatSeries m_threads;
     FlatSeries m_gdiObjects;
