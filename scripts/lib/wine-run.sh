@@ -160,16 +160,28 @@ end_desktop() {
     rm -rf "$TKDAST_RUN"
 }
 
-# desktop_session COMMAND...: what runs inside the isolation: waits for the taskbar, runs the command,
-# ends Wine.
-desktop_session() {
-    local answer='' status=0
+# keep_desktop: starts what keeps the desktop alive, and waits for the taskbar.
+keep_desktop() {
+    local answer=''
     mkfifo "$TKDAST_RUN/keeper"
     wine "$TKDAST_RUN/DesktopKeeper.exe" >"$TKDAST_RUN/keeper" 2>"$TKDAST_RUN/keeper.log" </dev/null &
     read -r -t "$TKDAST_DESKTOP_WAIT" answer <"$TKDAST_RUN/keeper" || true
-    if [[ $answer != ready* ]]; then
-        tail -n 5 "$TKDAST_RUN/keeper.log" >&2
-        die "the Windows desktop did not start."
+    rm -f "$TKDAST_RUN/keeper"
+    [[ $answer != ready* ]] || return 0
+    tail -n 5 "$TKDAST_RUN/keeper.log" >&2
+    wineserver -k || true
+    wineserver -w || true
+    return 1
+}
+
+# desktop_session COMMAND...: what runs inside the isolation: waits for the taskbar, runs the command,
+# ends Wine.
+desktop_session() {
+    local status=0
+    # Wine has been seen to give up a start at once, without a word, and to make the next one.
+    if ! keep_desktop; then
+        warn "The Windows desktop did not start; once more."
+        keep_desktop || die "the Windows desktop did not start."
     fi
     "$@" || status=$?
     wineserver -k || true
