@@ -27,8 +27,7 @@ constexpr double MOST_MEMORY = 1.1;
 constexpr double MOST_HANDLES = 1.1;
 
 constexpr DWORD PLAY_MS = 120000;
-// Settings have a timer of five seconds started, and threads that the system lends an agent stay a while.
-constexpr DWORD SETTLING_MS = 12000;
+constexpr DWORD SETTLING_MS = 7000; // settings have a timer of five seconds started
 constexpr DWORD OBSERVED_MS = 5000;
 constexpr DWORD LEAVE_MS = 20000;
 constexpr DWORD LOOK_AGAIN_MS = 20;

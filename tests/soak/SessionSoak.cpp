@@ -8,7 +8,7 @@
 
 namespace
 {
-// Of ten thousand visits, in half of which Wine's labels and fields leave some 1,300 KiB. What is counted
+// Of ten thousand visits, in half of which Wine's labels and fields leave some 1,100 KiB. What is counted
 // beside them, in this program, has the sharper limit.
 constexpr double MOST_MEMORY = 1.10;
 // A lock makes its handle when two threads first meet at it, which may be in any round, but once only.
