@@ -98,7 +98,8 @@ TEST_F(DevServiceChat, WhatThePersonWroteIsExpectedByItsText)
     ExpectHeld(L"expect CHAT_MESSAGE szUsername=DESK\\bob payload=\"Gr\\u00fc\\u00df\\r\\nGott\"\n"
                L"expect CHAT_MESSAGE payload=");
     ASSERT_TRUE(Write(*pAgent, L"DESK\\bob", L"other words"));
-    const std::string error = ErrorOf(L"expect CHAT_MESSAGE payload=words within=100");
+    AwaitRecords(*pAgent);
+    const std::string error = ErrorOf(L"expect CHAT_MESSAGE payload=words within=20");
     EXPECT_NE(error.find("szUsername=\"DESK\\\\bob\" dwMessageLength=22 payload=\"other words\""),
               std::string::npos)
         << error;

@@ -375,7 +375,8 @@ TEST_F(DevServiceCommands, EffectsExpectTheirMaskBack)
     EXPECT_EQ(effects.dwDesktopEffects, 0x7FF7u);
     ASSERT_TRUE(
         pAgent->Send(BytesOf(MSG_TRAYICON_DESKTOP_EFFECTS{MSG_TYPE_TRAYICON_DESKTOP_EFFECTS_ACK, 2})));
-    ExpectErrorWith(L"effects 4 within=100", "dwDesktopEffects=2");
+    AwaitRecords(*pAgent);
+    ExpectErrorWith(L"effects 4 within=20", "dwDesktopEffects=2");
 }
 
 TEST_F(DevServiceCommands, LockStateIsItsTypeAlone)

@@ -100,6 +100,14 @@ class DevServiceRunner : public DevService
         EXPECT_EQ(Run(text), SCRIPT_RESULT::Done) << ToUtf8(m_runner.GetError());
     }
 
+    /// Waits until the service has whatever that agent has sent, by one more record, which is taken again.
+    void AwaitRecords(TestAgent& agent)
+    {
+        ASSERT_TRUE(agent.SendType(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE));
+        AGENT_RECORD record = {};
+        ASSERT_EQ(Take(m_uArrived, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE, record), WAIT_RESULT::Met);
+    }
+
     std::string ErrorOf(std::wstring_view text)
     {
         EXPECT_EQ(Run(text), SCRIPT_RESULT::Failed);

@@ -337,15 +337,25 @@ TEST_F(DevServiceRunner, FailedExpectationSaysWhatCameInstead)
 {
     const auto pAgent = Arrive();
     ASSERT_TRUE(pAgent->Send(BytesOf(MSG_TRAYICON_DESKTOP_STATE{MSG_TYPE_TRAYICON_DESKTOP_STATE, 7})));
-    const std::string error = ErrorOf(L"forget\nexpect SETTINGS_REQUEST within=50");
+    AwaitRecords(*pAgent);
+    const std::string error = ErrorOf(L"say x\nexpect SETTINGS_REQUEST within=20");
     EXPECT_TRUE(
-        error.starts_with("line 2: agent 1 was to send MSG_TYPE_TRAYICON_SETTINGS_REQUEST within 50 ms; "))
+        error.starts_with("line 2: agent 1 was to send MSG_TYPE_TRAYICON_SETTINGS_REQUEST within 20 ms; "))
         << error;
-    const std::string wrongValue = ErrorOf(L"say x\n\nexpect DESKTOP_STATE dwDesktopState=8 within=1000");
+    const std::string wrongValue = ErrorOf(L"say x\n\nexpect DESKTOP_STATE dwDesktopState=8 within=20");
     EXPECT_TRUE(wrongValue.starts_with("line 3: ")) << wrongValue;
     EXPECT_NE(wrongValue.find("MSG_TYPE_TRAYICON_DESKTOP_STATE (8 bytes) dwDesktopState=7 (locked)"),
               std::string::npos)
         << wrongValue;
+}
+
+TEST_F(DevServiceRunner, ForgottenMessagesAreExpectedInVain)
+{
+    const auto pAgent = Arrive();
+    ASSERT_TRUE(pAgent->Send(BytesOf(MSG_TRAYICON_DESKTOP_STATE{MSG_TYPE_TRAYICON_DESKTOP_STATE, 7})));
+    AwaitRecords(*pAgent);
+    EXPECT_EQ(ErrorOf(L"forget\nexpect DESKTOP_STATE within=20"),
+              "line 2: agent 1 was to send MSG_TYPE_TRAYICON_DESKTOP_STATE within 20 ms; nothing came");
 }
 
 TEST_F(DevServiceRunner, ExpectNextFailsOnAnyOtherMessage)
