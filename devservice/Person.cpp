@@ -94,6 +94,12 @@ std::optional<BYTE> KeyOf(std::wstring_view key)
                                     [key](const NAMED_KEY& row) { return row.name == key; });
     return named == std::end(NAMED_KEYS) ? std::nullopt : std::optional<BYTE>(named->bKey);
 }
+
+// To be asked before the clipboard is opened: whoever has it open keeps out the one who is about to copy.
+bool HasBeenCopied(UINT uFormat)
+{
+    return IsClipboardFormatAvailable(uFormat) != FALSE;
+}
 } // namespace
 
 HWND FindShownWindow(std::wstring_view title, std::wstring_view text)
@@ -144,6 +150,10 @@ bool PressKey(std::wstring_view key)
 
 std::wstring ClipboardText()
 {
+    if (!HasBeenCopied(CF_TEXT))
+    {
+        return std::wstring();
+    }
     const CClipboard clipboard(nullptr);
     const HANDLE hText = clipboard ? GetClipboardData(CF_TEXT) : nullptr;
     const char* const pszText = hText != nullptr ? static_cast<const char*>(GlobalLock(hText)) : nullptr;
@@ -160,6 +170,10 @@ std::wstring ClipboardText()
 
 std::wstring ClipboardFile()
 {
+    if (!HasBeenCopied(CF_HDROP))
+    {
+        return std::wstring();
+    }
     const CClipboard clipboard(nullptr);
     const HANDLE hFiles = clipboard ? GetClipboardData(CF_HDROP) : nullptr;
     wchar_t szPath[MAX_PATH] = {};

@@ -22,12 +22,12 @@ BOOL WINAPI DllMain(HINSTANCE hModule, DWORD dwReason, LPVOID pProcessEnds)
     return TRUE;
 }
 
-HWND TKDA_CreateChatWindow(HWND hOwner)
+HWND TKDA_CreateChatWindow(HWND hOwner) noexcept
 {
     return CChatWindow::Open(g_hModule, hOwner);
 }
 
-void TKDA_AppendChatMessage(HWND hChatWindow, const MSG_CHAT_MESSAGE* pMessage)
+void TKDA_AppendChatMessage(HWND hChatWindow, const MSG_CHAT_MESSAGE* pMessage) noexcept
 {
     CChatWindow* const pWindow = CChatWindow::Find(hChatWindow);
     if (pWindow != nullptr && pMessage != nullptr)
@@ -36,7 +36,7 @@ void TKDA_AppendChatMessage(HWND hChatWindow, const MSG_CHAT_MESSAGE* pMessage)
     }
 }
 
-void TKDA_CloseChatWindow()
+void TKDA_CloseChatWindow() noexcept
 {
     CChatWindow::CloseOpen();
 }

@@ -18,12 +18,12 @@ BOOL WINAPI DllMain(HINSTANCE hModule, DWORD dwReason, LPVOID)
     return TRUE;
 }
 
-int TKDA_SettingsDialog(HWND hOwner)
+int TKDA_SettingsDialog(HWND hOwner) noexcept
 {
     return RunSettingsDialog(g_hModule, hOwner, g_bApplicationMode) ? 1 : 0;
 }
 
-void TKDA_SetApplicationMode()
+void TKDA_SetApplicationMode() noexcept
 {
     g_bApplicationMode = true;
 }

@@ -4,6 +4,7 @@
 #include "tests/support/AgentFolder.h"
 #include "tests/support/AgentProcess.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 #include "tests/support/RegistryValue.h"
 #include "tests/support/SessionScript.h"
 
@@ -18,8 +19,6 @@
 constexpr wchar_t SERVICE_SETTINGS_KEY[] =
     L"SOFTWARE\\Tessaran Development\\Kestrel Desk Assist Service\\Settings";
 
-// How long a test waits for something that is sure to come. A wait ends as soon as it has come.
-constexpr DWORD PATIENCE_MS = 20000;
 // How long nothing must come where nothing is the answer.
 constexpr DWORD SILENCE_MS = 700;
 

@@ -17,7 +17,6 @@
 
 namespace
 {
-
 constexpr wchar_t CHAT_TITLE[] = L"Kestrel Desk Assist Chat";
 
 std::wstring ControlText(HWND hWnd, int nControl)

@@ -6,7 +6,7 @@ namespace
 {
 constexpr ULONGLONG SHORTEST_PAUSE_MS = 2900;
 // Two pauses would not fit.
-constexpr ULONGLONG LONGEST_START_MS = 5900;
+constexpr ULONGLONG LONGEST_PAUSE_MS = 5900;
 // Longer than any time-out that the lookup might have and hasn't.
 constexpr DWORD LONGER_THAN_A_TIMEOUT_MS = 6500;
 constexpr size_t LOOKUP_BYTES = 80;
@@ -17,6 +17,10 @@ class ConnectTest : public AgentTest
     ConnectTest() : m_qwStart(GetTickCount64()) {}
 
     ULONGLONG Elapsed() const { return GetTickCount64() - m_qwStart; }
+    /// Waits until the agent is about to connect, so that a slow start of the program isn't taken for a
+    /// pause.
+    void AwaitFirstTry();
+    ULONGLONG ElapsedSinceFirstTry() const { return GetTickCount64() - m_qwFirstTry; }
     /// Starts an agent on a port that nobody listens on.
     void StartAgentOnStalePort() { StartAgent(std::to_wstring(m_nStalePort)); }
     /// Waits until the agent has asked for the port, which is after its second try.
@@ -26,6 +30,7 @@ class ConnectTest : public AgentTest
 
     const unsigned short m_nStalePort = UnusedPort();
     const ULONGLONG m_qwStart;
+    ULONGLONG m_qwFirstTry = 0;
 };
 
 DWORD DwordAt(const std::vector<BYTE>& bytes, size_t nOffset)
@@ -33,6 +38,12 @@ DWORD DwordAt(const std::vector<BYTE>& bytes, size_t nOffset)
     DWORD dwValue = 0;
     std::memcpy(&dwValue, bytes.data() + nOffset, sizeof(dwValue));
     return dwValue;
+}
+
+void ConnectTest::AwaitFirstTry()
+{
+    ASSERT_TRUE(m_folder.WaitForLog("ConnectionInfo entering.", PATIENCE_MS));
+    m_qwFirstTry = GetTickCount64();
 }
 
 void ConnectTest::ReceiveLookup(LoopbackResponder& query)
@@ -61,20 +72,21 @@ void ConnectTest::AnswerLookup(LoopbackResponder& query, size_t nBytes)
 TEST_F(ConnectTest, FirstTryComesAtOnce)
 {
     StartAgent();
+    AwaitFirstTry();
     AcceptAgent();
-    EXPECT_LT(Elapsed(), SHORTEST_PAUSE_MS);
+    EXPECT_LT(ElapsedSinceFirstTry(), SHORTEST_PAUSE_MS);
 }
 
 TEST_F(ConnectTest, SecondTryComesThreeSecondsAfterTheFirst)
 {
     StartAgentOnStalePort();
-    ASSERT_TRUE(m_folder.WaitForLog("ConnectionInfo entering.", PATIENCE_MS));
+    AwaitFirstTry();
     // The first try is refused at once; give it that moment before somebody listens.
     ASSERT_FALSE(m_agent->WaitForExit(SILENCE_MS).has_value());
     LoopbackListener late(m_nStalePort);
     AcceptAgent(late);
     EXPECT_GE(Elapsed(), SHORTEST_PAUSE_MS);
-    EXPECT_LT(Elapsed(), LONGEST_START_MS);
+    EXPECT_LT(ElapsedSinceFirstTry(), LONGEST_PAUSE_MS);
     ShakeHands();
 }
 

@@ -2,6 +2,7 @@
 
 #include "channel/TrayMessageTable.h"
 #include "channel/TrayMessages.h"
+#include "tests/support/Patience.h"
 
 #include <chrono>
 #include <cstring>
@@ -9,7 +10,6 @@
 namespace
 {
 constexpr DWORD STOP_LATENCY_MS = 100;
-constexpr DWORD REST_OF_RECORD_MS = 10000;
 } // namespace
 
 ServiceChannel::ServiceChannel(LoopbackConnection&& connection)
@@ -79,7 +79,7 @@ void ServiceChannel::Read()
 bool ServiceChannel::ReadRecord()
 {
     DWORD dwType = 0;
-    if (!m_connection.ReceiveExactly(&dwType, sizeof(dwType), REST_OF_RECORD_MS))
+    if (!m_connection.ReceiveExactly(&dwType, sizeof(dwType), PATIENCE_MS))
     {
         return false;
     }
@@ -93,7 +93,7 @@ bool ServiceChannel::ReadRecord()
     Record record(pMessage->pRecord->uSize);
     std::memcpy(record.data(), &dwType, sizeof(dwType));
     if (!m_connection.ReceiveExactly(record.data() + sizeof(dwType), record.size() - sizeof(dwType),
-                                     REST_OF_RECORD_MS))
+                                     PATIENCE_MS))
     {
         return false;
     }
@@ -114,5 +114,5 @@ bool ServiceChannel::ReadPayload(Record& record)
     std::memcpy(&dwLength, record.data() + offsetof(MSG_CHAT_MESSAGE, dwMessageLength), sizeof(dwLength));
     const size_t nHead = record.size();
     record.resize(nHead + dwLength);
-    return dwLength == 0 || m_connection.ReceiveExactly(record.data() + nHead, dwLength, REST_OF_RECORD_MS);
+    return dwLength == 0 || m_connection.ReceiveExactly(record.data() + nHead, dwLength, PATIENCE_MS);
 }

@@ -12,8 +12,6 @@
 
 namespace
 {
-constexpr DWORD TIMER_PATIENCE_MS = 15000;
-
 TEST_F(TrayTest, TheIconFollowsSettingsAndViewersAndIsDeletedAtTheEnd)
 {
     ASSERT_TRUE(SendSettings(0));
@@ -47,9 +45,9 @@ TEST_F(TrayTest, AShellThatRefusesIsAskedAgain)
 {
     m_catcher->SetAnswer(false);
     ASSERT_TRUE(SendSettings(0));
-    ASSERT_TRUE(m_catcher->WaitForCalls(2, TIMER_PATIENCE_MS)) << "a second later";
+    ASSERT_TRUE(m_catcher->WaitForCalls(2, PATIENCE_MS)) << "a second later";
     m_catcher->SetAnswer(true);
-    ASSERT_TRUE(m_catcher->WaitForCalls(3, TIMER_PATIENCE_MS));
+    ASSERT_TRUE(m_catcher->WaitForCalls(3, PATIENCE_MS));
     const std::vector<TrayCall> calls = Calls();
     EXPECT_TRUE(std::all_of(calls.begin(), calls.end(),
                             [](const TrayCall& call) { return call.dwMessage == NIM_ADD; }));

@@ -24,11 +24,11 @@ StagedAgent::StagedAgent(const AgentFolder& folder, CStandInService& service)
     : m_process(folder, PointedAt(service))
 {
     const unsigned int uAgent = service.CountReadyAgents() + 1;
-    if (service.WaitForReadyAgents(uAgent, SOAK_WAIT_MS) != WAIT_RESULT::Met)
+    if (service.WaitForReadyAgents(uAgent, PATIENCE_MS) != WAIT_RESULT::Met)
     {
         return;
     }
-    const HWND hTrayWindow = m_process.WaitForTrayWindow(SOAK_WAIT_MS);
+    const HWND hTrayWindow = m_process.WaitForTrayWindow(PATIENCE_MS);
     if (hTrayWindow != nullptr)
     {
         m_visited = VISITED_AGENT{uAgent, hTrayWindow, true};

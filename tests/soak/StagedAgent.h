@@ -4,10 +4,9 @@
 #include "tests/soak/ViewerVisits.h"
 #include "tests/support/AgentFolder.h"
 #include "tests/support/AgentProcess.h"
+#include "tests/support/Patience.h"
 
 #include <optional>
-
-constexpr DWORD SOAK_WAIT_MS = 30000;
 
 /// The service's side, listening, with the handshake ready. False when it can't listen.
 bool PrepareService(CStandInService& service);

@@ -79,7 +79,7 @@ bool Starts::End(const StagedAgent& agent)
     {
         m_service.CloseAgent(uAgent);
     }
-    const std::optional<DWORD> exitCode = agent.Process().WaitForExit(SOAK_WAIT_MS);
+    const std::optional<DWORD> exitCode = agent.Process().WaitForExit(PATIENCE_MS);
     if (exitCode != (bAsked ? EXIT_CODE_ASKED_TO_END : EXIT_CODE_ENDED))
     {
         m_failure = "agent " + std::to_string(m_uStarts) + " ended with " +

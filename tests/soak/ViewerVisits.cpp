@@ -2,6 +2,7 @@
 
 #include "Include/BoundedText.h"
 #include "modules/chat/ChatPayload.h"
+#include "tests/support/Patience.h"
 #include "tray/DesktopOptions.h"
 #include "tray/TKDASTWindow.h"
 #include "tray/TrayIcon.h"
@@ -14,7 +15,6 @@
 
 namespace
 {
-constexpr DWORD WAIT_MS = 30000;
 constexpr DWORD LOOK_AGAIN_MS = 2;
 constexpr std::string_view NOTICE_TITLE = "Somebody soaks";
 constexpr wchar_t DROP_EVENT[] = L"Soak drop event";
@@ -84,7 +84,7 @@ BOOL CALLBACK IsNotWhatIsShown(HWND hWnd, LPARAM lParam)
 
 bool WaitUntil(const std::function<bool()>& test)
 {
-    const ULONGLONG qwEnd = GetTickCount64() + WAIT_MS;
+    const ULONGLONG qwEnd = GetTickCount64() + PATIENCE_MS;
     while (!test())
     {
         if (GetTickCount64() >= qwEnd)
@@ -225,7 +225,7 @@ bool ViewerVisits::AwaitEcho()
                           return record.pMessage != nullptr &&
                                  record.pMessage->dwType == MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE;
                       },
-                      WAIT_MS, echo) == WAIT_RESULT::Met,
+                      PATIENCE_MS, echo) == WAIT_RESULT::Met,
                   "the agent's reader doesn't answer");
 }
 

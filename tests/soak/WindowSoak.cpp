@@ -10,7 +10,7 @@ namespace
 std::optional<VISITED_AGENT> MeetOwnAgent(CStandInService& service, HWND hTrayWindow)
 {
     constexpr unsigned int OWN_AGENT = 1;
-    if (service.WaitForReadyAgents(OWN_AGENT, SOAK_WAIT_MS) != WAIT_RESULT::Met)
+    if (service.WaitForReadyAgents(OWN_AGENT, PATIENCE_MS) != WAIT_RESULT::Met)
     {
         return std::nullopt;
     }
@@ -39,7 +39,7 @@ std::string VisitOften(CStandInService& service, InProcessAgent& process, HWND h
 template <typename Record>
 bool Receive(LoopbackConnection& service, Record& record)
 {
-    return service.ReceiveExactly(&record, sizeof(record), SOAK_WAIT_MS);
+    return service.ReceiveExactly(&record, sizeof(record), PATIENCE_MS);
 }
 
 bool Send(LoopbackConnection& service, const MSG_TRAYICON_CONNECT& record)
@@ -94,7 +94,7 @@ std::string LiveOnce(InProcessAgent& process, LoopbackListener& listener, Starte
     AgentWindow::HandleMessagesWhile([&] { bVisited = VisitPlainly(agent); });
     agent.End();
     // The agent joins none of its threads, and they use it to their end.
-    if (!threads.JoinAll(SOAK_WAIT_MS))
+    if (!threads.JoinAll(PATIENCE_MS))
     {
         return "a thread of the agent goes on";
     }

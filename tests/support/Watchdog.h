@@ -12,7 +12,7 @@ constexpr UINT EXIT_TEST_CRASHED = 70;
 constexpr UINT EXIT_TEST_STUCK = 71;
 
 /// How long one test may take unless it asks for more.
-constexpr DWORD DEFAULT_TEST_LIMIT_MS = 60000;
+constexpr DWORD DEFAULT_TEST_LIMIT_MS = 120000;
 
 /// Ends the process with EXIT_TEST_STUCK when a test outlives its limit, after the stacks of all threads were
 /// printed. One object per process, made by the test programs' main; its operations may run on any thread.

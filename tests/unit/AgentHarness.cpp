@@ -95,10 +95,10 @@ void AgentHarness::SetUp()
             }
         }
     });
-    ASSERT_EQ(WaitForSingleObject(hReady.get(), WAIT_MS), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(hReady.get(), PATIENCE_MS), WAIT_OBJECT_0);
     m_pWindow->m_pSocket = std::make_shared<CTKSocket>();
     m_reader = std::thread([this] { ConnectionInfo(m_pWindow.get()); });
-    std::optional<LoopbackConnection> connection = listener.Accept(WAIT_MS);
+    std::optional<LoopbackConnection> connection = listener.Accept(PATIENCE_MS);
     ASSERT_TRUE(connection.has_value());
     m_service = std::move(*connection);
 }
@@ -160,7 +160,7 @@ void AgentHarness::OnWindowThread(const std::function<void()>& work)
         SetEvent(hDone.get());
     };
     PostMessageW(m_pWindow->m_hWnd, RUN_WORK, 0, reinterpret_cast<LPARAM>(&posted));
-    ASSERT_EQ(WaitForSingleObject(hDone.get(), WAIT_MS), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(hDone.get(), PATIENCE_MS), WAIT_OBJECT_0);
 }
 
 MSG_TRAYICON_SETTINGS AgentHarness::PlainSettings(DWORD dwType)

@@ -7,6 +7,7 @@
 #include "channel/TrayMessages.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 #include "tray/TKDASTWindow.h"
 
 #include <gtest/gtest.h>
@@ -50,8 +51,6 @@ class AgentHarness : public testing::Test
     static constexpr UINT RUN_WORK = WM_APP + 1000; // the harness's own message; lParam: the work
 
   protected:
-    static constexpr DWORD WAIT_MS = 10000;
-
     void SetUp() override;
     void TearDown() override;
 
@@ -68,7 +67,7 @@ class AgentHarness : public testing::Test
     Record Receive()
     {
         Record record = {};
-        EXPECT_TRUE(m_service.ReceiveExactly(&record, sizeof(record), WAIT_MS));
+        EXPECT_TRUE(m_service.ReceiveExactly(&record, sizeof(record), PATIENCE_MS));
         return record;
     }
 

@@ -4,6 +4,7 @@
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
 #include "tests/support/ObjectCounts.h"
+#include "tests/support/Patience.h"
 #include "tests/support/Watchdog.h"
 #include "tests/support/StartedThreads.h"
 #include "tray/TKDASTWindow.h"
@@ -16,7 +17,6 @@
 
 namespace
 {
-constexpr DWORD WAIT_MS = 10000;
 constexpr DWORD ROUNDS_LIMIT_MS = 300000;
 constexpr int WARMING_ROUNDS = 5;
 constexpr int ROUNDS = 200;
@@ -60,7 +60,7 @@ class AgentLifeTest : public testing::Test
         ASSERT_TRUE(PeekMessageW(&message, pWindow->m_hWnd, WM_AGENT_INIT, WM_AGENT_INIT, PM_REMOVE));
         DispatchMessageW(&message);
         ASSERT_EQ(m_threads.Count(), 3U) << "the reader and two that watch the desktop";
-        std::optional<LoopbackConnection> service = m_listener.Accept(WAIT_MS);
+        std::optional<LoopbackConnection> service = m_listener.Accept(PATIENCE_MS);
         ASSERT_TRUE(service.has_value());
         Talk(*service);
         EXPECT_EQ(pWindow->m_bIconAdded, 1U);
@@ -69,8 +69,8 @@ class AgentLifeTest : public testing::Test
         {
             DispatchMessageW(&message);
         }
-        EXPECT_TRUE(service->WaitForEnd(WAIT_MS));
-        EXPECT_TRUE(m_threads.JoinAll(WAIT_MS));
+        EXPECT_TRUE(service->WaitForEnd(PATIENCE_MS));
+        EXPECT_TRUE(m_threads.JoinAll(PATIENCE_MS));
         pWindow.reset();
         g_hQuitEvent.reset();
     }
@@ -80,9 +80,9 @@ class AgentLifeTest : public testing::Test
         MSG_VERSION version = {};
         version.dwType = MSG_TYPE_VERSION;
         ASSERT_TRUE(service.SendAll(&version, sizeof(version)));
-        ASSERT_TRUE(service.ReceiveExactly(&version, sizeof(version), WAIT_MS));
+        ASSERT_TRUE(service.ReceiveExactly(&version, sizeof(version), PATIENCE_MS));
         MSG_TRAYICON_DESKTOP_STATE state = {};
-        ASSERT_TRUE(service.ReceiveExactly(&state, sizeof(state), WAIT_MS));
+        ASSERT_TRUE(service.ReceiveExactly(&state, sizeof(state), PATIENCE_MS));
         MSG_TRAYICON_SETTINGS settings = {};
         settings.dwType = MSG_TYPE_TRAYICON_SETTINGS;
         settings.dwTrayIcon = TRAY_ICON_SHOWN;
@@ -90,7 +90,7 @@ class AgentLifeTest : public testing::Test
         settings.szTrayTip[0] = L'K';
         ASSERT_TRUE(service.SendAll(&settings, sizeof(settings)));
         MSG_TRAYICON_DESKTOP_USER_INFORMATION user = {};
-        ASSERT_TRUE(service.ReceiveExactly(&user, sizeof(user), WAIT_MS));
+        ASSERT_TRUE(service.ReceiveExactly(&user, sizeof(user), PATIENCE_MS));
         MSG_TRAYICON_CONNECT connection = {};
         connection.dwType = MSG_TYPE_TRAYICON_CONNECT_NOTIFY;
         connection.dwConnectionType = ORDINARY_CONNECTION_TYPE;
@@ -98,7 +98,7 @@ class AgentLifeTest : public testing::Test
         ASSERT_TRUE(service.SendAll(&connection, sizeof(connection)));
         DWORD dwEcho = MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE;
         ASSERT_TRUE(service.SendAll(&dwEcho, sizeof(dwEcho)));
-        ASSERT_TRUE(service.ReceiveExactly(&dwEcho, sizeof(dwEcho), WAIT_MS));
+        ASSERT_TRUE(service.ReceiveExactly(&dwEcho, sizeof(dwEcho), PATIENCE_MS));
         EXPECT_EQ(dwEcho, static_cast<DWORD>(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE));
     }
 

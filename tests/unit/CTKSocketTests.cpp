@@ -2,6 +2,7 @@
 
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 #include "tests/unit/ResolverSwap.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +17,6 @@
 
 namespace
 {
-constexpr DWORD WAIT_MS = 10000;
 constexpr unsigned int SHORT_TIMEOUT_MS = 100;
 
 // What the replaced system functions have seen and what they shall answer. A test begins with an empty one.
@@ -103,7 +103,7 @@ class CTKSocketTest : public testing::Test
     {
         LoopbackListener listener;
         EXPECT_EQ(socket.Connect(L"localhost", listener.Port(), SOCK_STREAM, AF_UNSPEC), 1);
-        std::optional<LoopbackConnection> connection = listener.Accept(WAIT_MS);
+        std::optional<LoopbackConnection> connection = listener.Accept(PATIENCE_MS);
         EXPECT_TRUE(connection.has_value());
         return std::move(*connection);
     }
@@ -208,7 +208,7 @@ TEST_F(CTKSocketResolverTest, ConnectPassesTheFamilyOnAndConnectsThroughTheLoopb
     CTKSocket socket;
     EXPECT_EQ(socket.Connect(L"localhost", listener.Port(), SOCK_STREAM, AF_INET), 1);
     EXPECT_EQ(g_script.familiesAsked, (std::vector<int>{AF_INET, AF_INET}));
-    EXPECT_TRUE(listener.Accept(WAIT_MS).has_value());
+    EXPECT_TRUE(listener.Accept(PATIENCE_MS).has_value());
 }
 
 namespace
@@ -288,7 +288,7 @@ TEST_F(CTKSocketTest, WhenTheFirstAddressRefusesTheNextOneIsTriedOnANewSocket)
     {
         CTKSocket socket;
         EXPECT_EQ(socket.Connect(L"localhost", 1, SOCK_STREAM, AF_UNSPEC), 1);
-        EXPECT_TRUE(listener.Accept(WAIT_MS).has_value());
+        EXPECT_TRUE(listener.Accept(PATIENCE_MS).has_value());
     }
     EXPECT_EQ(g_nSockets, 2);
     ASSERT_EQ(g_connects.size(), 2U);
@@ -396,7 +396,7 @@ TEST_F(CTKSocketTest, CloseFromAnotherThreadEndsABlockedRead)
         char chRead = 0;
         nResult = socket.ReadAll(&chRead, 1);
     });
-    EXPECT_EQ(WaitForSingleObject(hReading, WAIT_MS), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(hReading, PATIENCE_MS), WAIT_OBJECT_0);
     EXPECT_EQ(socket.Close(), 1);
     reader.join();
     CloseHandle(hReading);
@@ -420,7 +420,7 @@ TEST_F(CTKSocketTest, ShutdownEndsTheConversationAndKeepsTheSocket)
     CTKSocket socket;
     LoopbackConnection peer = ConnectPair(socket);
     EXPECT_EQ(socket.Shutdown(), 1);
-    EXPECT_TRUE(peer.WaitForEnd(WAIT_MS));
+    EXPECT_TRUE(peer.WaitForEnd(PATIENCE_MS));
     EXPECT_TRUE(IsSocketValid(&socket));
 }
 
@@ -451,17 +451,17 @@ TEST_F(CTKSocketTest, ADatagramOfAnotherLengthIsNoAnswer)
     LoopbackResponder responder;
     CTKSocket socket;
     ASSERT_EQ(socket.Connect(L"localhost", responder.Port(), SOCK_DGRAM, AF_UNSPEC), 1);
-    ASSERT_EQ(socket.SetTimeouts(WAIT_MS), 1);
+    ASSERT_EQ(socket.SetTimeouts(PATIENCE_MS), 1);
     for (const size_t cbAnswer : {3U, 5U})
     {
         ASSERT_EQ(socket.WriteDatagram("ask", 3), 1);
-        ASSERT_TRUE(responder.Receive(WAIT_MS).has_value());
+        ASSERT_TRUE(responder.Receive(PATIENCE_MS).has_value());
         ASSERT_TRUE(responder.Reply("12345", cbAnswer));
         char abAnswer[4] = {};
         EXPECT_EQ(socket.ReadDatagram(abAnswer, sizeof(abAnswer)), 0) << cbAnswer;
     }
     ASSERT_EQ(socket.WriteDatagram("ask", 3), 1);
-    ASSERT_TRUE(responder.Receive(WAIT_MS).has_value());
+    ASSERT_TRUE(responder.Receive(PATIENCE_MS).has_value());
     ASSERT_TRUE(responder.Reply("1234", 4));
     char abAnswer[4] = {};
     EXPECT_EQ(socket.ReadDatagram(abAnswer, sizeof(abAnswer)), 1);

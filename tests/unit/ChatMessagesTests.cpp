@@ -1,4 +1,5 @@
 #include "tests/support/ImportHook.h"
+#include "tests/support/Watchdog.h"
 #include "tests/unit/ChatHarness.h"
 #include "tests/unit/LogCapture.h"
 
@@ -7,6 +8,7 @@
 
 #include <atomic>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -147,16 +149,21 @@ TEST_F(ChatMessagesTest, TenThousandInARowKeepTheirOrderAndLeaveNoMemoryBehind)
 {
     OfferModule();
     constexpr DWORD MESSAGES = 10000;
+    constexpr DWORD BURST = 1000; // what is waited for at a time
+    Watchdog::Allow(MESSAGES / BURST * 2 * PATIENCE_MS);
     std::vector<BYTE> burst;
-    for (DWORD dwMessage = 0; dwMessage < MESSAGES; ++dwMessage)
+    for (DWORD dwMessage = 1; dwMessage <= MESSAGES; ++dwMessage)
     {
         const std::vector<BYTE> record = ChatRecord(Payload(dwMessage % 200, dwMessage));
         ExpectShown(record);
         burst.insert(burst.end(), record.begin(), record.end());
+        if (dwMessage % BURST == 0)
+        {
+            SendBytes(std::exchange(burst, {}));
+            Settle();
+            ASSERT_EQ(m_chat->nAppended, static_cast<LONG>(dwMessage));
+        }
     }
-    SendBytes(burst);
-    Settle();
-    EXPECT_EQ(m_chat->nAppended, static_cast<LONG>(MESSAGES));
     CheckShown();
     EXPECT_EQ(m_chat->nCreated, 1);
     EXPECT_EQ(g_nOpenBlocks, 0);

@@ -5,6 +5,7 @@
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 #include "tests/unit/LogCapture.h"
 #include "tray/TKDASTWindow.h"
 
@@ -24,7 +25,6 @@
 
 namespace
 {
-constexpr DWORD WAIT_MS = 10000;
 constexpr DWORD TEST_SESSION_ID = 4711;
 
 std::vector<DWORD> g_sleeps;
@@ -92,7 +92,7 @@ class ReaderTest : public testing::Test
     {
         LoopbackListener listener;
         StartReader(listener.Port());
-        std::optional<LoopbackConnection> connection = listener.Accept(WAIT_MS);
+        std::optional<LoopbackConnection> connection = listener.Accept(PATIENCE_MS);
         EXPECT_TRUE(connection.has_value());
         return connection.has_value() ? std::move(*connection) : LoopbackConnection();
     }
@@ -129,7 +129,7 @@ class ReaderTest : public testing::Test
     {
         DWORD dwEcho = 0;
         return SendType(service, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE) &&
-               service.ReceiveExactly(&dwEcho, sizeof(dwEcho), WAIT_MS) &&
+               service.ReceiveExactly(&dwEcho, sizeof(dwEcho), PATIENCE_MS) &&
                dwEcho == MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE;
     }
 
@@ -149,7 +149,7 @@ TEST_F(ReaderTest, AnswersTheHandshakeWithItsVersionsAndSessionAndEchoesTheRest)
     }
     ASSERT_TRUE(service.SendAll(&version, sizeof(version)));
     MSG_VERSION answer = {};
-    ASSERT_TRUE(service.ReceiveExactly(&answer, sizeof(answer), WAIT_MS));
+    ASSERT_TRUE(service.ReceiveExactly(&answer, sizeof(answer), PATIENCE_MS));
     EXPECT_EQ(answer.dwType, static_cast<DWORD>(MSG_TYPE_VERSION));
     EXPECT_EQ(answer.dwVersionWord, 0xCAFEBABE);
     ULONGLONG ullBits = 0;
@@ -158,7 +158,7 @@ TEST_F(ReaderTest, AnswersTheHandshakeWithItsVersionsAndSessionAndEchoesTheRest)
     EXPECT_EQ(answer.dblAgentVersion2, 444.0);
     EXPECT_EQ(memcmp(answer.abVersionTail, version.abVersionTail, sizeof(version.abVersionTail)), 0);
     EXPECT_EQ(answer.dwSessionId, TEST_SESSION_ID);
-    EXPECT_EQ(WaitForSingleObject(m_pWindow->m_hDesktopEvent.get(), WAIT_MS), WAIT_OBJECT_0)
+    EXPECT_EQ(WaitForSingleObject(m_pWindow->m_hDesktopEvent.get(), PATIENCE_MS), WAIT_OBJECT_0)
         << "the threads that watch the desktop wait for the handshake";
 }
 
@@ -260,7 +260,7 @@ TEST_F(ReaderTest, PortZeroMeansTheDefaultPort)
     LoopbackListener listener(DEFAULT_SERVICE_PORT);
     ASSERT_TRUE(listener.IsListening());
     StartReader(0);
-    EXPECT_TRUE(listener.Accept(WAIT_MS).has_value());
+    EXPECT_TRUE(listener.Accept(PATIENCE_MS).has_value());
     EXPECT_EQ(m_pWindow->m_uiPort, DEFAULT_SERVICE_PORT);
 }
 
@@ -285,7 +285,7 @@ class LookupService
         {
             for (int nDatagram = 0; nDatagram < 2; ++nDatagram)
             {
-                std::optional<std::vector<BYTE>> datagram = m_responder.Receive(WAIT_MS);
+                std::optional<std::vector<BYTE>> datagram = m_responder.Receive(PATIENCE_MS);
                 if (!datagram)
                 {
                     return;
@@ -318,7 +318,7 @@ TEST_F(ReaderTest, TheThirdTryGoesToThePortThatTheServiceTells)
     const LookupService lookup({LookupAnswer(listener.Port())});
     const ImportHook hook("kernel32.dll", "Sleep", &RecordingSleep);
     StartReader(UnusedPort());
-    EXPECT_TRUE(listener.Accept(WAIT_MS).has_value());
+    EXPECT_TRUE(listener.Accept(PATIENCE_MS).has_value());
     EndReader();
     EXPECT_EQ(m_pWindow->m_uiPort, listener.Port());
     EXPECT_EQ(g_sleeps, std::vector<DWORD>{3000}) << "one pause, between the first and the second try";
@@ -454,7 +454,7 @@ TEST_F(ReaderTest, TellsItsWorkInTheLogUnderItsOwnName)
     ASSERT_TRUE(SendType(service, 12345));
     ASSERT_TRUE(SendType(service, MSG_TYPE_RESERVED_40005));
     ASSERT_TRUE(SendType(service, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE));
-    ASSERT_TRUE(service.ReceiveExactly(&version, sizeof(version), WAIT_MS));
+    ASSERT_TRUE(service.ReceiveExactly(&version, sizeof(version), PATIENCE_MS));
     service.ShutdownSend();
     m_reader.join();
     EXPECT_THAT(
@@ -492,7 +492,7 @@ TEST_F(ReaderTest, AnAgentThatGoesAsItConnectsReadsNothing)
     MakeWindow(listener.Port());
     m_pWindow->m_bExiting = 1;
     m_reader = std::thread([this] { ConnectionInfo(m_pWindow.get()); });
-    const std::optional<LoopbackConnection> service = listener.Accept(WAIT_MS);
+    const std::optional<LoopbackConnection> service = listener.Accept(PATIENCE_MS);
     ASSERT_TRUE(service.has_value());
     m_reader.join();
     EXPECT_THAT(capture.Texts(),
@@ -510,7 +510,7 @@ TEST_F(ReaderTest, ASocketThatIsClosedUnderTheReaderEndsItBeforeTheMessage)
     const ImportHook hook("ws2_32.dll", "recv", &CloseBehindTheRead);
     g_pfnRecv = hook.Original();
     m_reader = std::thread([this] { ConnectionInfo(m_pWindow.get()); });
-    std::optional<LoopbackConnection> service = listener.Accept(WAIT_MS);
+    std::optional<LoopbackConnection> service = listener.Accept(PATIENCE_MS);
     ASSERT_TRUE(service.has_value());
     ASSERT_TRUE(SendType(*service, MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE));
     m_reader.join();

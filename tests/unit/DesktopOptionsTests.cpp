@@ -193,7 +193,7 @@ TEST_F(DesktopOptionsTest, AnAgentThatTheServiceEndsRestoresAtOnceAndOnceMoreAsI
     MSG_TRAYICON_EXIT leave = {};
     leave.dwType = MSG_TYPE_TRAYICON_EXIT;
     Send(leave);
-    ASSERT_EQ(WaitForSingleObject(hThread.get(), WAIT_MS), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(hThread.get(), PATIENCE_MS), WAIT_OBJECT_0);
     EXPECT_EQ(m_trace.Calls("set"), (Calls{"set 37 1 0", "set 37 1 0"}));
 }
 

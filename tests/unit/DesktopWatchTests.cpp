@@ -335,7 +335,7 @@ TEST_F(WatchOrderTest, AReportClearsTheEventLooksSendsAndOnlyThenArmsNoticeAndIc
     SignalDesktop();
     StartWatched(DesktopHaveChanged);
     EXPECT_EQ(ReceiveState(), static_cast<DWORD>(DESKTOP_STATE_UNLOCKED));
-    EXPECT_EQ(WaitForSingleObject(g_hLastTimer.get(), WAIT_MS), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(g_hLastTimer.get(), PATIENCE_MS), WAIT_OBJECT_0);
     SetEvent(Window().m_hReaderThread.get());
     JoinThreads();
     EXPECT_EQ(g_calls, (Calls{"sleep 0", "sleep 25", "sleep 0", "sleep 25", "reset", "sleep 0", "look",
@@ -367,7 +367,7 @@ TEST_F(WatchOrderTest, AReportThatCannotBeSentHindersNothing)
     const std::shared_ptr<CTKSocket> pSocket = Window().m_pSocket.exchange(nullptr);
     SignalDesktop();
     StartWatched(DesktopHaveChanged);
-    EXPECT_EQ(WaitForSingleObject(g_hLastTimer.get(), WAIT_MS), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(g_hLastTimer.get(), PATIENCE_MS), WAIT_OBJECT_0);
     SetEvent(Window().m_hReaderThread.get());
     JoinThreads();
     Window().m_pSocket = pSocket;

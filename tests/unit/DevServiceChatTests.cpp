@@ -29,7 +29,7 @@ class DevServiceChat : public DevServiceRunner
         message.payload.resize(message.head.dwMessageLength);
         EXPECT_TRUE(
             message.payload.empty() ||
-            agent.Connection().ReceiveExactly(message.payload.data(), message.payload.size(), GENEROUS_MS));
+            agent.Connection().ReceiveExactly(message.payload.data(), message.payload.size(), PATIENCE_MS));
         return message;
     }
 

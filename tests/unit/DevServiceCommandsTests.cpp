@@ -512,7 +512,7 @@ TEST_F(DevServiceCommands, AnswersAndChangesNeverOvertakeEachOther)
             const DWORD dwType = Received<DWORD>(*pAgent);
             std::vector<BYTE> rest(FindMessageDescription(dwType, MESSAGE_FROM_SERVICE)->pRecord->uSize -
                                    sizeof(dwType));
-            ASSERT_TRUE(pAgent->Connection().ReceiveExactly(rest.data(), rest.size(), GENEROUS_MS));
+            ASSERT_TRUE(pAgent->Connection().ReceiveExactly(rest.data(), rest.size(), PATIENCE_MS));
             if (dwType == MSG_TYPE_TRAYICON_CONNECT_NOTIFY_ALL)
             {
                 DWORD dwListed = 0;
@@ -563,7 +563,7 @@ TEST_F(DevServiceCommands, ViewersGoWithTheAgentsConnection)
     ExpectHeld(L"connect Alice");
     EXPECT_TRUE(CSimultanousSessionMutex::IsLocalSession());
     pAgent->Connection().Close();
-    ASSERT_EQ(m_service.WaitForClose(1, GENEROUS_MS), WAIT_RESULT::Met);
+    ASSERT_EQ(m_service.WaitForClose(1, PATIENCE_MS), WAIT_RESULT::Met);
     EXPECT_FALSE(CSimultanousSessionMutex::IsLocalSession());
     EXPECT_EQ(ErrorOf(L"disconnect Alice"), "line 1: agent 1 has no viewer \"Alice\"");
     EXPECT_EQ(ErrorOf(L"connect Bob"), "line 1: agent 1 is gone or takes nothing");

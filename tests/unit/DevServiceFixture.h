@@ -35,7 +35,7 @@ class DevService : public testing::Test
         auto pAgent = std::make_unique<TestAgent>(m_service.GetPort());
         ++m_uArrived;
         EXPECT_TRUE(pAgent->ShakeHands(dwSessionId));
-        EXPECT_EQ(m_service.WaitForReadyAgents(m_uArrived, GENEROUS_MS), WAIT_RESULT::Met);
+        EXPECT_EQ(m_service.WaitForReadyAgents(m_uArrived, PATIENCE_MS), WAIT_RESULT::Met);
         return pAgent;
     }
 
@@ -54,7 +54,7 @@ class DevService : public testing::Test
     }
 
     WAIT_RESULT Take(unsigned int uAgent, DWORD dwType, AGENT_RECORD& record,
-                     DWORD dwMilliseconds = GENEROUS_MS)
+                     DWORD dwMilliseconds = PATIENCE_MS)
     {
         return m_service.TakeRecord(
             uAgent,

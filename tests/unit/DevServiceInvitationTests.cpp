@@ -51,7 +51,7 @@ class DevServiceInvitations : public DevServiceRunner
     void AskForDeletion() { Send(MSG_UDP_HEADER{UDP_PROTOCOL, UDP_REQUEST_DELETE_INVITATIONS, 0}); }
 
     // The next datagram whole; empty when none comes in time.
-    std::optional<BYTES> Take(DWORD dwTimeoutMs = GENEROUS_MS)
+    std::optional<BYTES> Take(DWORD dwTimeoutMs = PATIENCE_MS)
     {
         if (!m_asker.WaitReadable(dwTimeoutMs))
         {

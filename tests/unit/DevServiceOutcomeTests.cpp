@@ -1,6 +1,7 @@
 #include "Include/Clipboard.h"
 #include "Include/Handles.h"
 #include "devservice/Person.h"
+#include "tests/support/ImportHook.h"
 #include "tests/unit/DevServiceFixture.h"
 
 #include <gtest/gtest.h>
@@ -69,6 +70,17 @@ TEST_F(DevServiceOutcome, ACopiedFileIsFoundByItsName)
     ExpectHeld(L"clipboard file \"Grüße.inv\"");
     EXPECT_EQ(ErrorOf(L"clipboard text Gruss within=0"),
               "line 1: the text on the clipboard is \"\", not \"Gruss\"");
+}
+
+TEST_F(DevServiceOutcome, NobodyIsKeptFromCopyingByTheLookForIt)
+{
+    const ImportHook<decltype(OpenClipboard)> hook(
+        "user32.dll", "OpenClipboard", +[](HWND) -> BOOL {
+            ADD_FAILURE() << "opened";
+            return FALSE;
+        });
+    EXPECT_EQ(ClipboardText(), L"");
+    EXPECT_EQ(ClipboardFile(), L"");
 }
 
 TEST_F(DevServiceOutcome, AClipboardHoldsATextOrAFileAndNothingElse)

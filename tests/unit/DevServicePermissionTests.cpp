@@ -68,7 +68,7 @@ class PlayedPrompt
     PROMPT Take() const
     {
         PROMPT record = {};
-        EXPECT_TRUE(m_socket.WaitReadable(GENEROUS_MS));
+        EXPECT_TRUE(m_socket.WaitReadable(PATIENCE_MS));
         EXPECT_EQ(recv(m_socket.Get(), reinterpret_cast<char*>(&record), sizeof(record), 0),
                   static_cast<int>(sizeof(record)));
         return record;
@@ -112,7 +112,7 @@ class DevServicePermissions : public DevServiceRunner
     void AwaitFault()
     {
         ASSERT_TRUE(m_service.Prompts().WaitFor(
-            1, [](const PROMPT_STATE& state) { return !state.fault.empty(); }, GENEROUS_MS));
+            1, [](const PROMPT_STATE& state) { return !state.fault.empty(); }, PATIENCE_MS));
     }
 
     void ExpectErrorWith(std::wstring_view script, const char* pszPart)

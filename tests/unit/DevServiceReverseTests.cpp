@@ -139,7 +139,7 @@ TEST_F(DevServiceReverse, AnAgentThatHasGoneTakesItsAttemptWithIt)
         ASSERT_TRUE(Ask(*pAgent, 0));
         ExpectCode(*pAgent, REVERSE_CODE_SHOW_WAIT);
     }
-    EXPECT_EQ(m_service.WaitForClose(1, GENEROUS_MS), WAIT_RESULT::Met);
+    EXPECT_EQ(m_service.WaitForClose(1, PATIENCE_MS), WAIT_RESULT::Met);
     const auto pNext = Arrive();
     ExpectHeld(L"agent 2");
     ASSERT_TRUE(Ask(*pNext, 0));

@@ -3,12 +3,12 @@
 #include "channel/TrayMessages.h"
 #include "devservice/StandInService.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 
 #include <cstring>
 #include <span>
 #include <vector>
 
-constexpr DWORD GENEROUS_MS = 20000;
 constexpr DWORD TEST_SESSION = 7;
 
 /// The bytes of one record.
@@ -50,7 +50,7 @@ class TestAgent
     template <typename Record>
     bool Receive(Record& record)
     {
-        return m_connection.ReceiveExactly(&record, sizeof(record), GENEROUS_MS);
+        return m_connection.ReceiveExactly(&record, sizeof(record), PATIENCE_MS);
     }
 
     bool Send(std::span<const BYTE> bytes, size_t nChunk = 0)

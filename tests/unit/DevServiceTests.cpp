@@ -55,7 +55,7 @@ class DevServiceQuery : public DevService
     {
         MSG_UDP_PORT_LOOKUP answer = {};
         AskForPort();
-        EXPECT_TRUE(m_asker.ReceiveExactly(&answer, sizeof(answer), GENEROUS_MS));
+        EXPECT_TRUE(m_asker.ReceiveExactly(&answer, sizeof(answer), PATIENCE_MS));
         EXPECT_EQ(answer.dwRequest, static_cast<DWORD>(UDP_REQUEST_PORT_LOOKUP));
         return answer.dwPort;
     }
@@ -73,7 +73,7 @@ TEST_F(DevService, HandshakeGoesOutFirstAndItsAnswerTellsTheSession)
     EXPECT_FALSE(m_service.GetAgent(1)->bReady);
     version.dwSessionId = 42;
     ASSERT_TRUE(agent.Send(BytesOf(version)));
-    ASSERT_EQ(m_service.WaitForReadyAgents(1, GENEROUS_MS), WAIT_RESULT::Met);
+    ASSERT_EQ(m_service.WaitForReadyAgents(1, PATIENCE_MS), WAIT_RESULT::Met);
     EXPECT_EQ(m_service.GetAgent(1)->dwSessionId, 42u);
     EXPECT_TRUE(Logged(L"handshake answered: versions 0.0 and 0.0, session 42"));
 }
@@ -82,7 +82,7 @@ TEST_F(DevService, WithoutHandshakeTheServiceStaysSilent)
 {
     m_service.SetHandshake(std::nullopt);
     TestAgent agent(m_service.GetPort());
-    ASSERT_EQ(m_service.WaitForReadyAgents(1, GENEROUS_MS), WAIT_RESULT::Met);
+    ASSERT_EQ(m_service.WaitForReadyAgents(1, PATIENCE_MS), WAIT_RESULT::Met);
     EXPECT_TRUE(agent.Connection().StaysSilent(SHORT_MS));
 }
 
@@ -102,7 +102,7 @@ TEST_F(DevService, ManyAgentsGetOnlyTheirOwnRecordsAndKeepTheirNumbers)
         ASSERT_TRUE(agents[u - 1]->Send(BytesOf(state)));
     }
     agents[0]->Connection().Close();
-    ASSERT_EQ(m_service.WaitForClose(1, GENEROUS_MS), WAIT_RESULT::Met);
+    ASSERT_EQ(m_service.WaitForClose(1, PATIENCE_MS), WAIT_RESULT::Met);
     for (unsigned int u = 1; u <= uAgents; ++u)
     {
         AGENT_RECORD record = {};
@@ -151,7 +151,7 @@ TEST_F(DevService, UnknownTypeIsLoggedAndMarksTheConnection)
     ASSERT_TRUE(pAgent->SendType(999));
     AGENT_RECORD record = {};
     ASSERT_EQ(m_service.TakeRecord(
-                  1, [](const AGENT_RECORD& candidate) { return candidate.pMessage == nullptr; }, GENEROUS_MS,
+                  1, [](const AGENT_RECORD& candidate) { return candidate.pMessage == nullptr; }, PATIENCE_MS,
                   record),
               WAIT_RESULT::Met);
     EXPECT_EQ(record.bytes, (std::vector<BYTE>{0xE7, 3, 0, 0}));
@@ -164,8 +164,8 @@ TEST_F(DevService, ClosingEitherSideIsSeenByTheOther)
     const auto pFirst = Arrive();
     const auto pSecond = Arrive();
     m_service.CloseAgent(1);
-    EXPECT_TRUE(pFirst->Connection().WaitForEnd(GENEROUS_MS));
-    EXPECT_EQ(m_service.WaitForClose(1, GENEROUS_MS), WAIT_RESULT::Met);
+    EXPECT_TRUE(pFirst->Connection().WaitForEnd(PATIENCE_MS));
+    EXPECT_EQ(m_service.WaitForClose(1, PATIENCE_MS), WAIT_RESULT::Met);
     EXPECT_FALSE(m_service.Send(1, MakeRecord(Message(MSG_TYPE_EXIT_READ_FIX_BLOCKINGMODE))));
     pSecond->Connection().Close();
     AGENT_RECORD record = {};
@@ -180,7 +180,7 @@ TEST_F(DevService, AgentThatLeavesWithinARecordIsToldApart)
     const BYTE abHalf[] = {1, 2, 3};
     ASSERT_TRUE(pAgent->Send(abHalf));
     pAgent->Connection().Close();
-    ASSERT_EQ(m_service.WaitForClose(1, GENEROUS_MS), WAIT_RESULT::Met);
+    ASSERT_EQ(m_service.WaitForClose(1, PATIENCE_MS), WAIT_RESULT::Met);
     EXPECT_TRUE(Logged(L"closed by the agent, within a record"));
 }
 
@@ -191,7 +191,7 @@ TEST_F(DevService, ListeningAgainOnTheSamePortWorksAtOnce)
     {
         const auto pAgent = Arrive();
         m_service.CloseAgent(u);
-        ASSERT_EQ(m_service.WaitForClose(u, GENEROUS_MS), WAIT_RESULT::Met);
+        ASSERT_EQ(m_service.WaitForClose(u, PATIENCE_MS), WAIT_RESULT::Met);
         m_service.StopListening();
         EXPECT_FALSE(TestAgent(nPort).IsOpen());
         ASSERT_TRUE(m_service.Listen(nPort)) << GetLastError();
@@ -287,7 +287,7 @@ TEST_F(DevServiceRunner, EveryMessageOfTheProtocolCanBeSent)
         ExpectHeld(std::wstring(L"send ") + message.pszName);
         const MESSAGE_DESCRIPTION& sent = *FindMessageByName(message.pszName, MESSAGE_FROM_SERVICE);
         std::vector<BYTE> received(sent.pRecord->uSize);
-        ASSERT_TRUE(pAgent->Connection().ReceiveExactly(received.data(), received.size(), GENEROUS_MS));
+        ASSERT_TRUE(pAgent->Connection().ReceiveExactly(received.data(), received.size(), PATIENCE_MS));
         EXPECT_EQ(received, MakeRecord(sent));
     }
 }
@@ -310,7 +310,7 @@ TEST_F(DevServiceRunner, ChatPayloadFollowsItsRecordWithItsLength)
     MSG_CHAT_MESSAGE empty = {};
     ASSERT_TRUE(pAgent->Receive(empty));
     EXPECT_EQ(empty.dwMessageLength, 0u);
-    ASSERT_TRUE(pAgent->Connection().ReceiveExactly(&first, sizeof(MSG_CHAT_MESSAGE) + 2, GENEROUS_MS));
+    ASSERT_TRUE(pAgent->Connection().ReceiveExactly(&first, sizeof(MSG_CHAT_MESSAGE) + 2, PATIENCE_MS));
     EXPECT_EQ(first.head.dwMessageLength, 1u);
     EXPECT_EQ(first.abPayload[1], 0xFF);
 }
@@ -421,8 +421,8 @@ TEST_F(DevServiceRunner, TargetIsOneAgentOrAll)
     ASSERT_TRUE(pSecond->Receive(effects));
     EXPECT_EQ(effects.dwDesktopEffects, 3u);
     ExpectHeld(L"close");
-    EXPECT_TRUE(pFirst->Connection().WaitForEnd(GENEROUS_MS));
-    EXPECT_TRUE(pSecond->Connection().WaitForEnd(GENEROUS_MS));
+    EXPECT_TRUE(pFirst->Connection().WaitForEnd(PATIENCE_MS));
+    EXPECT_TRUE(pSecond->Connection().WaitForEnd(PATIENCE_MS));
     EXPECT_EQ(ErrorOf(L"echo"), "line 1: no agent is connected");
 }
 
@@ -498,7 +498,7 @@ TEST_F(DevService, RecordedSessionPlaysTheSameSideAgain)
         ASSERT_TRUE(pAgent->SendType(MSG_TYPE_TRAYICON_SETTINGS_REQUEST));
         ASSERT_EQ(Take(1, MSG_TYPE_TRAYICON_SETTINGS_REQUEST, record), WAIT_RESULT::Met);
         m_service.CloseAgent(1);
-        ASSERT_EQ(m_service.WaitForClose(1, GENEROUS_MS), WAIT_RESULT::Met);
+        ASSERT_EQ(m_service.WaitForClose(1, PATIENCE_MS), WAIT_RESULT::Met);
     }
     std::wstring error;
     const auto steps = ParseRecording(Recording(), error);
@@ -520,10 +520,10 @@ TEST_F(DevService, RecordedSessionPlaysTheSameSideAgain)
     std::thread play([&] { bHeld = PlayRecording(player, *steps, error); });
     EXPECT_TRUE(agent.ShakeHands());
     std::vector<BYTE> init(sizeof(MSG_TRAYICON_INIT));
-    EXPECT_TRUE(agent.Connection().ReceiveExactly(init.data(), init.size(), GENEROUS_MS));
+    EXPECT_TRUE(agent.Connection().ReceiveExactly(init.data(), init.size(), PATIENCE_MS));
     EXPECT_EQ(init, MakeRecord(Message(MSG_TYPE_TRAYICON_INIT)));
     EXPECT_TRUE(agent.SendType(MSG_TYPE_TRAYICON_SETTINGS_REQUEST));
-    EXPECT_TRUE(agent.Connection().WaitForEnd(GENEROUS_MS));
+    EXPECT_TRUE(agent.Connection().WaitForEnd(PATIENCE_MS));
     play.join();
     EXPECT_TRUE(bHeld) << ToUtf8(error);
 }
@@ -536,7 +536,7 @@ TEST_F(DevService, PlaybackNamesTheLineThatTheAgentDidNotFollow)
     m_service.SetHandshake(std::nullopt);
     {
         const TestAgent agent(m_service.GetPort());
-        ASSERT_EQ(m_service.WaitForReadyAgents(1, GENEROUS_MS), WAIT_RESULT::Met);
+        ASSERT_EQ(m_service.WaitForReadyAgents(1, PATIENCE_MS), WAIT_RESULT::Met);
     }
     EXPECT_FALSE(PlayRecording(m_service, *steps, error));
     EXPECT_EQ(error, L"line 3: agent 1 has not sent MSG_TYPE_TRAYICON_SETTINGS_REQUEST");

@@ -6,6 +6,7 @@
 #include "resources/resource.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 #include "tests/support/Watchdog.h"
 #include "tests/unit/InvitationHarness.h"
 
@@ -23,7 +24,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr wchar_t BOX_TITLE[] = L"Tessaran Kestrel Desk Assist";
 constexpr wchar_t OLD_TEXT[] = L"as before";
-constexpr DWORD WAIT_MS = 20000;
 
 std::wstring FromAnsi(const std::string& text)
 {
@@ -277,7 +277,7 @@ TEST_F(InvitationExchangeTest, ARefusalsTextMayFillItsFieldWithoutATerminator)
     LoopbackResponder responder(QUERY_PORT);
     ASSERT_TRUE(responder.IsOpen());
     std::future<void> service = std::async(std::launch::async, [&responder] {
-        ASSERT_TRUE(responder.Receive(WAIT_MS) && responder.Receive(WAIT_MS));
+        ASSERT_TRUE(responder.Receive(PATIENCE_MS) && responder.Receive(PATIENCE_MS));
         std::vector<BYTE> answer(sizeof(MSG_UDP_CREATE_INVITATION), 0x41);
         EXPECT_TRUE(responder.Reply(answer.data(), answer.size()));
     });
@@ -402,7 +402,7 @@ TEST_F(InvitationExchangeTest, AnAnswerToAnotherRequestIsNone)
     LoopbackResponder responder(QUERY_PORT);
     ASSERT_TRUE(responder.IsOpen());
     std::future<void> service = std::async(std::launch::async, [&responder] {
-        ASSERT_TRUE(responder.Receive(WAIT_MS));
+        ASSERT_TRUE(responder.Receive(PATIENCE_MS));
         const MSG_UDP_DELETE_INVITATIONS answer = {UDP_REQUEST_CREATE_INVITATION, UDP_DELETE_STATUS_BUSY, 3};
         EXPECT_TRUE(responder.Reply(&answer, sizeof(answer)));
     });

@@ -7,6 +7,7 @@
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 #include "tests/unit/LateBinding.h"
 #include "tests/unit/LogCapture.h"
 #include "tests/unit/RegistrySandbox.h"
@@ -23,8 +24,6 @@
 
 namespace
 {
-constexpr DWORD WAIT_MS = 10000;
-
 // What the runs have asked of the system.
 struct SYSTEM_CALLS
 {
@@ -142,7 +141,7 @@ class OneShotRunTest : public testing::Test
     {
         MSG_PERMISSION_PROMPT prompt = {};
         prompt.dwType = MSG_TYPE_PERMISSION_PROMPT;
-        const std::vector<BYTE> opening = m_service.Receive(WAIT_MS).value_or(std::vector<BYTE>());
+        const std::vector<BYTE> opening = m_service.Receive(PATIENCE_MS).value_or(std::vector<BYTE>());
         ASSERT_EQ(opening.size(), sizeof(prompt));
         EXPECT_EQ(memcmp(opening.data(), &prompt, sizeof(prompt)), 0);
         std::vector<BYTE> answer(cbAnswer);

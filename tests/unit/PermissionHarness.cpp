@@ -55,7 +55,7 @@ int PermissionHarness::RunReply(const void* pReply, size_t cbReply, const std::f
     m_service.emplace();
     m_request.clear();
     std::thread asking([&] {
-        if (std::optional<std::vector<BYTE>> request = m_service->Receive(WAIT_MS))
+        if (std::optional<std::vector<BYTE>> request = m_service->Receive(PATIENCE_MS))
         {
             m_request = *std::move(request);
             m_service->Reply(pReply, cbReply);
@@ -75,7 +75,7 @@ int PermissionHarness::RunReply(const void* pReply, size_t cbReply, const std::f
     }
     EXPECT_EQ(modal.HasRun(), scenario != nullptr);
     PumpMessages();
-    EXPECT_TRUE(m_threads.JoinAll(WAIT_MS));
+    EXPECT_TRUE(m_threads.JoinAll(PATIENCE_MS));
     return nResult;
 }
 

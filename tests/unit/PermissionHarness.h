@@ -3,6 +3,7 @@
 #include "channel/TrayMessages.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 #include "tests/support/StartedThreads.h"
 #include "tests/unit/DialogHarness.h"
 
@@ -19,8 +20,6 @@
 class PermissionHarness : public DialogHarness
 {
   protected:
-    static constexpr DWORD WAIT_MS = 10000;
-
     void SetUp() override;
     void TearDown() override;
 

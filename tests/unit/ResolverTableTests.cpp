@@ -3,6 +3,7 @@
 #include "channel/CTKSocket.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 #include "tests/unit/ResolverSwap.h"
 
 #include <gmock/gmock.h>
@@ -22,7 +23,6 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr DWORD WAIT_MS = 10000;
 constexpr char SYSTEM_FOLDER[] = "C:\\sys";
 const HMODULE SOCKETS = reinterpret_cast<HMODULE>(static_cast<ULONG_PTR>(0x10000));
 const HMODULE OLDER = reinterpret_cast<HMODULE>(static_cast<ULONG_PTR>(0x20000));
@@ -287,11 +287,11 @@ TEST_F(ResolverTableTest, WithoutAResolverInTheSystemASocketStillFindsLocalhost)
     {
         CTKSocket stream;
         EXPECT_EQ(stream.Connect(L"localhost", listener.Port(), SOCK_STREAM, nFamily), 1);
-        EXPECT_TRUE(listener.Accept(WAIT_MS).has_value());
+        EXPECT_TRUE(listener.Accept(PATIENCE_MS).has_value());
         CTKSocket datagram;
         EXPECT_EQ(datagram.Connect(L"localhost", responder.Port(), SOCK_DGRAM, nFamily), 1);
         EXPECT_EQ(datagram.WriteDatagram("x", 1), 1);
-        EXPECT_TRUE(responder.Receive(WAIT_MS).has_value());
+        EXPECT_TRUE(responder.Receive(PATIENCE_MS).has_value());
     }
     ExpectFallbacksForGood();
 }

@@ -115,7 +115,7 @@ class ReverseTest : public AgentHarness
     {
         Window().m_bReverseInProgress = 1;
         SendType(MSG_TYPE_REVERSE_CONNECTION);
-        for (DWORD dwWaited = 0; Window().m_bReverseInProgress != 0 && dwWaited < WAIT_MS;
+        for (DWORD dwWaited = 0; Window().m_bReverseInProgress != 0 && dwWaited < PATIENCE_MS;
              dwWaited += LOOK_MS)
         {
             Sleep(LOOK_MS); // nothing else tells

@@ -214,7 +214,7 @@ TEST_F(SettingsMessagesTest, ExitRestoresTheDesktopAndEndsInOrder)
     MSG_TRAYICON_EXIT leave = {};
     leave.dwType = MSG_TYPE_TRAYICON_EXIT;
     Send(leave);
-    EXPECT_TRUE(m_service.WaitForEnd(WAIT_MS));
+    EXPECT_TRUE(m_service.WaitForEnd(PATIENCE_MS));
     JoinReader();
     EXPECT_EQ(g_nExitCode, -56);
     EXPECT_EQ(m_trace.Calls("set").front(), "set 37 1 0");

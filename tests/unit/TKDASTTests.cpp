@@ -496,7 +496,8 @@ TEST_F(StartUpTest, TellsAOneTimeAgentsPortAndWhatIsWrongWithItInTheLog)
         (Calls{"ERROR -onetimesession needs to followed by port parameter.", "TRACE wWinMain exiting."}));
     EXPECT_EQ(linesBehindTheFirstTwo(L"-onetimesession x"),
               (Calls{"ERROR Error converting one-time TKDAST port parameter.", "TRACE wWinMain exiting."}));
-    EXPECT_EQ(linesBehindTheFirstTwo(L"-onetimesession 5000"),
+    const Calls started = linesBehindTheFirstTwo(L"-onetimesession 5000");
+    EXPECT_EQ(started,
               (Calls{"INFO Starting one-time TKDASt on port: 5000",
                      "INFO SessionID is " + std::to_string(g_dwSessionId), "TRACE wWinMain exiting."}));
 }

@@ -359,7 +359,7 @@ TEST_F(ChatBridgeTest, WhatThePersonWroteGoesOutAsItStands)
                                reinterpret_cast<WPARAM>(written.data()), static_cast<LPARAM>(nBytes)),
                   0);
         std::vector<BYTE> received(nBytes);
-        ASSERT_TRUE(m_service.ReceiveExactly(received.data(), received.size(), WAIT_MS));
+        ASSERT_TRUE(m_service.ReceiveExactly(received.data(), received.size(), PATIENCE_MS));
         EXPECT_EQ(received, sent) << nBytes;
         EXPECT_EQ(written, sent) << "the record is the chat module's";
     }
@@ -385,7 +385,7 @@ TEST_F(ChatBridgeTest, TheWindowAnswersEachChatMessageWithAWordInTheLog)
     SendChatClose();
     BYTE bRecord = 0;
     SendMessageW(Window().m_hWnd, WM_RC_CHAT_MESSAGE_SENT, reinterpret_cast<WPARAM>(&bRecord), 1);
-    EXPECT_TRUE(m_service.ReceiveExactly(&bRecord, 1, WAIT_MS));
+    EXPECT_TRUE(m_service.ReceiveExactly(&bRecord, 1, PATIENCE_MS));
     EXPECT_THAT(capture.Texts(),
                 ElementsAre("INFO WM_CHAT_OPEN", "INFO WM_CHAT_MESSAGE", "INFO WM_CHAT_CLOSE",
                             "INFO WM_RC_CHAT_MESSAGE_SENT - local user hit send in the chat window"));

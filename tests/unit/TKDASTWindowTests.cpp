@@ -7,6 +7,7 @@
 #include "startup/TKDAST.h"
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
+#include "tests/support/Patience.h"
 #include "tests/support/RegistryValue.h"
 #include "tests/unit/LateBinding.h"
 #include "tests/unit/LogCapture.h"
@@ -20,7 +21,6 @@
 
 namespace
 {
-constexpr DWORD WAIT_MS = 10000;
 constexpr unsigned int TEST_PORT = 1;
 constexpr wchar_t SETTINGS_KEY[] = L"SOFTWARE\\Tessaran Development\\Kestrel Desk Assist Service\\Settings";
 
@@ -379,13 +379,13 @@ TEST_F(TrayWindowTest, TheAgentStartsItsReaderWhenTheWindowIsUp)
     CTaskBarWindow& window = MakeWindow();
     window.m_uiPort = listener.Port();
     EXPECT_EQ(SendMessageW(window.m_hWnd, WM_AGENT_INIT, 0, 0), 1);
-    EXPECT_TRUE(listener.Accept(WAIT_MS).has_value());
+    EXPECT_TRUE(listener.Accept(PATIENCE_MS).has_value());
     ASSERT_TRUE(window.m_hReaderThread);
     EXPECT_TRUE(window.m_hDesktopEvent);
     EXPECT_EQ(WaitForSingleObject(window.m_hDesktopEvent.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
     const CKernelHandle hReader(window.m_hReaderThread.release());
     DestroyWindow(window.m_hWnd);
-    EXPECT_EQ(WaitForSingleObject(hReader.get(), WAIT_MS), WAIT_OBJECT_0)
+    EXPECT_EQ(WaitForSingleObject(hReader.get(), PATIENCE_MS), WAIT_OBJECT_0)
         << "closing the socket wakes the reader";
 }
 
@@ -478,12 +478,12 @@ TEST_F(TrayWindowTest, WhatIsSentArrivesWhole)
     const auto pSocket = std::make_shared<CTKSocket>();
     ASSERT_EQ(pSocket->Connect(L"localhost", listener.Port(), SOCK_STREAM, AF_UNSPEC), 1);
     window.m_pSocket = pSocket;
-    std::optional<LoopbackConnection> service = listener.Accept(WAIT_MS);
+    std::optional<LoopbackConnection> service = listener.Accept(PATIENCE_MS);
     ASSERT_TRUE(service.has_value());
     char abRecord[] = "a record";
     EXPECT_EQ(window.SendToService(abRecord, sizeof(abRecord)), 1);
     char abReceived[sizeof(abRecord)] = {};
-    ASSERT_TRUE(service->ReceiveExactly(abReceived, sizeof(abReceived), WAIT_MS));
+    ASSERT_TRUE(service->ReceiveExactly(abReceived, sizeof(abReceived), PATIENCE_MS));
     EXPECT_STREQ(abReceived, abRecord);
 }
 

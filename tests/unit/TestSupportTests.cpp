@@ -3,6 +3,7 @@
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
 #include "tests/support/ObjectCounts.h"
+#include "tests/support/Patience.h"
 #include "tests/support/RegistryValue.h"
 #include "tests/support/ShellTrayCatcher.h"
 
@@ -12,7 +13,6 @@
 
 namespace
 {
-constexpr DWORD PATIENCE_MS = 10000;
 constexpr DWORD MOMENT_MS = 100;
 
 DWORD WINAPI FirstFake()

@@ -50,6 +50,35 @@ INT_PTR WINAPI RecordDialog(HINSTANCE hModule, LPCWSTR pszTemplate, HWND hWndOwn
     return 0;
 }
 
+CWindow MakeWindow()
+{
+    return CWindow(
+        CreateWindowExW(0, L"STATIC", nullptr, WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr));
+}
+
+struct TWO_WINDOWS
+{
+    HWND hFirst;
+    HWND hSecond;
+    HWND hUpper;
+};
+
+// Takes the first of the two, and no more.
+BOOL CALLBACK TakeUpper(HWND hWnd, LPARAM lParam)
+{
+    TWO_WINDOWS& windows = *reinterpret_cast<TWO_WINDOWS*>(lParam);
+    windows.hUpper = hWnd == windows.hFirst || hWnd == windows.hSecond ? hWnd : nullptr;
+    return windows.hUpper == nullptr;
+}
+
+// Other programs' windows may come up meanwhile, so nobody is asked for the topmost one.
+bool IsAbove(HWND hWnd, HWND hOther)
+{
+    TWO_WINDOWS windows = {hWnd, hOther, nullptr};
+    EnumWindows(&TakeUpper, reinterpret_cast<LPARAM>(&windows));
+    return windows.hUpper == hWnd;
+}
+
 class TrayCommandTest : public AgentHarness
 {
   protected:
@@ -450,11 +479,12 @@ TEST_F(TrayCommandTest, AnInvitationIsMadeWithTheSettingsOfTheMoment)
 TEST_F(TrayCommandTest, AnInvitationDialogThatIsOpenIsBroughtToTheTopInstead)
 {
     OnWindowThread([this] {
-        const CWindow hOpen(
-            CreateWindowExW(0, L"STATIC", nullptr, WS_POPUP, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr));
+        const CWindow hOpen = MakeWindow();
+        const CWindow hAbove = MakeWindow();
+        ASSERT_TRUE(IsAbove(hAbove.get(), hOpen.get()));
         g_hCreateInvitationDlg = hOpen.get();
         Choose(ID_TRAY_CREATE_INVITATION);
-        EXPECT_EQ(GetTopWindow(nullptr), hOpen.get());
+        EXPECT_TRUE(IsAbove(hOpen.get(), hAbove.get()));
         g_hCreateInvitationDlg = nullptr;
     });
     EXPECT_TRUE(g_dialogs.empty());

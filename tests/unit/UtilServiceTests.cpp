@@ -5,6 +5,7 @@
 #include "startup/TKDAST.h"
 #include "tests/support/AgentFolder.h"
 #include "tests/support/ImportHook.h"
+#include "tests/support/Patience.h"
 #include "tests/unit/LogCapture.h"
 
 #include <gmock/gmock.h>
@@ -326,7 +327,6 @@ class InstalledService
 
     bool WaitForState(DWORD dwState) const
     {
-        constexpr ULONGLONG PATIENCE_MS = 20000;
         constexpr DWORD LOOK_AGAIN_MS = 20;
         SERVICE_STATUS status = {};
         for (const ULONGLONG qwEnd = GetTickCount64() + PATIENCE_MS;
