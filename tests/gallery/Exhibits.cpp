@@ -259,6 +259,7 @@ void OpenMenu(CTaskBarWindow& window)
 
 void ShowMenu(CTaskBarWindow& window)
 {
+    g_bOneTimeSession = 0;
     OpenMenu(window);
 }
 
@@ -301,6 +302,7 @@ void ShowConnectThroughProxy(CTaskBarWindow& window)
 
 void ShowJoin(CTaskBarWindow& window)
 {
+    g_bOtiInvitation = 0;
     SendMessageW(window.m_hWnd, WM_COMMAND, ID_TRAY_JOIN_SESSION, 0);
 }
 

@@ -48,7 +48,7 @@ std::vector<std::string> SystemTrace::Calls(const std::string& prefix) const
 bool SystemTrace::WaitFor(const std::string& call) const
 {
     std::unique_lock lock(m_lock);
-    return m_added.wait_for(lock, std::chrono::seconds(10),
+    return m_added.wait_for(lock, std::chrono::milliseconds(PATIENCE_MS),
                             [&] { return std::find(m_calls.begin(), m_calls.end(), call) != m_calls.end(); });
 }
 

@@ -285,6 +285,7 @@ TEST_F(NoticeMessagesTest, DesktopOptionsComeBackOnlyWithTheLastViewer)
     SendSettings(0, 0, 0);
     Send(MSG_TRAYICON_DESKTOP_EFFECTS{MSG_TYPE_TRAYICON_DESKTOP_EFFECTS, 0x20});
     Receive<MSG_TRAYICON_DESKTOP_EFFECTS>();
+    Settle();
     m_trace.Forget();
     Send(Connection(MSG_TYPE_TRAYICON_DISCONNECT_NOTIFY, 1));
     Settle();

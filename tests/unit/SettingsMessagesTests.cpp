@@ -210,6 +210,7 @@ TEST_F(SettingsMessagesTest, ExitRestoresTheDesktopAndEndsInOrder)
 {
     Send(MSG_TRAYICON_DESKTOP_EFFECTS{MSG_TYPE_TRAYICON_DESKTOP_EFFECTS, 0x20});
     Receive<MSG_TRAYICON_DESKTOP_EFFECTS>();
+    Settle();
     m_trace.Forget();
     MSG_TRAYICON_EXIT leave = {};
     leave.dwType = MSG_TYPE_TRAYICON_EXIT;
@@ -321,6 +322,7 @@ TEST_F(SettingsMessagesTest, ExitIsFollowedStepByStep)
 {
     Send(MSG_TRAYICON_DESKTOP_EFFECTS{MSG_TYPE_TRAYICON_DESKTOP_EFFECTS, 0x20});
     Receive<MSG_TRAYICON_DESKTOP_EFFECTS>();
+    Settle();
     m_trace.Forget();
     CallOrder order(m_trace);
     order.m_note = [] { return " exit " + std::to_string(g_nExitCode); };

@@ -275,6 +275,7 @@ TEST_F(TrayCommandTest, ExitWithNobodyConnectedAsksNothingAndEndsTheAgent)
 {
     Send(PlainSettings());
     Receive<MSG_TRAYICON_DESKTOP_USER_INFORMATION>();
+    Settle();
     Window().m_dwAppliedOptions = DESKTOP_OPTION_DROP_SHADOW;
     m_trace.Forget();
     Choose(ID_TRAY_EXIT);
