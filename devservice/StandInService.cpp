@@ -12,6 +12,7 @@ namespace
 {
 constexpr int SEND_TIMEOUT_MS = 10000;
 constexpr int POLL_END_MS = 5000; // for a thread that is woken out of it
+constexpr DWORD POLL_AGAIN_MS = 1;
 constexpr size_t RECEIVE_BYTES = 65536;
 // What nobody asks for is dropped from the oldest on beyond this, so that a service may run for days.
 constexpr size_t MOST_PENDING_BYTES = 256 * 1024 * 1024;
@@ -475,15 +476,18 @@ void CStandInService::Run()
         {
             polls.push_back(ReadPoll(pAgent->hSocket.get()));
         }
-        if (WSAPoll(polls.data(), static_cast<ULONG>(polls.size()), -1) == SOCKET_ERROR)
-        {
-            break;
-        }
+        const bool bPolled = WSAPoll(polls.data(), static_cast<ULONG>(polls.size()), -1) != SOCKET_ERROR;
         {
             const std::lock_guard lock(m_mutex);
             ++m_uPolls;
         }
         m_changed.notify_all();
+        if (!bPolled)
+        {
+            // Somebody has closed one of the sockets meanwhile; the next list has it no more.
+            Sleep(POLL_AGAIN_MS);
+            continue;
+        }
 
         DrainWakeSocket(m_hWake.get());
         {

@@ -141,7 +141,6 @@ class EveryWindow : public testing::TestWithParam<std::tuple<WINDOW_ROW, const w
     {
         s_pThis = this;
         g_announced.clear();
-        g_hInstance = GetModuleHandleW(nullptr);
         SetEnvironmentVariableW(L"LangUI", std::get<1>(GetParam()));
         m_binding.Set("PlaySoundW", &PlayNothing);
         m_pWindow = std::make_unique<CTaskBarWindow>(0);
@@ -155,7 +154,6 @@ class EveryWindow : public testing::TestWithParam<std::tuple<WINDOW_ROW, const w
         m_pWindow.reset();
         PumpMessages(); // and the quit message with them
         CertFreeCertificateContext(std::exchange(g_CertContext, nullptr));
-        SetEnvironmentVariableW(L"LangUI", nullptr);
         s_pThis = nullptr;
     }
 

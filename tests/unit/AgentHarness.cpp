@@ -64,12 +64,6 @@ void AgentHarness::SetUp()
 {
     s_pThis = this;
     g_sleep.emplace("kernel32.dll", "Sleep", &SleepButForTheSession);
-    g_hInstance = GetModuleHandleW(nullptr);
-    g_hResourceModule = g_hInstance;
-    g_bOneTimeSession = 0;
-    g_bOtiInvitation = 0;
-    g_nExitCode = EXIT_AGENT_ENDED;
-    g_hQuitEvent.reset();
     ReadDesktopName(GetThreadDesktop(GetCurrentThreadId()), g_szDesktopName, sizeof(g_szDesktopName));
     LoopbackListener listener;
     CKernelHandle hReady(CreateEventW(nullptr, TRUE, FALSE, nullptr));

@@ -36,19 +36,11 @@ class AgentLifeTest : public testing::Test
     void SetUp() override
     {
         g_pfnSleep = m_sleep.Original();
-        g_hInstance = GetModuleHandleW(nullptr);
         // Not as data, as the agent loads it: from data the test system makes a new icon at each load, where
         // Windows gives the one that is there. The agent itself loads its icons once.
         m_hModule.reset(LoadLibraryW((StageFolder() / L"TKDASTRES.dll").c_str()));
         ASSERT_TRUE(m_hModule);
         g_hResourceModule = m_hModule.get();
-        g_bOneTimeSession = 0;
-    }
-
-    void TearDown() override
-    {
-        g_hResourceModule = g_hInstance;
-        g_hQuitEvent.reset();
     }
 
     /// One agent from its window's birth to its end, with a viewer that comes in between.

@@ -131,12 +131,6 @@ class BadRecordTest : public AgentHarness
         Window().m_Settings.dwExitLock2 = 1; // the language stays the machine's
     }
 
-    void TearDown() override
-    {
-        AgentHarness::TearDown();
-        SetEnvironmentVariableW(L"LangUI", nullptr);
-    }
-
     /// Runs a record's handler as the reader would, on memory that ends with the record.
     template <typename Record>
     bool Handle(const Record& record)

@@ -71,7 +71,6 @@ class ChatModuleTest : public testing::Test
         DestroyWindow(m_hOwner);
         PumpMessages();
         UnregisterClassW(OWNER_CLASS, GetModuleHandleW(nullptr));
-        SetEnvironmentVariableW(L"LangUI", nullptr);
         s_pThis = nullptr;
     }
 

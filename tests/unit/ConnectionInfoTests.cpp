@@ -56,8 +56,6 @@ class ReaderTest : public testing::Test
   protected:
     void SetUp() override
     {
-        g_hInstance = GetModuleHandleW(nullptr);
-        g_hResourceModule = g_hInstance;
         g_dwSessionId = TEST_SESSION_ID;
         g_sleeps.clear();
     }

@@ -2,10 +2,12 @@
 #include "devservice/Recording.h"
 #include "devservice/RecordText.h"
 #include "devservice/ValueText.h"
+#include "tests/support/ImportHook.h"
 #include "tests/unit/DevServiceFixture.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <thread>
@@ -196,6 +198,30 @@ TEST_F(DevService, ListeningAgainOnTheSamePortWorksAtOnce)
         EXPECT_FALSE(TestAgent(nPort).IsOpen());
         ASSERT_TRUE(m_service.Listen(nPort)) << GetLastError();
     }
+}
+
+TEST_F(DevService, APollThatFailsIsMadeAgain)
+{
+    static std::atomic<int> s_nFailures;
+    static decltype(&WSAPoll) s_pfnPoll = nullptr;
+    s_nFailures = 3;
+    const ImportHook<decltype(WSAPoll)> hook(
+        "ws2_32.dll", "WSAPoll", +[](LPWSAPOLLFD pPolls, ULONG uPolls, INT nTimeout) -> int {
+            if (s_nFailures > 0)
+            {
+                --s_nFailures;
+                WSASetLastError(WSAENOTSOCK);
+                return SOCKET_ERROR;
+            }
+            return s_pfnPoll(pPolls, uPolls, nTimeout);
+        });
+    s_pfnPoll = hook.Original();
+    CStandInService service; // its thread must not have polled before
+    ASSERT_TRUE(service.Listen(0));
+    TestAgent agent(service.GetPort());
+    EXPECT_TRUE(agent.ShakeHands());
+    EXPECT_EQ(service.WaitForReadyAgents(1, PATIENCE_MS), WAIT_RESULT::Met);
+    EXPECT_EQ(s_nFailures, 0);
 }
 
 TEST_F(DevService, PortInUseIsRefused)

@@ -118,8 +118,6 @@ void DialogHarness::SetUp()
 {
     s_pThis = this;
     ASSERT_TRUE(g_bTaskbarStandIn);
-    g_hInstance = GetModuleHandleW(nullptr);
-    g_bOneTimeSession = 0;
     g_taskbarAnswer = TASKBAR_ANSWER();
     m_binding.Set("PlaySoundW", &RecordSound);
     m_pWindow = std::make_unique<CTaskBarWindow>(0);
@@ -135,7 +133,6 @@ void DialogHarness::TearDown()
     m_pWindow.reset();
     PumpMessages(); // and the quit message with them
     g_taskbarAnswer = TASKBAR_ANSWER();
-    g_bOneTimeSession = 0;
     s_pThis = nullptr;
 }
 

@@ -83,16 +83,7 @@ class Profile : public testing::Test
     RegistrySandbox m_user{HKEY_CURRENT_USER};
 };
 
-class Language : public Profile
-{
-  public:
-    Language() { SetEnvironmentVariableW(L"LangUI", nullptr); }
-    ~Language() override
-    {
-        SetEnvironmentVariableW(L"LangUI", nullptr);
-        g_ProfileReg.SetRootKey(HKEY_LOCAL_MACHINE);
-    }
-};
+using Language = Profile;
 
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): nobody can delete it through a base
 class MemoryStorage final : public TKRegistrySettingsStorage

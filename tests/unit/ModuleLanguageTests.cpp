@@ -15,13 +15,7 @@ HMODULE Self()
     return GetModuleHandleW(nullptr);
 }
 
-class ModuleLanguage : public testing::Test
-{
-  protected:
-    void TearDown() override { SetEnvironmentVariableW(L"LangUI", nullptr); }
-};
-
-TEST_F(ModuleLanguage, IsTheOneThatTheAgentHasChosen)
+TEST(ModuleLanguage, IsTheOneThatTheAgentHasChosen)
 {
     for (const auto& [pszCode, language] : {std::pair(L"en", MODULE_ENGLISH), std::pair(L"fr", MODULE_FRENCH),
                                             std::pair(L"de", MODULE_GERMAN), std::pair(L"DE", MODULE_GERMAN)})
@@ -31,7 +25,7 @@ TEST_F(ModuleLanguage, IsTheOneThatTheAgentHasChosen)
     }
 }
 
-TEST_F(ModuleLanguage, IsEnglishWhereNothingElseIsKnown)
+TEST(ModuleLanguage, IsEnglishWhereNothingElseIsKnown)
 {
     SetEnvironmentVariableW(L"LangUI", nullptr);
     EXPECT_EQ(CurrentModuleLanguage(), MODULE_ENGLISH);
@@ -44,7 +38,7 @@ TEST_F(ModuleLanguage, IsEnglishWhereNothingElseIsKnown)
     EXPECT_EQ(ModuleLanguageOf(L""), MODULE_ENGLISH);
 }
 
-TEST_F(ModuleLanguage, FindsTheTextOfEachLanguage)
+TEST(ModuleLanguage, FindsTheTextOfEachLanguage)
 {
     EXPECT_EQ(LoadModuleText(Self(), IDS_MODULE_TEST, MODULE_ENGLISH), L"colour");
     EXPECT_EQ(LoadModuleText(Self(), IDS_MODULE_TEST, MODULE_FRENCH), L"couleur");
@@ -52,20 +46,20 @@ TEST_F(ModuleLanguage, FindsTheTextOfEachLanguage)
     EXPECT_EQ(LoadModuleText(Self(), IDS_MODULE_TEST_LAST, MODULE_GERMAN), L"Letzter seines Blocks");
 }
 
-TEST_F(ModuleLanguage, TakesEnglishForWhatATranslationLacks)
+TEST(ModuleLanguage, TakesEnglishForWhatATranslationLacks)
 {
     // One lacks a text in a block that it has, the other lacks the block.
     EXPECT_EQ(LoadModuleText(Self(), IDS_MODULE_TEST_ENGLISH, MODULE_GERMAN), L"only in English");
     EXPECT_EQ(LoadModuleText(Self(), IDS_MODULE_TEST_LAST, MODULE_FRENCH), L"last of its block");
 }
 
-TEST_F(ModuleLanguage, HasNoTextWhereThereIsNone)
+TEST(ModuleLanguage, HasNoTextWhereThereIsNone)
 {
     EXPECT_EQ(LoadModuleText(Self(), NO_SUCH_TEXT, MODULE_GERMAN), L"");
     EXPECT_EQ(LoadModuleText(Self(), 1, MODULE_ENGLISH), L"");
 }
 
-TEST_F(ModuleLanguage, FindsTheDialogOfALanguageOrTheEnglishOne)
+TEST(ModuleLanguage, FindsTheDialogOfALanguageOrTheEnglishOne)
 {
     const DLGTEMPLATE* const pGerman = FindModuleDialog(Self(), IDD_MODULE_TEST, MODULE_GERMAN);
     const DLGTEMPLATE* const pFrench = FindModuleDialog(Self(), IDD_MODULE_TEST, MODULE_FRENCH);

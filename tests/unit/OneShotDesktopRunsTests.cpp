@@ -262,7 +262,6 @@ class OneShotDesktopRunTest : public testing::Test
         m_lateBinding.Set("RtlGetVersion", &PlayVersion);
         m_lateBinding.Set("LockWorkStation", &PlayLock);
         g_dwDesktopState = DESKTOP_STATE_UNLOCKED;
-        g_bOneTimeSession = 0;
     }
 
     static int Run(const wchar_t* pszLine)
@@ -545,10 +544,8 @@ class OneShotSettingsRunTest : public OneShotDesktopRunTest
     {
         OneShotDesktopRunTest::SetUp();
         g_program = (m_testPrograms / TestSettingsFolder(L"nothing") / L"TKDAST.exe").wstring();
-        g_ProfileReg.SetRootKey(HKEY_LOCAL_MACHINE);
         SetEnvironmentVariableW(L"LangUI", L"xx");
     }
-    void TearDown() override { SetEnvironmentVariableW(L"LangUI", nullptr); }
 
     const LogCapture m_quiet{"UtilFile"};
     RegistrySandbox m_machine{HKEY_LOCAL_MACHINE};

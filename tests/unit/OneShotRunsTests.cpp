@@ -122,11 +122,7 @@ class OneShotRunTest : public testing::Test
         // The test system takes a second for each look at the session.
         m_lateBinding.Set("WTSQuerySessionInformationW", &PlayActiveSession);
         m_lateBinding.Set("WTSFreeMemory", &KeepMemory);
-        g_bOneTimeSession = 0;
-        g_hQuitEvent.reset();
     }
-
-    void TearDown() override { g_bOneTimeSession = 0; }
 
     static int Run(const std::wstring& line) { return RunTrayAgent(GetModuleHandleW(nullptr), line.c_str()); }
 

@@ -13,8 +13,6 @@
 class SettingsHarness : public testing::Test
 {
   protected:
-    void TearDown() override { SetEnvironmentVariableW(L"LangUI", nullptr); }
-
     /// Shows the dialog by show, plays the scenario in it, and returns what show returned.
     template <typename Show>
     static auto Play(const std::function<void(HWND)>& scenario, const Show& show)

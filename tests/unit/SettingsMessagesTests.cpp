@@ -397,8 +397,6 @@ TEST_F(SettingsMessagesTest, AReconfigurationFollowsTheUsersLanguageOnlyWhereNot
         Settle();
         EXPECT_EQ(LanguageOfEnvironment(), bLocked != 0 ? L"de" : L"fr");
     }
-    g_ProfileReg.SetRootKey(HKEY_LOCAL_MACHINE);
-    SetEnvironmentVariableW(L"LangUI", nullptr);
 }
 
 TEST_F(SettingsMessagesTest, AReconfigurationIsToldInTheLanguageBeforeIt)
@@ -412,7 +410,6 @@ TEST_F(SettingsMessagesTest, AReconfigurationIsToldInTheLanguageBeforeIt)
     ASSERT_FALSE(m_icons.empty());
     EXPECT_EQ(m_icons.back().szTip, language.Text(IDS_TIP_PERMISSION) + L"\r\nKestre...");
     EXPECT_EQ(g_hResourceModule, g_hInstance) << "then it has changed";
-    SetEnvironmentVariableW(L"LangUI", nullptr);
 }
 
 TEST_F(SettingsMessagesTest, AReconfigurationWithNoLanguageStoredTakesEnglish)
@@ -425,5 +422,4 @@ TEST_F(SettingsMessagesTest, AReconfigurationWithNoLanguageStoredTakesEnglish)
     Settle();
     EXPECT_EQ(LanguageOfEnvironment(), L"en") << "nothing stored";
     EXPECT_EQ(g_hResourceModule, g_hInstance) << "no module beside the test program";
-    SetEnvironmentVariableW(L"LangUI", nullptr);
 }

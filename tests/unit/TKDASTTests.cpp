@@ -210,14 +210,9 @@ class StartUpTest : public testing::Test
         g_script = SystemScript();
         g_script.pfnCreateFileMapping = m_mapping.Original();
         g_script.pfnGetUserObjectInformation = m_objectInformation.Original();
-        g_bOneTimeSession = 0;
     }
 
-    void TearDown() override
-    {
-        g_hInstanceMapping.reset();
-        g_bOneTimeSession = 0;
-    }
+    void TearDown() override { g_hInstanceMapping.reset(); }
 
     static int Run(const wchar_t* pszCommandLine)
     {

@@ -65,9 +65,6 @@ class TrayWindowTest : public testing::Test
   protected:
     void SetUp() override
     {
-        g_hInstance = GetModuleHandleW(nullptr);
-        g_hResourceModule = g_hInstance;
-        g_bOneTimeSession = 0;
         g_calls.clear();
         RemoveMessages();
     }
@@ -79,8 +76,6 @@ class TrayWindowTest : public testing::Test
             DestroyWindow(m_pWindow->m_hWnd);
         }
         m_pWindow.reset();
-        g_hQuitEvent.reset();
-        g_bOneTimeSession = 0;
         RemoveMessages();
     }
 

@@ -90,12 +90,6 @@ class TrayCommandTest : public AgentHarness
         g_hResourceModule = m_hResources.get();
     }
 
-    void TearDown() override
-    {
-        AgentHarness::TearDown();
-        g_hResourceModule = g_hInstance;
-    }
-
     /// A text of the language module in which a count stands.
     static std::wstring Text(UINT uString, const wchar_t* pszCount = L"")
     {

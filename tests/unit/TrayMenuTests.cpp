@@ -165,12 +165,6 @@ class TrayMenuTest : public AgentHarness
         g_hResourceModule = m_hResources.get();
     }
 
-    void TearDown() override
-    {
-        AgentHarness::TearDown();
-        g_hResourceModule = g_hInstance;
-    }
-
     void Notify(LPARAM lMouseMessage, WPARAM wIconId = TRAY_ICON_ID)
     {
         SendMessageW(Window().m_hWnd, WM_TRAY_NOTIFY, wIconId, lMouseMessage);

@@ -375,7 +375,6 @@ class UtilServiceOnThisMachine : public testing::Test
 {
   protected:
     void SetUp() override { g_hResourceModule = m_hResources.get(); }
-    void TearDown() override { g_hResourceModule = g_hInstance; }
 
     const CModule m_hResources{LoadLibraryExW((StageFolder() / L"TKDASTRES.dll").c_str(), nullptr,
                                               LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE)};

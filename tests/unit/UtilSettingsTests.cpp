@@ -341,11 +341,7 @@ class SettingsDialogTest : public UtilSettings
   protected:
     SettingsDialogTest() { UseModuleWithout(L"nothing"); }
     void SetUp() override { g_hResourceModule = m_hResources.get(); }
-    void TearDown() override
-    {
-        g_hResourceModule = g_hInstance;
-        EXPECT_EQ(m_trace->nLoads, m_trace->nFreed);
-    }
+    void TearDown() override { EXPECT_EQ(m_trace->nLoads, m_trace->nFreed); }
 
     const CModule m_hResources{LoadLibraryExW((StageFolder() / L"TKDASTRES.dll").c_str(), nullptr,
                                               LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE)};
