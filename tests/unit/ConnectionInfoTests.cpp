@@ -44,6 +44,16 @@ int WSAAPI FailingSend(SOCKET, const char*, int, int)
     return SOCKET_ERROR;
 }
 
+CTaskBarWindow* g_pGoingWindow = nullptr;
+decltype(&send) g_pfnSend = nullptr;
+
+// The window goes while the reader answers.
+int WSAAPI SendAndGo(SOCKET hSocket, const char* pBytes, int nBytes, int nFlags)
+{
+    g_pGoingWindow->m_bExiting = 1;
+    return g_pfnSend(hSocket, pBytes, nBytes, nFlags);
+}
+
 template <typename Record>
 const char* Bytes(const Record& record)
 {
@@ -229,8 +239,9 @@ TEST_F(ReaderTest, EndsWithoutAWordWhenTheWindowIsGoing)
 TEST_F(ReaderTest, AnExitDuringAHandlerEndsTheLoopWithoutAnotherRead)
 {
     LoopbackConnection service = ConnectReader();
-    ASSERT_TRUE(Echoes(service)); // the reader is in its loop now
-    m_pWindow->m_bExiting = 1;
+    g_pGoingWindow = m_pWindow.get();
+    const ImportHook hook("ws2_32.dll", "send", &SendAndGo);
+    g_pfnSend = hook.Original();
     ASSERT_TRUE(Echoes(service)); // handled, and the last
     m_reader.join();
     EXPECT_FALSE(TakeChannelLost());
