@@ -7,7 +7,6 @@
 #include "tests/support/ImportHook.h"
 #include "tests/support/LoopbackPeer.h"
 #include "tests/support/Patience.h"
-#include "tests/support/Watchdog.h"
 #include "tests/unit/InvitationHarness.h"
 
 #include <gtest/gtest.h>
@@ -198,7 +197,6 @@ int WSAAPI ShortenTimeout(SOCKET hSocket, int nLevel, int nOption, const char* p
 
 TEST_F(InvitationExchangeTest, WithoutAnAnswerItEndsAfterFiveSeconds)
 {
-    Watchdog::Allow(120000);
     const OUTCOME outcome = Create();
     ExpectNothing(outcome);
     EXPECT_GE(outcome.duration.count(), 4500);
